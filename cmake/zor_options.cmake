@@ -1,0 +1,22 @@
+# Compiler settings that every target of the project takes, on one interface target.
+add_library(zor_options INTERFACE)
+target_compile_features(zor_options INTERFACE cxx_std_20)
+target_compile_options(zor_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  -fvisibility=hidden -fvisibility-inlines-hidden -fno-semantic-interposition
+  -ffunction-sections -fdata-sections)
+target_include_directories(zor_options INTERFACE
+  ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src ${CMAKE_BINARY_DIR}/generated)
+if(ZOR_SANITIZE)
+  target_compile_options(zor_options INTERFACE
+    -fsanitize=${ZOR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(zor_options INTERFACE -fsanitize=${ZOR_SANITIZE})
+endif()
+if(NOT APPLE)
+  target_link_options(zor_options INTERFACE -Wl,--gc-sections)
+endif()
+option(ZOR_PRECOMPILE "Precompile the large headers" OFF)
+find_package(Threads REQUIRED)
+target_link_libraries(zor_options INTERFACE Threads::Threads)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_EXTENSIONS OFF)

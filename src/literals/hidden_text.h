@@ -1,0 +1,71 @@
+// Texts that do not stand in the binary in clear.
+#ifndef ZOR_LITERALS_HIDDEN_TEXT_H_
+#define ZOR_LITERALS_HIDDEN_TEXT_H_
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace zor {
+
+// The part of a hidden text that does not depend on its length.
+class HiddenTextBase {
+ public:
+  HiddenTextBase(const HiddenTextBase&) = delete;
+  HiddenTextBase& operator=(const HiddenTextBase&) = delete;
+
+ protected:
+  constexpr explicit HiddenTextBase(std::uint32_t key) : _key(key) {}
+
+  // Unscrambles `size` bytes in place unless that has happened; afterwards a single load.
+  void revealOnce(char* scrambled, std::size_t size) const {
+    if (!_revealed.load(std::memory_order_acquire)) reveal(scrambled, size);
+  }
+
+  // One step of the key stream.
+  static constexpr std::uint32_t nextKey(std::uint32_t key) {
+    key ^= key << 13;
+    key ^= key >> 17;
+    key ^= key << 5;
+    return key;
+  }
+
+ private:
+  void reveal(char* scrambled, std::size_t size) const;
+
+  std::uint32_t _key;
+  mutable std::atomic<bool> _revealed{false};
+};
+
+// A text scrambled at compile time into writable data and revealed where it lies at its first use.
+// `Size` counts the terminating NUL. Callable from any thread; the text lives as long as the
+// process.
+template <std::size_t Size>
+class HiddenText : public HiddenTextBase {
+ public:
+  consteval HiddenText(const char (&clear)[Size], std::uint32_t key) : HiddenTextBase(key) {
+    for (std::size_t index = 0; index < Size; ++index) {
+      key = nextKey(key);
+      _text[index] = static_cast<char>(static_cast<unsigned char>(clear[index]) ^ (key & 0xFF));
+    }
+  }
+
+  const char* c_str() const {
+    revealOnce(_text, Size);
+    return _text;
+  }
+  std::string_view view() const { return {c_str(), Size - 1}; }
+  std::string str() const { return std::string(view()); }
+
+  // In bytes, without revealing the text.
+  static constexpr std::size_t length() { return Size - 1; }
+
+ private:
+  mutable char _text[Size] = {};
+};
+
+}  // namespace zor
+
+#endif  // ZOR_LITERALS_HIDDEN_TEXT_H_

@@ -1,0 +1,33 @@
+// Every text that the library hides, by role. The texts stand in literals.def, in the file of the
+// platform, and in the operator's profile; each is spelled there once.
+#ifndef ZOR_LITERALS_LITERALS_H_
+#define ZOR_LITERALS_LITERALS_H_
+
+#include "literals/hidden_text.h"
+
+namespace zor::literals {
+
+// A key that differs from text to text: a hash of the name (FNV-1a), never zero.
+template <std::size_t Size>
+consteval std::uint32_t keyForName(const char (&name)[Size]) {
+  std::uint32_t hash = 2166136261U;
+  for (const char character : name) {
+    hash = (hash ^ static_cast<unsigned char>(character)) * 16777619U;
+  }
+  return hash | 1U;
+}
+
+#define ZOR_LITERAL(name, text) \
+  inline constinit HiddenText<sizeof(text)> name{text, keyForName(#name)};
+#define ZOR_LITERAL_OF_LENGTH(name, expectedLength, text)                      \
+  static_assert(sizeof(text) - 1 == (expectedLength), #name ": wrong length"); \
+  ZOR_LITERAL(name, text)
+
+#include "literals/all_literals.def"
+
+#undef ZOR_LITERAL_OF_LENGTH
+#undef ZOR_LITERAL
+
+}  // namespace zor::literals
+
+#endif  // ZOR_LITERALS_LITERALS_H_

@@ -1,0 +1,81 @@
+// Files, folders and the volume they lie on.
+#ifndef ZOR_PLATFORM_FILE_PORT_H_
+#define ZOR_PLATFORM_FILE_PORT_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace zor {
+
+// A file opened for reading and writing. What is written between two calls of synchronize() reaches
+// the disk as one change: a reader, or the next run after a kill, finds the file as it was before
+// or as it is after. Confined to one thread at a time.
+class FileHandle {
+ public:
+  virtual ~FileHandle() = default;  // What was not synchronized is dropped.
+
+  virtual std::uint64_t sizeBytes() = 0;
+  // Up to `lengthBytes` bytes from `offsetBytes`; fewer at the end of the file.
+  virtual Data read(std::uint64_t offsetBytes, std::uint64_t lengthBytes) = 0;
+  virtual void append(const Data& data) = 0;
+  virtual void truncate() = 0;
+  // Puts the changes on the disk. False: they could not be kept, and the file is as it was.
+  virtual bool synchronize() = 0;
+};
+
+// Holds other processes off while it lives; see FilePort::lockBeside.
+class FileLock {
+ public:
+  virtual ~FileLock() = default;
+};
+
+// Marks for a new file; a platform without such a mark ignores it.
+struct FileAttributes {
+  bool hidden = false;
+  bool excludedFromBackup = false;
+};
+
+// Paths are absolute; "~" is not expanded. Callable from any thread. Nothing is thrown.
+class FilePort {
+ public:
+  virtual ~FilePort() = default;
+
+  virtual std::string homeDirectory() = 0;
+  // Where the library keeps its own files; nullopt when the user has no such place. The folder need
+  // not exist yet.
+  virtual std::optional<std::string> libraryDirectory() = 0;
+  // `path` with a leading "~" replaced by the home directory.
+  virtual std::string expandTilde(const std::string& path) = 0;
+
+  // Whether something, of whatever kind, is at `path`; a dangling link counts.
+  virtual bool exists(const std::string& path) = 0;
+  // The whole content. nullopt: not there, not readable, no regular file, or over 16 MiB.
+  virtual std::optional<Data> read(const std::string& path) = 0;
+  // Creates the directory and those above it, for this user only. True: it is there now.
+  virtual bool createDirectories(const std::string& path) = 0;
+  // Creates an empty file, readable by this user only. True: it was created.
+  virtual bool createFile(const std::string& path, const FileAttributes& attributes) = 0;
+  // Replaces the content as one change; true when it is on the disk, else the file is as it was.
+  // A symbolic link at `path` is replaced, not followed.
+  virtual bool writeAtomically(const std::string& path, const Data& data) = 0;
+  // Null: not there, no regular file (a symbolic link is none), or not permitted.
+  virtual std::unique_ptr<FileHandle> openForUpdating(const std::string& path) = 0;
+  // Keeps the file out of backups; true also on a platform that has no such mark.
+  virtual bool excludeFromBackup(const std::string& path) = 0;
+  // Bytes available to this user on the volume that holds `path`; nullopt when it does not answer.
+  virtual std::optional<std::uint64_t> freeBytes(const std::string& path) = 0;
+  // Waits until no other process (and no other thread) holds the lock that belongs to `path`, and
+  // takes it. Null: no lock can be had there (a read-only folder); the caller goes on without.
+  virtual std::unique_ptr<FileLock> lockBeside(const std::string& path) = 0;
+};
+
+// `directory` and `name` joined by exactly one "/".
+std::string pathByAppending(const std::string& directory, const std::string& name);
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_FILE_PORT_H_

@@ -1,0 +1,130 @@
+// Ports whose backend has not landed: each answers that nothing is there.
+#include "platform/linux/linux_ports.h"
+
+namespace zor {
+namespace {
+
+class NoRegistry final : public RegistryPort {
+ public:
+  std::unique_ptr<RegistryEntry> firstService(const std::string&) override { return nullptr; }
+  std::optional<std::vector<std::unique_ptr<RegistryEntry>>> services(const std::string&) override {
+    return std::nullopt;
+  }
+};
+
+class NoPowerSources final : public PowerSourcePort {
+ public:
+  std::vector<std::optional<PowerSourceDescription>> sources() override { return {}; }
+};
+
+class NoSystem final : public SystemPort {
+ public:
+  std::optional<std::string> kernelVersion() override { return std::nullopt; }
+  std::optional<std::string> operatingSystemVersionString() override { return std::nullopt; }
+  std::optional<std::string> processName() override { return std::nullopt; }
+  std::string globallyUniqueString() override { return {}; }
+  std::int32_t processIdentifier() override { return 0; }
+  double systemUptimeSeconds() override { return 0; }
+  std::int64_t physicalMemoryBytes() override { return 0; }
+  std::optional<FileSystemFigures> fileSystemFigures(const std::string&) override {
+    return std::nullopt;
+  }
+  std::optional<Data> namedValue(const std::string&) override { return std::nullopt; }
+  std::map<std::string, std::string> environment() override { return {}; }
+};
+
+class NoNetwork final : public NetworkPort {
+ public:
+  std::optional<std::vector<InterfaceAddress>> interfaceAddresses() override {
+    return std::nullopt;
+  }
+  DesignatedInterfaces designatedInterfaces() override { return {}; }
+  std::optional<std::string> addressText(AddressFamily, const std::uint8_t*, std::size_t) override {
+    return std::nullopt;
+  }
+  std::optional<std::vector<std::string>> nameServers() override { return std::nullopt; }
+};
+
+class NoWiFi final : public WiFiPort {
+ public:
+  std::optional<WiFiInterface> defaultInterface() override { return std::nullopt; }
+};
+
+class NoIntegrity final : public IntegrityPort {
+ public:
+  void enable() override {}
+  IntegritySignal signal() override { return {}; }
+};
+
+class NoBundle final : public BundlePort {
+ public:
+  std::optional<std::string> bundleIdentifier() override { return std::nullopt; }
+  std::optional<Json> infoValue(const std::string&) override { return std::nullopt; }
+};
+
+class NoDefaults final : public DefaultsPort {
+ public:
+  std::optional<PropertyValue> objectForKey(const std::string&) override { return std::nullopt; }
+  void setObject(const std::string&, const PropertyValue&) override {}
+  void removeObject(const std::string&) override {}
+};
+
+class NoPasteboards final : public PasteboardPort {
+ public:
+  std::unique_ptr<Pasteboard> pasteboardWithName(const std::string&) override { return nullptr; }
+};
+
+class NoArchive final : public ArchivePort {
+ public:
+  std::optional<Data> archivedData(const PropertyDictionary&) override { return std::nullopt; }
+  std::optional<PropertyDictionary> unarchivedDictionary(const Data&) override {
+    return std::nullopt;
+  }
+};
+
+class NoFiles final : public FilePort {
+ public:
+  std::string homeDirectory() override { return "/"; }
+  std::optional<std::string> libraryDirectory() override { return std::nullopt; }
+  std::string expandTilde(const std::string& path) override { return path; }
+  bool exists(const std::string&) override { return false; }
+  std::optional<Data> read(const std::string&) override { return std::nullopt; }
+  bool createDirectories(const std::string&) override { return false; }
+  bool createFile(const std::string&, const FileAttributes&) override { return false; }
+  bool writeAtomically(const std::string&, const Data&) override { return false; }
+  std::unique_ptr<FileHandle> openForUpdating(const std::string&) override { return nullptr; }
+  bool excludeFromBackup(const std::string&) override { return true; }
+  std::optional<std::uint64_t> freeBytes(const std::string&) override { return std::nullopt; }
+  std::unique_ptr<FileLock> lockBeside(const std::string&) override { return nullptr; }
+};
+
+class NoURLLoading final : public URLLoadingPort {
+ public:
+  std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate>,
+                                            OperationQueue&) override {
+    return nullptr;
+  }
+};
+
+template <typename Port>
+Port& single() {
+  static auto& port = *new Port;
+  return port;
+}
+
+}  // namespace
+
+RegistryPort& linuxRegistryPort() { return single<NoRegistry>(); }
+PowerSourcePort& linuxPowerSourcePort() { return single<NoPowerSources>(); }
+SystemPort& linuxSystemPort() { return single<NoSystem>(); }
+NetworkPort& linuxNetworkPort() { return single<NoNetwork>(); }
+WiFiPort& linuxWiFiPort() { return single<NoWiFi>(); }
+IntegrityPort& linuxIntegrityPort() { return single<NoIntegrity>(); }
+BundlePort& linuxBundlePort() { return single<NoBundle>(); }
+DefaultsPort& linuxDefaultsPort() { return single<NoDefaults>(); }
+PasteboardPort& linuxPasteboardPort() { return single<NoPasteboards>(); }
+ArchivePort& linuxArchivePort() { return single<NoArchive>(); }
+FilePort& linuxFilePort() { return single<NoFiles>(); }
+URLLoadingPort& linuxURLLoadingPort() { return single<NoURLLoading>(); }
+
+}  // namespace zor

@@ -1,0 +1,51 @@
+#include "platform/log.h"
+
+#include <memory>
+#include <utility>
+
+#include "platform/ports.h"
+#include "support/fork_hooks.h"
+#include "support/mutex.h"
+
+namespace zor {
+namespace {
+
+struct HandlerSlot {
+  HandlerSlot() { holdOverFork(ForkRank::portState, mutex); }
+
+  // Guards `handler`. Nothing is called under it.
+  Mutex mutex;
+  std::shared_ptr<const LogHandler> handler ZOR_GUARDED_BY(mutex);
+};
+
+HandlerSlot& slot() {
+  static auto& instance = *new HandlerSlot;
+  return instance;
+}
+
+std::shared_ptr<const LogHandler> currentHandler() {
+  const MutexLock lock(slot().mutex);
+  return slot().handler;
+}
+
+}  // namespace
+
+void logLine(const std::string& line) {
+  const auto handler = currentHandler();
+  if (handler == nullptr) {
+    ports().log.writeLine(line);
+    return;
+  }
+  try {
+    (*handler)(line);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the host's own failure to log.
+  }
+}
+
+void setLogHandler(LogHandler handler) {
+  auto replacement = handler ? std::make_shared<const LogHandler>(std::move(handler)) : nullptr;
+  const MutexLock lock(slot().mutex);
+  slot().handler.swap(replacement);
+}
+
+}  // namespace zor

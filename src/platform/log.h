@@ -1,0 +1,23 @@
+// The library's log lines.
+#ifndef ZOR_PLATFORM_LOG_H_
+#define ZOR_PLATFORM_LOG_H_
+
+#include <functional>
+#include <string>
+
+namespace zor {
+
+using LogHandler = std::function<void(const std::string& line)>;
+
+// Sends `line` to the host's handler where one is set, else to the system log. Callable from any
+// thread; a handler that throws is ignored.
+void logLine(const std::string& line);
+
+// Replaces the system log; an empty handler restores it. Callable from any thread; the handler is
+// called on whichever thread logs, possibly on several at once, and may be called once more by a
+// thread that was already logging.
+void setLogHandler(LogHandler handler);
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_LOG_H_

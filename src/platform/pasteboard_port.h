@@ -1,0 +1,52 @@
+// Named pasteboards: small per-user stores that every process of the user reads and writes by name.
+#ifndef ZOR_PLATFORM_PASTEBOARD_PORT_H_
+#define ZOR_PLATFORM_PASTEBOARD_PORT_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "support/property_value.h"
+
+namespace zor {
+
+// One pasteboard. Confined to the thread that uses it.
+class Pasteboard {
+ public:
+  virtual ~Pasteboard() = default;
+
+  virtual std::string name() const = 0;
+  // nullopt: it holds nothing under that type. A concurrent writer's value is seen whole or not
+  // at all.
+  virtual std::optional<Data> dataForType(const std::string& type) = 0;
+  // Replaces what it holds under that type. False: it could not be kept.
+  virtual bool setData(const Data& data, const std::string& type) = 0;
+};
+
+// Callable from any thread.
+class PasteboardPort {
+ public:
+  virtual ~PasteboardPort() = default;
+
+  // The pasteboard of that name. One that does not exist yet may be returned empty, to come into
+  // being at its first setData, or be null: then it cannot be written either.
+  virtual std::unique_ptr<Pasteboard> pasteboardWithName(const std::string& name) = 0;
+};
+
+// Turns dictionaries into bytes and back, in the platform's archive form. Callable from any thread.
+class ArchivePort {
+ public:
+  virtual ~ArchivePort() = default;
+
+  // nullopt: the dictionary holds a text that is no UTF-8.
+  virtual std::optional<Data> archivedData(const PropertyDictionary& dictionary) = 0;
+  // nullopt: no archive, a damaged one, or one of something else than a dictionary. Entries of
+  // kinds that are not PropertyValue are left out.
+  virtual std::optional<PropertyDictionary> unarchivedDictionary(const Data& data) = 0;
+};
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_PASTEBOARD_PORT_H_

@@ -1,0 +1,65 @@
+// The process-wide set of ports: everything the core asks of a machine, in one place.
+#ifndef ZOR_PLATFORM_PORTS_H_
+#define ZOR_PLATFORM_PORTS_H_
+
+#include "platform/bundle_port.h"
+#include "platform/clock_port.h"
+#include "platform/crypto_port.h"
+#include "platform/defaults_port.h"
+#include "platform/file_port.h"
+#include "platform/integrity_port.h"
+#include "platform/log_port.h"
+#include "platform/network_port.h"
+#include "platform/pasteboard_port.h"
+#include "platform/power_source_port.h"
+#include "platform/random_port.h"
+#include "platform/registry_port.h"
+#include "platform/system_port.h"
+#include "platform/url_loading_port.h"
+#include "platform/wifi_port.h"
+
+namespace zor {
+
+// References to one port of each kind. The ports outlive the set.
+struct PortSet {
+  RegistryPort& registry;
+  PowerSourcePort& powerSources;
+  SystemPort& system;
+  NetworkPort& network;
+  WiFiPort& wifi;
+  IntegrityPort& integrity;
+  BundlePort& bundle;
+  DefaultsPort& defaults;
+  PasteboardPort& pasteboards;
+  ArchivePort& archive;
+  FilePort& files;
+  CryptoPort& crypto;
+  ClockPort& clock;
+  RandomPort& random;
+  LogPort& log;
+  URLLoadingPort& urlLoading;
+};
+
+// The ports of this machine, made at the first call and never destroyed. Defined by the backend.
+const PortSet& systemPorts();
+
+// The ports in use: systemPorts() unless a ScopedPorts is alive. Callable from any thread.
+const PortSet& ports();
+
+// Replaces the ports in use for its lifetime; for programs with settings of their own and for
+// tests. Not to be made or destroyed while other threads use the library; scopes nest.
+class ScopedPorts {
+ public:
+  explicit ScopedPorts(const PortSet& replacement);
+  ~ScopedPorts();
+  ScopedPorts(const ScopedPorts&) = delete;
+  ScopedPorts& operator=(const ScopedPorts&) = delete;
+
+ private:
+  const PortSet _replacement;
+  const PortSet* const _previous;
+};
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_PORTS_H_

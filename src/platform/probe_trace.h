@@ -1,0 +1,43 @@
+// Lets whoever runs a probe learn where its value comes from.
+//
+// Probes take no arguments and answer a value or nothing. A caller that wants to tell "needs root"
+// from "not there" puts a ProbeTrace on its thread; the backends note in it what they read.
+#ifndef ZOR_PLATFORM_PROBE_TRACE_H_
+#define ZOR_PLATFORM_PROBE_TRACE_H_
+
+#include <string>
+#include <string_view>
+
+namespace zor {
+
+// Collects the notes of the calling thread while it lives; the innermost one gets them.
+class ProbeTrace {
+ public:
+  ProbeTrace();
+  ~ProbeTrace();
+  ProbeTrace(const ProbeTrace&) = delete;
+  ProbeTrace& operator=(const ProbeTrace&) = delete;
+
+  // The sources read so far, in order and without repeats, separated by ", ".
+  const std::string& sources() const { return _sources; }
+  // Whether something was there and could not be read for want of permission.
+  bool denied() const { return _denied; }
+
+ private:
+  friend void noteProbeSource(std::string_view source);
+  friend void noteProbeDenied(std::string_view source);
+
+  std::string _sources;
+  bool _denied = false;
+  ProbeTrace* const _outer;
+};
+
+// For backends: `source` (a file, a socket, a call) is being read. Nearly free without a trace.
+void noteProbeSource(std::string_view source);
+
+// For backends: `source` is there and this user may not read it.
+void noteProbeDenied(std::string_view source);
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_PROBE_TRACE_H_

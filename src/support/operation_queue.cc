@@ -1,0 +1,132 @@
+#include "support/operation_queue.h"
+
+#include <new>
+#include <system_error>
+#include <utility>
+
+namespace zor {
+namespace {
+
+// The queue whose worker the calling thread is.
+thread_local const OperationQueue* currentQueue = nullptr;
+
+void runGuarded(const OperationQueue::Operation& operation) {
+  try {
+    operation();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): a host's callback must not end the process.
+  }
+}
+
+}  // namespace
+
+OperationQueue::OperationQueue(std::string name, std::size_t maxConcurrentOperations,
+                               QualityOfService qualityOfService)
+    : _name(std::move(name)),
+      _maxConcurrentOperations(maxConcurrentOperations),
+      _qualityOfService(qualityOfService) {}
+
+OperationQueue::~OperationQueue() {
+  std::vector<std::thread> workers;
+  {
+    const MutexLock lock(_mutex);
+    _ending = true;
+    workers.swap(_workers);
+    _changed.notifyAll();
+  }
+  for (std::thread& worker : workers) worker.join();
+}
+
+void OperationQueue::addOperation(Operation operation) {
+  {
+    const MutexLock lock(_mutex);
+    _waiting.push_back(std::move(operation));
+    startWorkerIfNeeded();
+    if (!_workers.empty()) {
+      _changed.notifyAll();
+      return;
+    }
+    operation = std::move(_waiting.back());
+    _waiting.pop_back();
+  }
+  runGuarded(operation);
+}
+
+void OperationQueue::addOperationAndWait(const Operation& operation) {
+  Mutex mutex;
+  ConditionVariable finished;
+  bool done = false;
+  addOperation([&operation, &mutex, &finished, &done] {
+    runGuarded(operation);
+    const MutexLock lock(mutex);
+    done = true;
+    finished.notifyAll();  // Under the lock: the waiter destroys the condition when it has it.
+  });
+  const MutexLock lock(mutex);
+  while (!done) finished.wait(mutex);
+}
+
+void OperationQueue::waitUntilAllOperationsAreFinished() {
+  const MutexLock lock(_mutex);
+  while (!_waiting.empty() || _running > 0) _changed.wait(_mutex);
+}
+
+bool OperationQueue::isCurrent() const { return currentQueue == this; }
+
+void OperationQueue::startWorkerIfNeeded() {
+  const bool everyWorkerIsTaken = _running + _waiting.size() > _workers.size();
+  if (!everyWorkerIsTaken || _workers.size() >= _maxConcurrentOperations) return;
+  try {
+    const SignalsBlocked signalsBlocked;
+    _workers.emplace_back(&OperationQueue::runWorker, this);
+  } catch (const std::system_error&) {
+    // No thread to be had: the workers there are go on, or the caller runs the operation.
+  }
+}
+
+void OperationQueue::runWorker() {
+  prepareQueueThread(_name, _qualityOfService);
+  currentQueue = this;
+  for (;;) {
+    Operation operation;
+    {
+      const MutexLock lock(_mutex);
+      while (_waiting.empty() && !_ending) _changed.wait(_mutex);
+      if (_waiting.empty()) return;
+      operation = std::move(_waiting.front());
+      _waiting.pop_front();
+      ++_running;
+    }
+    runGuarded(operation);
+    operation = nullptr;  // What it captured goes before the queue counts as idle.
+    const MutexLock lock(_mutex);
+    --_running;
+    _changed.notifyAll();
+  }
+}
+
+void OperationQueue::surviveFork(ForkRank rank) {
+  registerForkHook({rank, this,
+                    [](void* queue) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<OperationQueue*>(queue)->_mutex.lock();
+                    },
+                    [](void* queue) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<OperationQueue*>(queue)->_mutex.unlock();
+                    },
+                    [](void* queue) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<OperationQueue*>(queue)->startAfreshInChild();
+                    }});
+}
+
+void OperationQueue::startAfreshInChild() {
+  // The threads do not exist here and nobody waits on the condition: both are built anew without
+  // destroying the copies. The operations stay unreleased, as their owners' locks may be held.
+  static std::deque<Operation> abandoned;
+  for (Operation& operation : _waiting) abandoned.push_back(std::move(operation));
+  _waiting.clear();
+  new (&_workers) std::vector<std::thread>;
+  new (&_changed) ConditionVariable;
+  _running = 0;
+  _mutex.unlock();
+}
+
+}  // namespace zor

@@ -1,0 +1,51 @@
+// Text the way the heritage platform treats it: formats, numbers as text, UTF-8 and UTF-16 lengths.
+// Pure functions, callable from any thread; none depends on the host's locale.
+#ifndef ZOR_SUPPORT_TEXT_H_
+#define ZOR_SUPPORT_TEXT_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zor {
+
+// `format` with each "%@" replaced by the next argument, an absent one by "(null)". Arguments are
+// not searched for placeholders. Missing arguments read as "(null)", surplus ones are dropped.
+std::string formatText(std::string_view format,
+                       std::initializer_list<std::optional<std::string>> arguments);
+
+// The shortest decimal digits that read back to the same double: "86400", "0", "1700000000.25",
+// "1e+21". Infinities give "inf" and "-inf", not-a-number gives "nan".
+std::string describe(double number);
+
+// The number at the start of `text`, after white space: the longest valid decimal prefix; 0 when
+// there is none. Neither hexadecimal nor "inf" is valid. Beyond the range: plus or minus infinity.
+double doubleValue(std::string_view text);
+
+// As doubleValue, for whole numbers: an optional sign and digits; a decimal point ends the number.
+// Beyond the range: the nearest limit.
+std::int64_t longLongValue(std::string_view text);
+
+// Whether `text` is well-formed UTF-8 (no surrogates, no overlong forms). NUL bytes are text.
+bool isValidUtf8(std::string_view text);
+
+// `bytes` as text; nullopt when they are not well-formed UTF-8.
+std::optional<std::string> textFromUtf8(const std::vector<std::uint8_t>& bytes);
+
+// The UTF-8 bytes of `text`.
+std::vector<std::uint8_t> utf8Bytes(std::string_view text);
+
+// The UTF-16 code units of `text`, which is well-formed UTF-8 (an ill-formed byte counts as one
+// unit, U+FFFD).
+std::vector<std::uint16_t> utf16Units(std::string_view text);
+
+// utf16Units(text).size() without making them.
+std::size_t utf16Length(std::string_view text);
+
+}  // namespace zor
+
+#endif  // ZOR_SUPPORT_TEXT_H_

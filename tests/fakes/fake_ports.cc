@@ -1,0 +1,256 @@
+#include "tests/fakes/fake_ports.h"
+
+#include <arpa/inet.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <utility>
+
+#include "literals/literals.h"
+#include "support/operation_queue.h"
+#include "support/text.h"
+
+namespace zor::testing {
+namespace {
+
+class FakeEntry final : public RegistryEntry {
+ public:
+  explicit FakeEntry(std::shared_ptr<FakeRegistry::Service> service)
+      : _service(std::move(service)) {}
+
+  std::optional<RegistryValue> property(const std::string& key) override {
+    const auto found = _service->properties.find(key);
+    if (found == _service->properties.end()) return std::nullopt;
+    return found->second;
+  }
+
+  RegistryParent parent(const std::string& plane) override {
+    const auto found = _service->parents.find(plane);
+    if (found == _service->parents.end()) return {nullptr, _service->missingParentStatus};
+    return {std::make_unique<FakeEntry>(found->second), 0};
+  }
+
+ private:
+  const std::shared_ptr<FakeRegistry::Service> _service;
+};
+
+class FakePasteboard final : public Pasteboard {
+ public:
+  FakePasteboard(InMemoryPasteboards& owner, std::string name)
+      : _owner(owner), _name(std::move(name)) {}
+
+  std::string name() const override { return _name; }
+
+  std::optional<Data> dataForType(const std::string& type) override {
+    const auto board = _owner.boards.find(_name);
+    if (board == _owner.boards.end()) return std::nullopt;
+    const auto found = board->second.find(type);
+    if (found == board->second.end()) return std::nullopt;
+    return found->second;
+  }
+
+  bool setData(const Data& data, const std::string& type) override {
+    _owner.boards[_name][type] = data;
+    return true;
+  }
+
+ private:
+  InMemoryPasteboards& _owner;
+  const std::string _name;
+};
+
+}  // namespace
+
+FakeRegistry::Service& FakeRegistry::add(const std::string& serviceClass) {
+  return *_services[serviceClass].emplace_back(std::make_shared<Service>());
+}
+
+std::unique_ptr<RegistryEntry> FakeRegistry::firstService(const std::string& serviceClass) {
+  const auto found = _services.find(serviceClass);
+  if (_failing || found == _services.end()) return nullptr;
+  return std::make_unique<FakeEntry>(found->second.front());
+}
+
+std::optional<std::vector<std::unique_ptr<RegistryEntry>>> FakeRegistry::services(
+    const std::string& serviceClass) {
+  if (_failing) return std::nullopt;
+  std::vector<std::unique_ptr<RegistryEntry>> entries;
+  for (const auto& service : _services[serviceClass]) {
+    entries.push_back(std::make_unique<FakeEntry>(service));
+  }
+  return entries;
+}
+
+std::optional<FileSystemFigures> FakeSystem::fileSystemFigures(const std::string& path) {
+  const auto found = fileSystems.find(path);
+  if (found == fileSystems.end()) return std::nullopt;
+  return found->second;
+}
+
+std::optional<Data> FakeSystem::namedValue(const std::string& name) {
+  const auto found = values.find(name);
+  if (found == values.end()) return std::nullopt;
+  return found->second;
+}
+
+std::optional<std::string> FakeNetwork::addressText(AddressFamily family, const std::uint8_t* bytes,
+                                                    std::size_t size) {
+  char text[INET6_ADDRSTRLEN];
+  const bool known =
+      (family == AddressFamily::ipv4 && size >= 4) || (family == AddressFamily::ipv6 && size >= 16);
+  const int systemFamily = family == AddressFamily::ipv4 ? AF_INET : AF_INET6;
+  if (!known || ::inet_ntop(systemFamily, bytes, text, sizeof text) == nullptr) return std::nullopt;
+  return text;
+}
+
+std::optional<Json> FakeBundle::infoValue(const std::string& key) {
+  if (!info.contains(key)) return std::nullopt;
+  return info[key];
+}
+
+std::optional<PropertyValue> InMemoryDefaults::objectForKey(const std::string& key) {
+  const MutexLock lock(_mutex);
+  const auto found = _values.find(key);
+  if (found == _values.end()) return std::nullopt;
+  return found->second;
+}
+
+void InMemoryDefaults::setObject(const std::string& key, const PropertyValue& value) {
+  const MutexLock lock(_mutex);
+  _values.insert_or_assign(key, value);
+}
+
+void InMemoryDefaults::removeObject(const std::string& key) {
+  const MutexLock lock(_mutex);
+  _values.erase(key);
+}
+
+std::unique_ptr<Pasteboard> InMemoryPasteboards::pasteboardWithName(const std::string& name) {
+  ++looks;
+  for (const std::string& absent : missing) {
+    if (absent == name) return nullptr;
+  }
+  return std::make_unique<FakePasteboard>(*this, name);
+}
+
+double FakeClock::secondsSince1970() {
+  const MutexLock lock(_mutex);
+  return _now;
+}
+
+void FakeClock::set(double secondsSince1970) {
+  const MutexLock lock(_mutex);
+  _now = secondsSince1970;
+}
+
+void FakeClock::advance(double seconds) {
+  const MutexLock lock(_mutex);
+  _now += seconds;
+}
+
+std::uint32_t FakeRandom::randomNumber() {
+  const MutexLock lock(_mutex);
+  if (_numbers.empty()) return 0;
+  const std::uint32_t number = _numbers.front();
+  _numbers.pop_front();
+  return number;
+}
+
+std::string FakeRandom::uuidString() {
+  const MutexLock lock(_mutex);
+  char text[37];
+  std::snprintf(text, sizeof text, "00000000-0000-4000-8000-%012d", ++_uuids);
+  return text;
+}
+
+void FakeRandom::next(std::initializer_list<std::uint32_t> numbers) {
+  const MutexLock lock(_mutex);
+  _numbers.insert(_numbers.end(), numbers);
+}
+
+void CapturingLog::writeLine(const std::string& line) {
+  const MutexLock lock(_mutex);
+  _lines.push_back(line);
+}
+
+std::vector<std::string> CapturingLog::lines() {
+  const MutexLock lock(_mutex);
+  return _lines;
+}
+
+std::string FilesUnder::expandTilde(const std::string& path) {
+  return !path.empty() && path[0] == '~' ? homeDirectory() + path.substr(1) : path;
+}
+
+class ScriptedURLSession final : public URLSession {
+ public:
+  ScriptedURLSession(ScriptedURLLoading& owner, OperationQueue& queue)
+      : _owner(owner), _queue(queue) {}
+
+  void startDataTask(const URLRequest& request, TransportCompletion completion) override {
+    {
+      const MutexLock lock(_owner._mutex);
+      _owner._requests.push_back(request);
+    }
+    _queue.addOperation([&owner = _owner, request, completion = std::move(completion)] {
+      const auto answer = owner.answer(request);
+      completion(answer.body, answer.response, answer.error);
+    });
+  }
+
+ private:
+  ScriptedURLLoading& _owner;
+  OperationQueue& _queue;
+};
+
+std::unique_ptr<URLSession> ScriptedURLLoading::createSession(
+    std::weak_ptr<URLSessionDelegate> /*delegate*/, OperationQueue& queue) {
+  return std::make_unique<ScriptedURLSession>(*this, queue);
+}
+
+void ScriptedURLLoading::setScript(Script script) {
+  const MutexLock lock(_mutex);
+  _script = std::move(script);
+}
+
+std::vector<URLRequest> ScriptedURLLoading::requests() {
+  const MutexLock lock(_mutex);
+  return _requests;
+}
+
+ScriptedURLLoading::Answer ScriptedURLLoading::answer(const URLRequest& request) {
+  const MutexLock lock(_mutex);
+  return _script ? _script(request) : unreachable();
+}
+
+ScriptedURLLoading::Answer ScriptedURLLoading::status(int statusCode, const std::string& body) {
+  URLResponse response;
+  response.statusCode = statusCode;
+  return {utf8Bytes(body), response, std::nullopt};
+}
+
+ScriptedURLLoading::Answer ScriptedURLLoading::unreachable() {
+  return {std::nullopt, std::nullopt,
+          ZORError{literals::kURLErrorDomain.str(),
+                   static_cast<std::int64_t>(URLErrorCode::cannotConnectToHost), "No route"}};
+}
+
+FakeMachine::FakeMachine()
+    : root(makeTemporaryFolder()),
+      files(root),
+      _scope(PortSet{registry, powerSources, system, network, wifi, integrity, bundle, defaults,
+                     pasteboards, linuxArchivePort(), files, linuxCryptoPort(), clock, random, log,
+                     urlLoading}) {}
+
+FakeMachine::~FakeMachine() {
+  std::error_code ignored;
+  std::filesystem::remove_all(root, ignored);
+}
+
+std::string makeTemporaryFolder() {
+  std::string pattern = std::filesystem::temp_directory_path() / "zor-test-XXXXXX";
+  if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+  return pattern;
+}
+
+}  // namespace zor::testing

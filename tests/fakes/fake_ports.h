@@ -1,0 +1,260 @@
+// Doubles of the ports. They behave as a machine would, with the values a test puts in.
+#ifndef ZOR_TESTS_FAKES_FAKE_PORTS_H_
+#define ZOR_TESTS_FAKES_FAKE_PORTS_H_
+
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/linux/linux_ports.h"
+#include "platform/ports.h"
+#include "support/mutex.h"
+
+namespace zor::testing {
+
+// A tree of services. Add entries before the code under test runs.
+class FakeRegistry final : public RegistryPort {
+ public:
+  struct Service {
+    std::map<std::string, RegistryValue> properties;
+    std::map<std::string, std::shared_ptr<Service>> parents;  // By plane.
+    std::int32_t missingParentStatus = -1;
+  };
+
+  Service& add(const std::string& serviceClass);
+  void failQueries() { _failing = true; }
+
+  std::unique_ptr<RegistryEntry> firstService(const std::string& serviceClass) override;
+  std::optional<std::vector<std::unique_ptr<RegistryEntry>>> services(
+      const std::string& serviceClass) override;
+
+ private:
+  std::map<std::string, std::vector<std::shared_ptr<Service>>> _services;
+  bool _failing = false;
+};
+
+class FakePowerSources final : public PowerSourcePort {
+ public:
+  std::vector<std::optional<PowerSourceDescription>> sources() override { return descriptions; }
+  std::vector<std::optional<PowerSourceDescription>> descriptions;
+};
+
+class FakeSystem final : public SystemPort {
+ public:
+  std::optional<std::string> kernelVersion() override { return kernel; }
+  std::optional<std::string> operatingSystemVersionString() override { return version; }
+  std::optional<std::string> processName() override { return process; }
+  std::string globallyUniqueString() override { return "unique-" + std::to_string(++_calls); }
+  std::int32_t processIdentifier() override { return processId; }
+  double systemUptimeSeconds() override { return uptimeSeconds; }
+  std::int64_t physicalMemoryBytes() override { return memoryBytes; }
+  std::optional<FileSystemFigures> fileSystemFigures(const std::string& path) override;
+  std::optional<Data> namedValue(const std::string& name) override;
+  std::map<std::string, std::string> environment() override { return variables; }
+
+  std::optional<std::string> kernel = "#1 SMP Fake 6.1";
+  std::optional<std::string> version = "Fake OS 1";
+  std::optional<std::string> process = "fake";
+  std::int32_t processId = 4711;
+  double uptimeSeconds = 12.5;
+  std::int64_t memoryBytes = 1 << 30;
+  std::map<std::string, FileSystemFigures> fileSystems;
+  std::map<std::string, Data> values;
+  std::map<std::string, std::string> variables;
+
+ private:
+  int _calls = 0;
+};
+
+class FakeNetwork final : public NetworkPort {
+ public:
+  std::optional<std::vector<InterfaceAddress>> interfaceAddresses() override { return addresses; }
+  DesignatedInterfaces designatedInterfaces() override { return designated; }
+  std::optional<std::string> addressText(AddressFamily family, const std::uint8_t* bytes,
+                                         std::size_t size) override;
+  std::optional<std::vector<std::string>> nameServers() override { return servers; }
+
+  std::optional<std::vector<InterfaceAddress>> addresses;
+  DesignatedInterfaces designated;
+  std::optional<std::vector<std::string>> servers;
+};
+
+class FakeWiFi final : public WiFiPort {
+ public:
+  std::optional<WiFiInterface> defaultInterface() override { return interface; }
+  std::optional<WiFiInterface> interface;
+};
+
+class FakeIntegrity final : public IntegrityPort {
+ public:
+  void enable() override { enabled = true; }
+  IntegritySignal signal() override { return enabled ? value : IntegritySignal{}; }
+  bool enabled = false;
+  IntegritySignal value;
+};
+
+class FakeBundle final : public BundlePort {
+ public:
+  std::optional<std::string> bundleIdentifier() override { return identifier; }
+  std::optional<Json> infoValue(const std::string& key) override;
+  std::optional<std::string> identifier = "org.example.host";
+  Json info = {{"CFBundleShortVersionString", "2.5"}, {"CFBundleVersion", "250"}};
+};
+
+class InMemoryDefaults final : public DefaultsPort {
+ public:
+  std::optional<PropertyValue> objectForKey(const std::string& key) override;
+  void setObject(const std::string& key, const PropertyValue& value) override;
+  void removeObject(const std::string& key) override;
+
+ private:
+  Mutex _mutex;
+  PropertyDictionary _values ZOR_GUARDED_BY(_mutex);
+};
+
+class InMemoryPasteboards final : public PasteboardPort {
+ public:
+  std::unique_ptr<Pasteboard> pasteboardWithName(const std::string& name) override;
+  // Names that yield no pasteboard at all.
+  std::vector<std::string> missing;
+  // Content by name, then by type; a test may put anything in.
+  std::map<std::string, std::map<std::string, Data>> boards;
+  int looks = 0;
+};
+
+class FakeClock final : public ClockPort {
+ public:
+  double secondsSince1970() override;
+  void set(double secondsSince1970);
+  void advance(double seconds);
+
+ private:
+  Mutex _mutex;
+  double _now ZOR_GUARDED_BY(_mutex) = 1700000000;
+};
+
+// Numbers in the order given, then 0; UUIDs count up.
+class FakeRandom final : public RandomPort {
+ public:
+  std::uint32_t randomNumber() override;
+  std::string uuidString() override;
+  void next(std::initializer_list<std::uint32_t> numbers);
+
+ private:
+  Mutex _mutex;
+  std::deque<std::uint32_t> _numbers ZOR_GUARDED_BY(_mutex);
+  int _uuids ZOR_GUARDED_BY(_mutex) = 0;
+};
+
+class CapturingLog final : public LogPort {
+ public:
+  void writeLine(const std::string& line) override;
+  std::vector<std::string> lines();
+
+ private:
+  Mutex _mutex;
+  std::vector<std::string> _lines ZOR_GUARDED_BY(_mutex);
+};
+
+// The real files of this machine, with the folders and the free space that a test chooses.
+class FilesUnder final : public FilePort {
+ public:
+  // `root` holds "home" and "library"; both are created on demand.
+  explicit FilesUnder(std::string root) : _root(std::move(root)) {}
+
+  std::string homeDirectory() override { return _root + "/home"; }
+  std::optional<std::string> libraryDirectory() override { return _root + "/library"; }
+  std::string expandTilde(const std::string& path) override;
+  bool exists(const std::string& path) override { return _real.exists(path); }
+  std::optional<Data> read(const std::string& path) override { return _real.read(path); }
+  bool createDirectories(const std::string& path) override { return _real.createDirectories(path); }
+  bool createFile(const std::string& path, const FileAttributes& attributes) override {
+    return _real.createFile(path, attributes);
+  }
+  bool writeAtomically(const std::string& path, const Data& data) override {
+    return !diskFull && _real.writeAtomically(path, data);
+  }
+  std::unique_ptr<FileHandle> openForUpdating(const std::string& path) override {
+    return _real.openForUpdating(path);
+  }
+  bool excludeFromBackup(const std::string& path) override { return _real.excludeFromBackup(path); }
+  std::optional<std::uint64_t> freeBytes(const std::string&) override { return freeSpaceBytes; }
+  std::unique_ptr<FileLock> lockBeside(const std::string& path) override {
+    return _real.lockBeside(path);
+  }
+
+  std::optional<std::uint64_t> freeSpaceBytes = std::uint64_t{100} << 30;
+  bool diskFull = false;
+
+ private:
+  const std::string _root;
+  FilePort& _real = linuxFilePort();
+};
+
+// Answers requests from a function, on the session's queue, without a network.
+class ScriptedURLLoading final : public URLLoadingPort {
+ public:
+  struct Answer {
+    std::optional<Data> body;
+    std::optional<URLResponse> response;
+    std::optional<ZORError> error;
+  };
+  using Script = std::function<Answer(const URLRequest& request)>;
+
+  std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate> delegate,
+                                            OperationQueue& queue) override;
+
+  // Called on the queue, one call at a time. Without one every request ends as unreachable.
+  void setScript(Script script);
+  // The requests started so far, in order.
+  std::vector<URLRequest> requests();
+
+  // An answer with that status and body.
+  static Answer status(int statusCode, const std::string& body = "");
+  static Answer unreachable();
+
+ private:
+  friend class ScriptedURLSession;
+  Answer answer(const URLRequest& request);
+
+  Mutex _mutex;
+  Script _script ZOR_GUARDED_BY(_mutex);
+  std::vector<URLRequest> _requests ZOR_GUARDED_BY(_mutex);
+};
+
+// A whole fake machine in a temporary folder, in use for its lifetime.
+class FakeMachine {
+ public:
+  FakeMachine();
+  ~FakeMachine();
+
+  // The temporary folder, removed at the end.
+  const std::string root;
+
+  FakeRegistry registry;
+  FakePowerSources powerSources;
+  FakeSystem system;
+  FakeNetwork network;
+  FakeWiFi wifi;
+  FakeIntegrity integrity;
+  FakeBundle bundle;
+  InMemoryDefaults defaults;
+  InMemoryPasteboards pasteboards;
+  FilesUnder files;
+  FakeClock clock;
+  FakeRandom random;
+  CapturingLog log;
+  ScriptedURLLoading urlLoading;
+
+ private:
+  const ScopedPorts _scope;
+};
+
+// Makes an empty temporary folder, whose path is returned.
+std::string makeTemporaryFolder();
+
+}  // namespace zor::testing
+
+#endif  // ZOR_TESTS_FAKES_FAKE_PORTS_H_

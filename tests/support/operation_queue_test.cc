@@ -1,0 +1,77 @@
+#include "support/operation_queue.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <vector>
+
+namespace zor {
+namespace {
+
+TEST(OperationQueue, ASerialQueueKeepsTheOrderAndRunsOneAtATime) {
+  OperationQueue queue("test.serial", 1);
+  std::vector<int> order;  // Unguarded on purpose: a second thread would be a race.
+  for (int index = 0; index < 100; ++index) {
+    queue.addOperation([&order, index] { order.push_back(index); });
+  }
+  queue.waitUntilAllOperationsAreFinished();
+  ASSERT_EQ(order.size(), 100U);
+  for (int index = 0; index < 100; ++index)
+    EXPECT_EQ(order[static_cast<std::size_t>(index)], index);
+}
+
+TEST(OperationQueue, RunsTwoOperationsAtOnceAndNeverThree) {
+  OperationQueue queue("test.two", 2);
+  Mutex mutex;
+  ConditionVariable bothIn;
+  int inside = 0;
+  int most = 0;
+  for (int index = 0; index < 20; ++index) {
+    queue.addOperation([&] {
+      const MutexLock lock(mutex);
+      most = std::max(most, ++inside);
+      bothIn.notifyAll();
+      while (most < 2) bothIn.wait(mutex);
+      --inside;
+    });
+  }
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(most, 2);
+}
+
+TEST(OperationQueue, AnOperationThatThrowsTakesNoOtherWithIt) {
+  OperationQueue queue("test.throw", 1);
+  bool ran = false;
+  queue.addOperation([] { throw std::runtime_error("a host's callback"); });
+  queue.addOperationAndWait([&ran] { ran = true; });
+  EXPECT_TRUE(ran);
+}
+
+TEST(OperationQueue, WorksAfreshInTheChildOfAFork) {
+  auto& queue = *new OperationQueue("test.fork", 2);
+  queue.surviveFork(ForkRank::queue);
+  std::atomic<bool> stop{false};
+  std::atomic<bool> started{false};
+  queue.addOperation([&] {
+    started = true;
+    while (!stop) usleep(0);
+  });
+  while (!started) usleep(0);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    bool ran = false;
+    queue.addOperationAndWait([&ran] { ran = true; });
+    ::_exit(ran ? 0 : 1);
+  }
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  stop = true;
+  queue.waitUntilAllOperationsAreFinished();
+  EXPECT_EQ(status, 0);
+}
+
+}  // namespace
+}  // namespace zor
