@@ -1,0 +1,75 @@
+#include "literals/hidden_text.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/fakes/fake_ports.h"
+
+namespace zor {
+namespace {
+
+struct TableEntry {
+  const char* name;
+  std::string text;
+};
+
+std::vector<TableEntry> clearTable() {
+  return {
+#define ZOR_LITERAL(name, text) {#name, text},
+#define ZOR_LITERAL_OF_LENGTH(name, length, text) {#name, text},
+#include "literals/all_literals.def"
+#undef ZOR_LITERAL_OF_LENGTH
+#undef ZOR_LITERAL
+  };
+}
+
+std::string fileContent(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// Short texts occur in any binary by chance; they count only where they stand as a whole C string.
+bool standsIn(const std::string& binary, const std::string& text) {
+  constexpr std::size_t kTooShortToTell = 4;
+  constexpr std::size_t kLong = 8;
+  if (text.size() < kTooShortToTell) return false;
+  if (text.size() >= kLong) return binary.find(text) != std::string::npos;
+  return binary.find('\0' + text + '\0') != std::string::npos;
+}
+
+TEST(LiteralTable, NoTextStandsInClearInTheStrippedLibrary) {
+  const std::string folder = testing::makeTemporaryFolder();
+  const std::string stripped = folder + "/stripped.so";
+  const std::string command =
+      "strip -s -o " + stripped + " " ZOR_TEST_BINARY_DIR "/lib/libzorfingerprint.so";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  const std::string binary = fileContent(stripped);
+  ASSERT_GT(binary.size(), 10000U);
+  for (const TableEntry& entry : clearTable()) {
+    EXPECT_FALSE(standsIn(binary, entry.text)) << entry.name << ": " << entry.text;
+  }
+  std::filesystem::remove_all(folder);
+}
+
+TEST(HiddenText, ThreadsThatRevealAtOnceAllReadTheClearText) {
+  for (int round = 0; round < 50; ++round) {
+    // A new object each round, so that none of the threads finds it revealed.
+    const HiddenText<28> text{"a text that is long enough.", 12345U};
+    std::array<std::string, 4> seen;
+    std::vector<std::thread> threads;
+    for (std::string& place : seen) threads.emplace_back([&place, &text] { place = text.str(); });
+    for (std::thread& thread : threads) thread.join();
+    for (const std::string& place : seen) EXPECT_EQ(place, "a text that is long enough.");
+  }
+}
+
+}  // namespace
+}  // namespace zor
