@@ -4,7 +4,7 @@ target_compile_features(zor_options INTERFACE cxx_std_20)
 target_compile_options(zor_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
   -fvisibility=hidden -fvisibility-inlines-hidden -fno-semantic-interposition
-  -ffunction-sections -fdata-sections)
+  -ffunction-sections -fdata-sections ${ZOR_COMPILE_OPTIONS})
 target_include_directories(zor_options INTERFACE
   ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src ${CMAKE_BINARY_DIR}/generated)
 if(ZOR_SANITIZE)

@@ -17,8 +17,10 @@ consteval std::uint32_t keyForName(const char (&name)[Size]) {
   return hash | 1U;
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a name that is declared cannot stand in parentheses.
 #define ZOR_LITERAL(name, text) \
   inline constinit HiddenText<sizeof(text)> name{text, keyForName(#name)};
+// NOLINTEND(bugprone-macro-parentheses)
 #define ZOR_LITERAL_OF_LENGTH(name, expectedLength, text)                      \
   static_assert(sizeof(text) - 1 == (expectedLength), #name ": wrong length"); \
   ZOR_LITERAL(name, text)

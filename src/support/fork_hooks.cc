@@ -6,8 +6,6 @@
 #include <mutex>
 #include <vector>
 
-#include "support/mutex.h"
-
 namespace zor {
 namespace {
 
@@ -44,7 +42,18 @@ void releaseInChild() ZOR_NO_THREAD_SAFETY_ANALYSIS {
   registryMutex().unlock();
 }
 
+// The holder changes between the calls: the analysis cannot follow.
+void lockMutex(void* mutex) ZOR_NO_THREAD_SAFETY_ANALYSIS { static_cast<Mutex*>(mutex)->lock(); }
+
+void unlockMutex(void* mutex) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+  static_cast<Mutex*>(mutex)->unlock();
+}
+
 }  // namespace
+
+void holdOverFork(ForkRank rank, Mutex& mutex) {
+  registerForkHook({rank, &mutex, lockMutex, unlockMutex, unlockMutex});
+}
 
 void registerForkHook(const ForkHook& hook) {
   static const int installed = ::pthread_atfork(prepareAll, releaseInParent, releaseInChild);

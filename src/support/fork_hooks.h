@@ -7,6 +7,8 @@
 #ifndef ZOR_SUPPORT_FORK_HOOKS_H_
 #define ZOR_SUPPORT_FORK_HOOKS_H_
 
+#include "support/mutex.h"
+
 namespace zor {
 
 // The lock order of the process-wide locks: a lock of a lower rank is taken first.
@@ -40,12 +42,7 @@ struct ForkHook {
 void registerForkHook(const ForkHook& hook);
 
 // Registers a mutex that needs no more than to be held over the fork. `mutex` is never destroyed.
-template <typename MutexType>
-void holdOverFork(ForkRank rank, MutexType& mutex) {
-  registerForkHook({rank, &mutex, [](void* context) { static_cast<MutexType*>(context)->lock(); },
-                    [](void* context) { static_cast<MutexType*>(context)->unlock(); },
-                    [](void* context) { static_cast<MutexType*>(context)->unlock(); }});
-}
+void holdOverFork(ForkRank rank, Mutex& mutex);
 
 }  // namespace zor
 
