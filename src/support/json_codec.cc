@@ -48,7 +48,8 @@ bool nestsTooDeeply(std::string_view text) {
 }  // namespace
 
 std::optional<Json> parseJson(std::string_view text) {
-  if (nestsTooDeeply(text)) return std::nullopt;
+  // The parser takes a NUL for the end of its input and would not look at what follows.
+  if (text.find('\0') != std::string_view::npos || nestsTooDeeply(text)) return std::nullopt;
   try {
     Json value = Json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
     if (value.is_discarded()) return std::nullopt;
