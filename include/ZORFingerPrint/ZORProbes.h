@@ -1,0 +1,115 @@
+// What this machine, its system and this process are, one function for each fact.
+//
+// Every function reads the machine afresh at each call and answers within milliseconds: none starts
+// a program, a scan or a name look-up. What is not there, or may not be read by this user, is
+// absent; nothing is thrown and nothing is logged. All are callable from any thread.
+#ifndef ZORFINGERPRINT_ZORPROBES_H_
+#define ZORFINGERPRINT_ZORPROBES_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zor {
+
+// Hardware identity, from the registry of devices.
+
+// The property `key` of the first service of class `serviceClass` (NUL-terminated; null finds
+// nothing). Text comes as it is; data as the text that all its bytes spell in UTF-8, a trailing NUL
+// included. Absent: no such service or property, data that is no UTF-8, any other kind of value.
+ZOR_EXPORT std::optional<std::string> getPropertyInservice(const std::string& key,
+                                                           const char* serviceClass);
+
+// An upper-case UUID of the machine, the same for every user.
+ZOR_EXPORT std::optional<std::string> getHardwareUDID();
+
+// As the firmware states it. On Linux only root may read it.
+ZOR_EXPORT std::optional<std::string> getHardwareSerialNumber();
+
+ZOR_EXPORT std::optional<std::string> getProductName();
+
+ZOR_EXPORT std::optional<std::string> getModel();
+
+ZOR_EXPORT std::optional<std::string> getDeviceName();
+
+// The name that the first Bluetooth controller shows to others.
+ZOR_EXPORT std::optional<std::string> getBluetoothDeviceName();
+
+// The hardware address of the first Bluetooth controller.
+ZOR_EXPORT std::optional<std::string> getBluetoothAddress();
+
+// An array with a dictionary of four entries for each USB device, in the registry's order: product
+// name, vendor number, product number, serial number. An absent text is "", an absent number 0. A
+// device that is registered twice is listed twice. Empty without USB; never null.
+ZOR_EXPORT Json getUSBDevices();
+
+// The system, the processor and this process.
+
+// Name and version of the operating system, for people.
+ZOR_EXPORT std::optional<std::string> getSystemVersion();
+
+ZOR_EXPORT std::optional<std::string> getProcessName();
+
+// A text that no other call on any machine returns.
+ZOR_EXPORT std::string getProcessUniqueString();
+
+ZOR_EXPORT std::int64_t getProcessId();
+
+// Seconds since the system started.
+ZOR_EXPORT double getSystemUptime();
+
+// The kernel's build description, not its release number. Spelled so in the interface.
+ZOR_EXPORT std::optional<std::string> getKernalVersion();
+
+// Physical memory in bytes.
+ZOR_EXPORT std::int64_t getMemorySize();
+
+// Bytes of the system volume that are used or may still be used by ordinary users. All bits are set
+// when the file system does not answer.
+ZOR_EXPORT std::uint64_t getStorageSize();
+
+// Logical processors; 0 when that cannot be told.
+ZOR_EXPORT std::uint64_t getCpuCount();
+
+ZOR_EXPORT std::optional<std::string> getCPUBrand();
+
+// The named kernel value as text, up to its first NUL. Absent: no such name (a null one included),
+// or the value is no UTF-8. Linux knows the names that the other functions need.
+ZOR_EXPORT std::optional<std::string> _getSysInfoByName(const char* name);
+
+// A dictionary of four entries for the first power source of the machine itself: charge, full
+// charge (in the same unit; on Linux percent), state and name. An absent number is 0, an absent
+// text "". Absent: there is no battery and no uninterruptible supply.
+ZOR_EXPORT std::optional<Json> getPowerInfo();
+
+// Environment variables that name the user's paths; those that are not set are left out.
+ZOR_EXPORT std::map<std::string, std::string> getPaths();
+
+// Network.
+
+// Interface name to permanent hardware address ("00:1A:2B:3C:4D:5E") of every interface that is
+// backed by a device. Absent when there is none. An interface whose device cannot be found is
+// skipped with a line on standard output.
+ZOR_EXPORT std::optional<std::map<std::string, std::string>> getMacAddress();
+
+// IPv4 and IPv6 addresses of the two designated interfaces, in the system's order, repeats kept.
+// An IPv6 text is spelled from the 16 bytes that begin four bytes before the address, as the
+// services expect it: 2001:db8:1:2:3:4:5:6 with flow label 0 reads ::2001:db8:1:2:3:4.
+ZOR_EXPORT std::vector<std::string> getIPAddresses();
+
+// IPv4 name servers in configuration order, at most three. Absent: the resolver's configuration
+// could not be read. Empty: none is configured.
+ZOR_EXPORT std::optional<std::vector<std::string>> getDnsServer();
+
+// A dictionary of four entries for the default Wi-Fi interface: its name, the network's name, the
+// access point's address, the signal in dBm. Both network texts are "" and the signal is 0 when it
+// is not associated. Absent: there is no Wi-Fi interface.
+ZOR_EXPORT std::optional<Json> getWiFiInfo();
+
+}  // namespace zor
+
+#endif  // ZORFINGERPRINT_ZORPROBES_H_
