@@ -1,0 +1,48 @@
+#include "crypto/request_signature.h"
+
+#include <gtest/gtest.h>
+
+#include "crypto/hex_codec.h"
+#include "literals/literals.h"
+#include "support/text.h"
+
+namespace zor {
+namespace {
+
+// From another tool, with the signing key of the sandbox profile:
+//   printf cmVwb3J0linux1.1.0 | openssl dgst -sha1 -hmac harbour-light-signing-key-of-the-sandbox
+//   printf linux1.1.0 | openssl dgst -sha1 -hmac harbour-light-signing-key-of-the-sandbox
+TEST(RequestSignatureTest, CoversTheTextAndBothLabels) {
+  if (literals::kTextCipherKey.view() != "tidal-estuary-16") GTEST_SKIP() << "another profile";
+  EXPECT_EQ(calcSignature("cmVwb3J0"), "8b8bdb1a94fd043fe53db859f39075a0895d6e80");
+  EXPECT_EQ(calcSignature(""), "0c8319a92f4dd4bc98d43d45f70fd40f9e2a8d8c");
+  EXPECT_EQ(calcSignature(std::nullopt), std::nullopt);
+}
+
+TEST(HexCodecTest, BytesComeAsTwoDigitsHighHalfFirst) {
+  EXPECT_EQ(data2HexData({0x0F, 0xA0, 0xFF, 0x00}), utf8Bytes("0fa0ff00"));
+  EXPECT_EQ(data2HexData({}), Data{});
+}
+
+TEST(HexCodecTest, DigitsPairByPosition) {
+  const struct {
+    std::string hex;
+    Data bytes;
+  } rows[] = {
+      {"0fA0Ff", {0x0F, 0xA0, 0xFF}},
+      {"0A1", {0x0A}},   // The last digit has no partner.
+      {" 1A", {0x01}},   // A leading other byte shifts the pairing.
+      {"zz1A", {0x1A}},  // Two of them do not.
+      {"1zAB", {0xAB}},  // The 1 is replaced by the next even digit.
+      {"0Ag1", {0x0A}},  // After the first byte another byte ends it.
+      {"0AgA0B", {0x0A}},
+      {"00 11", {0x00}},  // A decoded zero counts as decoded.
+      {std::string("\0F", 2), {0x0F}},
+      {"xyz", {}},
+      {"", {}},
+  };
+  for (const auto& row : rows) EXPECT_EQ(hexData2Data(utf8Bytes(row.hex)), row.bytes) << row.hex;
+}
+
+}  // namespace
+}  // namespace zor
