@@ -4,16 +4,26 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace zor {
 
-// `url` taken apart and rebuilt with another host; scheme, port, path, query and fragment are kept.
-// nullopt: `url` is no absolute URL, or `host` is neither a name nor an address (so a host with
-// "/",
-// "@", "#", ":" outside of an IPv6 literal, white space or a control character is never put in).
+// Pure functions, callable from any thread.
+//
+// A host is a name of letters, digits, "-", "_" and dots, a dotted quad, or an IPv6 literal without
+// a zone. A name that ends in a number is a dotted quad or nothing: readers disagree on what
+// "127.1" or "0x7f.1" address. Nothing else is ever put into a URL, so no host can change its other
+// parts.
+
+// `host` as it stands in a URL: IPv6 literals in brackets (given with or without them), others as
+// they are. nullopt: no host.
+std::optional<std::string> urlHost(std::string_view host);
+
+// `url` with another host; all its other parts are kept to the byte. nullopt: `url` is no absolute
+// URL with a host, or `host` is none.
 std::optional<std::string> urlByReplacingHost(const std::string& url, const std::string& host);
 
-// The host component of an absolute URL, without brackets; nullopt when there is none.
+// The host of an absolute URL, without brackets; nullopt when there is none.
 std::optional<std::string> hostOfUrl(const std::string& url);
 
 }  // namespace zor
