@@ -168,6 +168,17 @@ std::optional<std::string> textFromUtf8(const std::vector<std::uint8_t>& bytes) 
   return text;
 }
 
+std::string wellFormedUtf8(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty()) {
+    const Decoded decoded = decodeFirst(text);
+    result += decoded.valid ? text.substr(0, decoded.length) : std::string_view("\xEF\xBF\xBD");
+    text.remove_prefix(decoded.length);
+  }
+  return result;
+}
+
 std::vector<std::uint8_t> utf8Bytes(std::string_view text) { return {text.begin(), text.end()}; }
 
 std::vector<std::uint16_t> utf16Units(std::string_view text) {

@@ -36,6 +36,9 @@ bool isValidUtf8(std::string_view text);
 // `bytes` as text; nullopt when they are not well-formed UTF-8.
 std::optional<std::string> textFromUtf8(const std::vector<std::uint8_t>& bytes);
 
+// `text` with every byte that is no part of well-formed UTF-8 replaced by U+FFFD.
+std::string wellFormedUtf8(std::string_view text);
+
 // The UTF-8 bytes of `text`.
 std::vector<std::uint8_t> utf8Bytes(std::string_view text);
 
