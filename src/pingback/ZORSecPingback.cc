@@ -1,0 +1,108 @@
+#include "pingback/ZORSecPingback.h"
+
+#include <mutex>
+
+#include "literals/labels.h"
+#include "literals/literals.h"
+#include "pingback/ZORSecPingbackStore.h"
+#include "platform/ports.h"
+#include "support/text.h"
+
+namespace zor {
+
+const std::string* _dfp_sdk = nullptr;
+const std::string* _dfp_s_v = nullptr;
+const std::string* _dfp_sys = nullptr;
+const std::string* _dfp_s_aid = nullptr;
+const std::string* _dfp_s_av = nullptr;
+
+namespace {
+
+// A text for the rest of the process; null for none.
+const std::string* keep(const std::optional<std::string>& text) {
+  return text ? new std::string(*text) : nullptr;
+}
+
+std::optional<std::string> infoText(BundlePort& bundle, const std::string& key) {
+  const auto value = bundle.infoValue(key);
+  if (!value || !value->is_string()) return std::nullopt;
+  return value->get<std::string>();
+}
+
+void capture(BundlePort& bundle) {
+  _dfp_sdk = keep(literals::kPingbackLibraryName.str());
+  _dfp_s_v = keep(versionLabel());
+  _dfp_sys = keep(literals::kPingbackPlatformName.str());
+  _dfp_s_aid = keep(bundle.bundleIdentifier());
+  _dfp_s_av = keep(infoText(bundle, literals::kBundleShortVersionKey.str()));
+}
+
+// The fingerprint that the cache keeps now, if any.
+std::optional<std::string> storedFingerprint() {
+  const auto stored = ports().defaults.objectForKey(literals::kSlotKeyPrefix.str() +
+                                                    literals::kFingerprintSlot.str() +
+                                                    literals::kSlotKeySuffix.str());
+  if (!stored || stored->text() == nullptr) return std::nullopt;
+  return *stored->text();
+}
+
+std::string entry(const std::optional<std::string>& text) {
+  return wellFormedUtf8(text.value_or(""));
+}
+
+}  // namespace
+
+void ZORSecPingback::load() {
+  static std::once_flag once;
+  std::call_once(once, [] { capture(ports().bundle); });
+}
+
+ZORSecPingback::ZORSecPingback(std::int64_t error, std::optional<std::string> type,
+                               std::optional<std::string> desc)
+    : _s_d(storedFingerprint()), _s_e(error), _s_et(std::move(type)), _s_ed(std::move(desc)) {}
+
+std::optional<Json> ZORSecPingback::toDictionary() const {
+  Json record = {{literals::kPingbackFingerprintKey.str(), entry(_s_d)},
+                 {literals::kPingbackErrorClassKey.str(), _s_e},
+                 {literals::kPingbackErrorTypeKey.str(), entry(_s_et)},
+                 {literals::kPingbackErrorDescriptionKey.str(), entry(_s_ed)}};
+  const std::pair<std::string, const std::string*> environment[] = {
+      {literals::kPingbackLibraryKey.str(), _dfp_sdk},
+      {literals::kPingbackLibraryVersionKey.str(), _dfp_s_v},
+      {literals::kPingbackSystemKey.str(), _dfp_sys},
+      {literals::kPingbackApplicationKey.str(), _dfp_s_aid},
+      {literals::kPingbackApplicationVersionKey.str(), _dfp_s_av}};
+  for (const auto& [key, value] : environment) {
+    if (value == nullptr) return std::nullopt;
+    record[key] = wellFormedUtf8(*value);
+  }
+  return record;
+}
+
+void ZORSecPingback::send() const { pingback(*this); }
+
+void ZORSecPingback::pingback(const std::optional<ZORSecPingback>& record) {
+  if (!record) return;
+  GetPingbackStore()->writeDictionary(record->toDictionary(), /*async=*/true);
+}
+
+void ZORSecPingback::sendWithError(std::int64_t error, const std::optional<std::string>& errorType,
+                                   const std::optional<std::string>& errorDesc) {
+  ZORSecPingback(error, errorType, errorDesc).send();
+}
+
+ScopedPingbackEnvironment::ScopedPingbackEnvironment(BundlePort& bundle)
+    : _previous{_dfp_sdk, _dfp_s_v, _dfp_sys, _dfp_s_aid, _dfp_s_av} {
+  capture(bundle);
+}
+
+ScopedPingbackEnvironment::~ScopedPingbackEnvironment() {
+  for (const auto* text : {_dfp_sdk, _dfp_s_v, _dfp_sys, _dfp_s_aid, _dfp_s_av}) delete text;
+  _dfp_sdk = _previous[0];
+  _dfp_s_v = _previous[1];
+  _dfp_sys = _previous[2];
+  _dfp_s_aid = _previous[3];
+  _dfp_s_av = _previous[4];
+}
+
+}  // namespace zor

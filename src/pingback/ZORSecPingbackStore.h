@@ -1,0 +1,130 @@
+// The file of failure records and its daily upload.
+#ifndef ZOR_PINGBACK_ZORSECPINGBACKSTORE_H_
+#define ZOR_PINGBACK_ZORSECPINGBACKSTORE_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "pingback/ZORSecFileUti.h"
+#include "platform/url_loading_port.h"
+#include "support/mutex.h"
+#include "support/operation_queue.h"
+
+namespace zor {
+
+class ZORHttpsURLSession;
+
+// The file is always shorter than this.
+constexpr std::size_t kPingbackFileLimitBytes = 512000;
+
+// Whether an upload is due: more than a day lies between the two times, in either direction, so
+// that a clock which was once far ahead does not stop the uploads. Seconds since 1970.
+bool isPingbackUploadDue(double now, double lastUpload);
+
+// Whether a text of that many UTF-16 units is dropped when its upload fails.
+bool isPingbackTextTooLargeToKeep(std::size_t utf16Units);
+
+// What checkIfNeedUpload() did.
+enum class PingbackUpload {
+  notDue,         // Nothing; try again later.
+  nothingToSend,  // Recorded the time; the file is empty.
+  started,        // The outcome comes later.
+};
+
+// Response and error of an upload, after the store has dealt with them.
+using PingbackUploadCompletion = std::function<void(const std::optional<URLResponse>& response,
+                                                    const std::optional<ZORError>& error)>;
+
+// Keeps records in one file: a JSON array, compact, in UTF-8, oldest record first.
+//
+// Threads:   callable from any thread but that of the store's own queue, on which alone the file is
+//            touched.
+// Processes: share the file; each change is made under a lock between processes and as a whole.
+// Lifetime:  destroying the store finishes what is queued. An upload in flight holds it weakly.
+class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPingbackStore> {
+  struct Private {};
+
+ public:
+  // Selector: initWithFile:
+  // `file` is used on the store's queue from now on.
+  static std::shared_ptr<ZORSecPingbackStore> create(std::shared_ptr<ZORSecFileUti> file);
+  ZORSecPingbackStore(Private, std::shared_ptr<ZORSecFileUti> file);  // For create() only.
+
+  const std::shared_ptr<ZORSecFileUti>& file() const { return _file; }
+
+  // Selector: writeDictionary:async:
+  // Appends a record; an absent or empty one is ignored. Dropped: a record that would make the file
+  // reach kPingbackFileLimitBytes, or that JSON cannot hold. Content that is no JSON array is
+  // replaced. With too little free space all records are lost, the file is left empty.
+  // With `async` the call returns at once, else when it is done.
+  void writeDictionary(const std::optional<Json>& dictionary, bool async);
+
+  // The whole file; nullopt when it is empty. Waits for the writes queued before.
+  std::optional<std::string> readStr();
+
+  // Empties the file; returns at once.
+  void clearFileContent();
+
+  // The file's size in bytes. Waits for the writes queued before.
+  std::uint64_t fileSize();
+
+  // Uploads the file when more than a day has passed since the last time that was tried; waits for
+  // the writes queued before, not for the network. `completion` may be empty; it is called once
+  // when the upload has ended, on the transport's queue, unless the store is gone by then.
+  //
+  // Success (status 200, no error) empties the file. A failure keeps it unless it is too large, is
+  // itself recorded, and makes the next call try again.
+  PingbackUpload checkIfNeedUpload(const PingbackUploadCompletion& completion = {});
+
+  // Keeps the store usable in the child of a fork. Once, and only for a store never destroyed.
+  void surviveFork();
+
+ private:
+  using FileOperation = std::function<void(ZORSecFileUti& file)>;
+
+  void onOpenFile(const FileOperation& operation);
+  void onLockedFile(const FileOperation& operation);
+  void startUpload(const std::string& text, const PingbackUploadCompletion& completion);
+  void finishUpload(std::size_t utf16Units, const std::optional<Data>& body,
+                    const std::optional<URLResponse>& response,
+                    const std::optional<ZORError>& error);
+
+  // Held while the queue touches the file, so that a fork finds it closed; see surviveFork(). No
+  // other lock of the library but those of the ports is taken under it.
+  Mutex _fileMutex;
+  const std::shared_ptr<ZORSecFileUti> _file;
+  OperationQueue _file_io;  // Serial.
+  const std::shared_ptr<ZORHttpsURLSession> _urlSession;
+};
+
+// The store of this process, over the file in the user's library folder. Made at the first call and
+// never destroyed. Callable from any thread.
+std::shared_ptr<ZORSecPingbackStore> GetPingbackStore();
+
+// Gives GetPingbackStore() a store of its own, made at the first call within, for its lifetime; the
+// file is that of the ports then in use. At the end its queue is drained. Not to be made or
+// destroyed while other threads use the library; scopes nest.
+class ScopedPingbackStore {
+ public:
+  ScopedPingbackStore();
+  ~ScopedPingbackStore();
+  ScopedPingbackStore(const ScopedPingbackStore&) = delete;
+  ScopedPingbackStore& operator=(const ScopedPingbackStore&) = delete;
+
+  struct Slot;
+
+ private:
+  const std::unique_ptr<Slot> _slot;
+  Slot* const _previous;
+};
+
+}  // namespace zor
+
+#endif  // ZOR_PINGBACK_ZORSECPINGBACKSTORE_H_
