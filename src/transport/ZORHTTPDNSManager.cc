@@ -1,0 +1,322 @@
+#include "transport/ZORHTTPDNSManager.h"
+
+#include <atomic>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "literals/literals.h"
+#include "platform/ports.h"
+#include "support/error_codes.h"
+#include "support/fork_hooks.h"
+#include "support/text.h"
+#include "support/url.h"
+#include "transport/ZORHttpsURLSession.h"
+#include "transport/failure_pingback.h"
+
+namespace zor {
+namespace {
+
+constexpr std::uint64_t kAttempts = 1;
+constexpr std::size_t kUsualCallbacks = 10;
+
+// Calls `block` unless it is empty; what it throws must not cost the others their answer.
+template <typename Block, typename Argument>
+void call(const Block& block, const Argument& argument) {
+  if (!block) return;
+  try {
+    block(argument);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the block's own failure.
+  }
+}
+
+template <typename Block>
+void append(std::vector<Block>& list, const Block& block) {
+  if (!block) return;
+  list.reserve(kUsualCallbacks);
+  list.push_back(block);
+}
+
+// The URL that `format` makes of the service's address and a host to ask for; nullopt when one of
+// them is missing or no host, so that neither can change what surrounds it.
+std::optional<std::string> urlFromFormat(std::string_view format,
+                                         const std::optional<std::string>& address,
+                                         const std::string& host) {
+  const auto authority = address ? urlHost(*address) : std::nullopt;
+  if (!authority || !urlHost(host)) return std::nullopt;
+  return formatText(format, {authority, host});
+}
+
+URLRequest plainRequest(std::string url) {
+  URLRequest request;
+  request.url = std::move(url);
+  return request;
+}
+
+// Empty pieces are kept.
+std::vector<std::string> split(std::string_view text, std::string_view separator) {
+  std::vector<std::string> pieces;
+  for (;;) {
+    const std::size_t end = text.find(separator);
+    pieces.emplace_back(text.substr(0, end));
+    if (end == std::string_view::npos) return pieces;
+    text.remove_prefix(end + separator.size());
+  }
+}
+
+ZORError statusError(const std::string& url) {
+  return {literals::kHttpDnsStatusErrorDomain.str(), kErrorHttpDnsStatus,
+          formatText(literals::kHttpDnsStatusErrorFormat.view(), {url})};
+}
+
+ZORError noAddressesError() {
+  return {literals::kHttpDnsAnswerErrorDomain.str(), kErrorHttpDnsNoAddresses,
+          literals::kHttpDnsAnswerErrorText.str()};
+}
+
+std::atomic<const std::shared_ptr<ZORHTTPDNSManager>*> scopedInstance{nullptr};
+
+void sendPingback(const std::optional<URLResponse>& response, const std::optional<ZORError>& error,
+                  const std::string& url) {
+  sendExchangePingback(literals::kPingbackTypeHttpDnsFailed.str(),
+                       literals::kPingbackHttpDnsFormat.view(), response, error,
+                       url.empty() ? std::nullopt : std::optional(url));
+}
+
+}  // namespace
+
+std::shared_ptr<ZORHTTPDNSManager> ZORHTTPDNSManager::sharedInstance() {
+  if (const auto* replacement = scopedInstance.load(std::memory_order_acquire)) return *replacement;
+  static const auto& instance = *[] {
+    const auto* made = new std::shared_ptr<ZORHTTPDNSManager>(create());
+    (*made)->surviveFork();
+    return made;
+  }();
+  return instance;
+}
+
+std::shared_ptr<ZORHTTPDNSManager> ZORHTTPDNSManager::create(ZORHttpDnsConfig config) {
+  return std::make_shared<ZORHTTPDNSManager>(Private{}, std::move(config));
+}
+
+ZORHTTPDNSManager::ZORHTTPDNSManager(Private, ZORHttpDnsConfig config)
+    : _config(std::move(config)), _session(ZORHttpsURLSession::create()) {}
+
+ZORHTTPDNSManager::~ZORHTTPDNSManager() = default;
+
+void ZORHTTPDNSManager::resolveIpForHost(const std::string& host, const SuccessBlock& success,
+                                         const FailureBlock& failed) {
+  if (const auto ips = ipsForHost(host); ips && !ips->empty()) {
+    call(success, *ips);
+    return;
+  }
+  addResolveCallback(success, failed, host);
+  resolveHttpDnsForHostIfNeed(host);
+}
+
+std::optional<std::vector<std::string>> ZORHTTPDNSManager::ipsForHost(const std::string& host) {
+  const MutexLock lock(mutext);
+  const auto found = _resolvedResults.find(host);
+  if (found == _resolvedResults.end()) return std::nullopt;
+  return found->second;
+}
+
+std::optional<std::string> ZORHTTPDNSManager::ipForHost(const std::string& host,
+                                                        std::int64_t /*index*/) {
+  const MutexLock lock(mutext);
+  const auto found = _resolvedResults.find(host);
+  if (found == _resolvedResults.end() || found->second.empty()) return std::nullopt;
+  return found->second.front();
+}
+
+bool ZORHTTPDNSManager::checkIfNeedResolveHost(const std::string& host) {
+  const MutexLock lock(mutext);
+  return _resolvedStatus.count(host) == 0;
+}
+
+void ZORHTTPDNSManager::resolveHttpDnsForHostIfNeed(const std::string& host) {
+  const std::string serviceHost = httpDnsHost();
+  if (const auto ips = ipsForHost(serviceHost); ips && !ips->empty()) {
+    resolveHost(host);
+    return;
+  }
+  addResolveCallback(
+      [weakSelf = weak_from_this(), host](const std::vector<std::string>&) {
+        if (const auto self = weakSelf.lock()) self->resolveHost(host);
+      },
+      [weakSelf = weak_from_this(), host](const std::optional<ZORError>& error) {
+        if (const auto self = weakSelf.lock()) self->sheduleFailedCallbackForHost(host, error);
+      },
+      serviceHost);
+  resolveHttpDns();
+}
+
+void ZORHTTPDNSManager::addResolveCallback(const SuccessBlock& success, const FailureBlock& failed,
+                                           const std::string& host) {
+  const MutexLock lock(mutext);
+  Callbacks& callbacks = _callbacks[host];
+  append(callbacks.success, success);
+  append(callbacks.failed, failed);
+}
+
+void ZORHTTPDNSManager::resolveHttpDns() {
+  std::optional<std::string> address;
+  std::string serviceHost;
+  {
+    const MutexLock lock(mutext);
+    if (const auto& ips = _config.ips(); !ips.empty()) {
+      address = ips[ports().random.randomNumber() % ips.size()];
+    }
+    serviceHost = _config.httpDnsHost();
+    if (!_resolvedStatus.insert(serviceHost).second) return;  // Its result answers the blocks.
+  }
+  auto url = urlFromFormat(literals::kHttpDnsBootstrapFormat.view(), address, serviceHost);
+  // Deliberate: the host stays marked, so nobody who asks for it is answered any more.
+  if (!url) return;
+  sendResolveRequest(plainRequest(std::move(*url)), serviceHost);
+}
+
+void ZORHTTPDNSManager::resolveHost(const std::string& host) {
+  std::string serviceHost;
+  std::int64_t failedCount = 0;
+  {
+    const MutexLock lock(mutext);
+    serviceHost = _config.httpDnsHost();
+    failedCount = _hostFailedCount;
+    // Deliberate: only a look-up under way stops another; a host that is known is asked for again.
+    if (!_resolvedStatus.insert(host).second) return;
+  }
+  const auto address = ipForHost(serviceHost, failedCount);
+  // Without a usable address the request has no URL. It is sent all the same: the loader refuses
+  // it, and the look-up ends like any that failed.
+  sendResolveRequest(
+      plainRequest(urlFromFormat(literals::kHttpDnsQueryFormat.view(), address, host).value_or("")),
+      host);
+}
+
+void ZORHTTPDNSManager::sendResolveRequest(const URLRequest& request, const std::string& host) {
+  // The blocks keep the resolver alive until they have run.
+  const auto self = shared_from_this();
+  sendRequest(
+      request,
+      [self, host](const std::optional<Data>&, const URLResponse& response) {
+        const auto answer = response.header(literals::kHttpDnsAnswerHeader.str());
+        if (answer && !answer->empty()) {
+          const auto ips = split(*answer, literals::kHttpDnsSeparator.view());
+          self->resolveHost(host, ResolvedResults{{host, ips}});
+        } else {
+          self->resolveHost(host, std::optional(noAddressesError()));
+        }
+      },
+      [self, host](const std::optional<URLResponse>&, const std::optional<ZORError>& error) {
+        self->resolveHost(host, error);
+      });
+}
+
+void ZORHTTPDNSManager::sendRequest(const URLRequest& request, const RequestSuccess& success,
+                                    const RequestFailure& failed) {
+  _session->performRequest(
+      request, kAttempts,
+      [success, failed, url = request.url](const std::optional<Data>& body,
+                                           const std::optional<URLResponse>& response,
+                                           const std::optional<ZORError>& error) {
+        if (zor_isRequestSuccess(body, response, error)) {
+          success(body, *response);
+          return;
+        }
+        if (!error && response) {
+          // Deliberate: this error goes nowhere. The report below and the block get the absent
+          // one of the transport.
+          [[maybe_unused]] const ZORError unused = statusError(response->url);
+        }
+        sendPingback(response, error, url);
+        failed(response, error);
+      });
+}
+
+void ZORHTTPDNSManager::resolveHost(const std::string& host, const ResolvedResults& result) {
+  {
+    const MutexLock lock(mutext);
+    _hostFailedCount = 0;
+    for (const auto& [resolved, ips] : result) _resolvedResults[resolved] = ips;
+  }
+  sheduleSuccessCallbackForHost(host);
+}
+
+void ZORHTTPDNSManager::resolveHost(const std::string& host,
+                                    const std::optional<ZORError>& failed) {
+  bool repeats = false;
+  std::string serviceHost;
+  {
+    const MutexLock lock(mutext);
+    repeats = _hostFailedCount < _hostRetryCount;
+    if (repeats) {
+      ++_hostFailedCount;
+      _resolvedStatus.erase(host);
+    }
+    serviceHost = _config.httpDnsHost();
+  }
+  if (!repeats) {
+    sheduleFailedCallbackForHost(host, failed);
+  } else if (host == serviceHost) {
+    resolveHttpDns();
+  } else {
+    resolveHost(host);
+  }
+}
+
+void ZORHTTPDNSManager::sheduleSuccessCallbackForHost(const std::string& host) {
+  const Callbacks callbacks = takeCallbacks(host);
+  const auto ips = ipsForHost(host).value_or(std::vector<std::string>());
+  for (const SuccessBlock& success : callbacks.success) call(success, ips);
+}
+
+void ZORHTTPDNSManager::sheduleFailedCallbackForHost(const std::string& host,
+                                                     const std::optional<ZORError>& error) {
+  const Callbacks callbacks = takeCallbacks(host);
+  for (const FailureBlock& failed : callbacks.failed) call(failed, error);
+}
+
+// The look-up of `host` is over: ends its mark together with taking those who wait.
+ZORHTTPDNSManager::Callbacks ZORHTTPDNSManager::takeCallbacks(const std::string& host) {
+  const MutexLock lock(mutext);
+  Callbacks callbacks;
+  if (const auto found = _callbacks.find(host); found != _callbacks.end()) {
+    callbacks = std::move(found->second);
+    _callbacks.erase(found);
+  }
+  _resolvedStatus.erase(host);
+  return callbacks;
+}
+
+std::string ZORHTTPDNSManager::httpDnsHost() {
+  const MutexLock lock(mutext);
+  return _config.httpDnsHost();
+}
+
+void ZORHTTPDNSManager::surviveFork() {
+  registerForkHook({ForkRank::resolver, this,
+                    [](void* resolver) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<ZORHTTPDNSManager*>(resolver)->mutext.lock();
+                    },
+                    [](void* resolver) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<ZORHTTPDNSManager*>(resolver)->mutext.unlock();
+                    },
+                    [](void* resolver) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<ZORHTTPDNSManager*>(resolver)->startAfreshInChild();
+                    }});
+}
+
+void ZORHTTPDNSManager::startAfreshInChild() {
+  // Built anew without destroying the copies: what the blocks own may hold locks of lost threads.
+  new (&_resolvedStatus) std::set<std::string>;
+  new (&_callbacks) std::map<std::string, Callbacks>;
+  mutext.unlock();
+}
+
+ScopedHTTPDNSManager::ScopedHTTPDNSManager(std::shared_ptr<ZORHTTPDNSManager> replacement)
+    : _replacement(std::move(replacement)), _previous(scopedInstance.exchange(&_replacement)) {}
+
+ScopedHTTPDNSManager::~ScopedHTTPDNSManager() { scopedInstance.store(_previous); }
+
+}  // namespace zor

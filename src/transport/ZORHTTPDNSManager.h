@@ -1,0 +1,143 @@
+// Asks the HTTP-based DNS service for addresses of hosts that cannot be reached by name.
+#ifndef ZOR_TRANSPORT_ZORHTTPDNSMANAGER_H_
+#define ZOR_TRANSPORT_ZORHTTPDNSMANAGER_H_
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/url_loading_port.h"
+#include "support/mutex.h"
+#include "transport/ZORHttpDnsConfig.h"
+
+namespace zor {
+
+class ZORHttpsURLSession;
+
+// The resolver. The service is itself reached by name: that name is resolved first, through the
+// service at one of its fixed addresses, and a host then at the first address of the answer.
+// Answers are kept as long as the resolver lives.
+//
+// A failed look-up is repeated at once, but only twice between two successes, whatever the hosts:
+// one counter serves them all.
+//
+// Threads: every member may be called from any thread. Blocks run with no lock held, on
+// zor_httpsOperationQueue() or, where the answer is already known, on the calling thread.
+// Fork: a child keeps what is known and forgets the look-ups under way with their blocks.
+class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSManager> {
+  struct Private {};
+
+ public:
+  // Gets the addresses as the service gave them: at least one, each possibly empty or no address.
+  using SuccessBlock = std::function<void(const std::vector<std::string>& ips)>;
+  // Gets why there are none; absent when the service answered with another status than 200.
+  using FailureBlock = std::function<void(const std::optional<ZORError>& error)>;
+
+  // The resolver of the process, made at the first call and never released.
+  static std::shared_ptr<ZORHTTPDNSManager> sharedInstance();
+
+  // One of its own for a caller with another service. Never null.
+  static std::shared_ptr<ZORHTTPDNSManager> create(
+      ZORHttpDnsConfig config = ZORHttpDnsConfig::defaultConfig());
+  ZORHTTPDNSManager(Private, ZORHttpDnsConfig config);  // For create() only.
+  ~ZORHTTPDNSManager();
+
+  // Calls one of the blocks when the addresses of `host` are known or cannot be had. Concurrent
+  // requests for one host are answered together, in their order.
+  // Selector: resolveIpForHost:success:failed:
+  //
+  // Absent:   blocks may be empty.
+  // Never:    neither block is called when the service's fixed addresses make no URL.
+  void resolveIpForHost(const std::string& host, const SuccessBlock& success,
+                        const FailureBlock& failed);
+
+  // What is known of `host`; nullopt when it is not resolved. Selector: ipsForHost:
+  std::optional<std::vector<std::string>> ipsForHost(const std::string& host);
+
+  // The first address of `host`, whatever the index; nullopt when it is not resolved.
+  // Selector: ipForHost:withIndex:
+  std::optional<std::string> ipForHost(const std::string& host, std::int64_t index);
+
+  // Whether no look-up for `host` is under way. Selector: checkIfNeedResolveHost:
+  bool checkIfNeedResolveHost(const std::string& host);
+
+ private:
+  using ResolvedResults = std::map<std::string, std::vector<std::string>>;
+  using RequestSuccess =
+      std::function<void(const std::optional<Data>& body, const URLResponse& response)>;
+  using RequestFailure = std::function<void(const std::optional<URLResponse>& response,
+                                            const std::optional<ZORError>& error)>;
+
+  // Those who wait for one host.
+  struct Callbacks {
+    std::vector<SuccessBlock> success;
+    std::vector<FailureBlock> failed;
+  };
+
+  // Resolves the service first where it is not resolved yet.
+  void resolveHttpDnsForHostIfNeed(const std::string& host);
+  // Selector: addResolveCallback:failed:forHost:
+  void addResolveCallback(const SuccessBlock& success, const FailureBlock& failed,
+                          const std::string& host);
+  // Starts the look-up of the service's own host unless one is under way.
+  void resolveHttpDns();
+  // Starts the look-up of `host` unless one is under way, known or not.
+  void resolveHost(const std::string& host);
+  // Selector: sendResolveRequest:forHost:
+  void sendResolveRequest(const URLRequest& request, const std::string& host);
+  // Selector: sendRequest:success:failed:
+  void sendRequest(const URLRequest& request, const RequestSuccess& success,
+                   const RequestFailure& failed);
+  // Selectors: resolveHost:result: and resolveHost:failed:
+  void resolveHost(const std::string& host, const ResolvedResults& result);
+  void resolveHost(const std::string& host, const std::optional<ZORError>& failed);
+  // Answer those who wait for `host`, and drop the blocks of the other kind. Both are spelled so in
+  // the interface. Selectors: sheduleSuccessCallbackForHost:,
+  // sheduleFailedCallbackForHost:withError:
+  void sheduleSuccessCallbackForHost(const std::string& host);
+  void sheduleFailedCallbackForHost(const std::string& host, const std::optional<ZORError>& error);
+
+  Callbacks takeCallbacks(const std::string& host);
+  std::string httpDnsHost();
+  void surviveFork();
+  void startAfreshInChild() ZOR_RELEASE(mutext);
+
+  // Guards the members up to the session. Not recursive; never held while a request is sent or a
+  // block runs. Spelled so in the interface.
+  Mutex mutext;
+  const std::int64_t _hostRetryCount = 2;
+  // Failed look-ups since the last success, of all hosts together.
+  std::int64_t _hostFailedCount ZOR_GUARDED_BY(mutext) = 0;
+  // Hosts with a look-up under way.
+  std::set<std::string> _resolvedStatus ZOR_GUARDED_BY(mutext);
+  std::map<std::string, Callbacks> _callbacks ZOR_GUARDED_BY(mutext);
+  ResolvedResults _resolvedResults ZOR_GUARDED_BY(mutext);
+  ZORHttpDnsConfig _config ZOR_GUARDED_BY(mutext);
+  // Without an acceptHost: the service is asked by address, and answers that lead astray are found
+  // out when the address is used, by the certificate.
+  const std::shared_ptr<ZORHttpsURLSession> _session;
+};
+
+// Makes sharedInstance() answer `replacement` for its lifetime; for programs with a service of
+// their own and for tests. Not to be made or destroyed while other threads use the library; scopes
+// nest.
+class ScopedHTTPDNSManager {
+ public:
+  explicit ScopedHTTPDNSManager(std::shared_ptr<ZORHTTPDNSManager> replacement);
+  ~ScopedHTTPDNSManager();
+  ScopedHTTPDNSManager(const ScopedHTTPDNSManager&) = delete;
+  ScopedHTTPDNSManager& operator=(const ScopedHTTPDNSManager&) = delete;
+
+ private:
+  const std::shared_ptr<ZORHTTPDNSManager> _replacement;
+  const std::shared_ptr<ZORHTTPDNSManager>* const _previous;
+};
+
+}  // namespace zor
+
+#endif  // ZOR_TRANSPORT_ZORHTTPDNSMANAGER_H_

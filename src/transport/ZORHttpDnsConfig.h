@@ -1,0 +1,33 @@
+// Where the HTTP-based DNS service is.
+#ifndef ZOR_TRANSPORT_ZORHTTPDNSCONFIG_H_
+#define ZOR_TRANSPORT_ZORHTTPDNSCONFIG_H_
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zor {
+
+// The name of the HTTPDNS service and the addresses that lead to it while it is not resolved. A
+// plain value.
+class ZORHttpDnsConfig {
+ public:
+  ZORHttpDnsConfig(std::string httpDnsHost, std::vector<std::string> ips)
+      : _httpDnsHost(std::move(httpDnsHost)), _ips(std::move(ips)) {}
+
+  // The operator's service. Selector: defaultConfig
+  static ZORHttpDnsConfig defaultConfig();
+
+  const std::string& httpDnsHost() const { return _httpDnsHost; }
+  void setHttpDnsHost(std::string httpDnsHost) { _httpDnsHost = std::move(httpDnsHost); }
+  const std::vector<std::string>& ips() const { return _ips; }
+  void setIps(std::vector<std::string> ips) { _ips = std::move(ips); }
+
+ private:
+  std::string _httpDnsHost;
+  std::vector<std::string> _ips;
+};
+
+}  // namespace zor
+
+#endif  // ZOR_TRANSPORT_ZORHTTPDNSCONFIG_H_
