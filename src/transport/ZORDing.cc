@@ -1,0 +1,191 @@
+#include "transport/ZORDing.h"
+
+#include <cstdint>
+#include <utility>
+
+#include "literals/literals.h"
+#include "platform/ports.h"
+#include "support/fork_hooks.h"
+#include "support/url.h"
+#include "transport/ZORHTTPDNSManager.h"
+#include "transport/ZORHttpsURLSession.h"
+#include "transport/backup_list.h"
+#include "transport/failure_pingback.h"
+
+namespace zor {
+namespace {
+
+constexpr std::uint64_t kAttempts = 2;
+
+Mutex& makeBackupIPsMutex() {
+  auto& mutex = *new Mutex;
+  holdOverFork(ForkRank::transport, mutex);
+  return mutex;
+}
+
+std::string backupAddressesKey() {
+  return literals::kSlotKeyPrefix.str() + literals::kBackupAddressesKeySuffix.str();
+}
+
+// The host that certificates must match. Never absent: that would accept those of every host.
+std::string expectedHost(const URLRequest& request) { return hostOfUrl(request.url).value_or(""); }
+
+// `ips` is not empty.
+const std::string& chooseOne(const std::vector<std::string>& ips) {
+  return ips[ports().random.randomNumber() % ips.size()];
+}
+
+// The last route. Without a backup address, or without the runner, the values at hand are final.
+void performByBackup(const std::weak_ptr<ZORDing>& weakRunner, const URLRequest& request,
+                     const TransportCompletion& handler, const std::optional<Data>& body,
+                     const std::optional<URLResponse>& response,
+                     const std::optional<ZORError>& error) {
+  const auto runner = weakRunner.lock();
+  const auto backupIP = runner ? runner->randomBackupIP() : std::nullopt;
+  if (backupIP && !backupIP->empty()) {
+    runner->performRequest(request, *backupIP, handler);
+  } else {
+    zor_callBlock(handler, body, response, error);
+  }
+}
+
+// The second route, by one of the addresses that the resolver found.
+void performByAddress(const std::weak_ptr<ZORDing>& weakRunner, const URLRequest& request,
+                      const std::vector<std::string>& ips, const TransportCompletion& handler) {
+  const auto runner = weakRunner.lock();
+  if (!runner) return;
+  runner->urlSession()->performRequest(
+      zor_replaceHostForRequest(chooseOne(ips), request), kAttempts,
+      [weakRunner, request, handler](const auto& body, const auto& response, const auto& error) {
+        // Deliberate: the outcome is not looked at. Even a success gives way to a backup address.
+        performByBackup(weakRunner, request, handler, body, response, error);
+      });
+}
+
+// The backup list by one of the addresses that the resolver found for its service.
+void fetchBackupByAddress(const std::weak_ptr<ZORDing>& weakRunner, const URLRequest& request,
+                          const std::vector<std::string>& ips, const std::string& host) {
+  const auto runner = weakRunner.lock();
+  if (!runner) return;
+  // Deliberate: on the session of the service, so the certificate is judged by the host that the
+  // runner's own request named last, not by the backup service's.
+  runner->urlSession()->performRequest(
+      zor_replaceHostForRequest(chooseOne(ips), request), kAttempts,
+      [weakRunner, host](const auto& body, const auto& response, const auto& error) {
+        if (!zor_isRequestSuccess(body, response, error)) {
+          sendErrorPingback(literals::kPingbackTypeBackupFailed.str(),
+                            literals::kPingbackBackupFormat.view(), error, host);
+        } else if (const auto self = weakRunner.lock()) {
+          self->saveCloudBackup(body);
+        }
+      });
+}
+
+}  // namespace
+
+URLRequest zor_replaceHostForRequest(const std::string& host, const URLRequest& request) {
+  URLRequest replaced = request;
+  replaced.url = urlByReplacingHost(request.url, host).value_or("");
+  return replaced;
+}
+
+Mutex& backupIPsMutex() {
+  static Mutex& mutex = makeBackupIPsMutex();
+  return mutex;
+}
+
+std::shared_ptr<ZORDing> ZORDing::create() { return std::make_shared<ZORDing>(Private{}); }
+
+ZORDing::ZORDing(Private)
+    : _urlSession(ZORHttpsURLSession::create()), _backupUrlSession(ZORHttpsURLSession::create()) {}
+
+void ZORDing::performRequest(const URLRequest& request, const TransportCompletion& handler) {
+  const std::string host = expectedHost(request);
+  _urlSession->setAcceptHost(host);
+  _urlSession->performRequest(
+      request, kAttempts,
+      [weakSelf = weak_from_this(), request, host, handler](const auto& body, const auto& response,
+                                                            const auto& error) {
+        if (zor_isRequestSuccess(body, response, error)) {
+          zor_callBlock(handler, body, response, error);
+          return;
+        }
+        sendExchangePingback(literals::kPingbackTypeRouteFailed.str(),
+                             literals::kPingbackRouteFormat.view(), response, error, host);
+        ZORHTTPDNSManager::sharedInstance()->resolveIpForHost(
+            host,
+            [weakSelf, request, handler](const auto& ips) {
+              performByAddress(weakSelf, request, ips, handler);
+            },
+            [weakSelf, request, handler, body, response](const auto& resolverError) {
+              performByBackup(weakSelf, request, handler, body, response, resolverError);
+            });
+      });
+  requestBackupIp();
+}
+
+void ZORDing::performRequest(const URLRequest& request, const std::string& backupIP,
+                             const TransportCompletion& handler) {
+  _urlSession->performRequest(zor_replaceHostForRequest(backupIP, request), kAttempts, handler);
+}
+
+void ZORDing::requestBackupIp() {
+  URLRequest request;
+  request.url = literals::kBackupURL.str();
+  const std::string host = expectedHost(request);
+  _backupUrlSession->setAcceptHost(host);
+  _backupUrlSession->performRequest(request, kAttempts,
+                                    [weakSelf = weak_from_this(), request, host](
+                                        const auto& body, const auto& response, const auto& error) {
+                                      if (zor_isRequestSuccess(body, response, error)) {
+                                        if (const auto self = weakSelf.lock())
+                                          self->saveCloudBackup(body);
+                                        return;
+                                      }
+                                      ZORHTTPDNSManager::sharedInstance()->resolveIpForHost(
+                                          host,
+                                          [weakSelf, request, host](const auto& ips) {
+                                            fetchBackupByAddress(weakSelf, request, ips, host);
+                                          },
+                                          [host](const auto& resolverError) {
+                                            sendErrorPingback(
+                                                literals::kPingbackTypeBackupUnresolved.str(),
+                                                literals::kPingbackBackupUnresolvedFormat.view(),
+                                                resolverError, host);
+                                          });
+                                    });
+}
+
+void ZORDing::saveCloudBackup(const std::optional<Data>& body) {
+  const auto document = body ? documentInBackupAnswer(*body) : std::nullopt;
+  if (!document) return;
+  if (document->empty()) {
+    ports().defaults.removeObject(backupAddressesKey());
+  } else {
+    ports().defaults.setObject(backupAddressesKey(), *document);
+  }
+}
+
+std::optional<std::string> ZORDing::randomBackupIP() {
+  const auto ips = loadBackupIPs();
+  if (ips == nullptr) return std::nullopt;
+  return chooseOne(*ips);
+}
+
+std::shared_ptr<const std::vector<std::string>> ZORDing::loadBackupIPs() {
+  {
+    const MutexLock lock(backupIPsMutex());
+    if (_backupIPs != nullptr) return _backupIPs;
+  }
+  const auto kept = ports().defaults.objectForKey(backupAddressesKey());
+  if (!kept || kept->text() == nullptr) return nullptr;
+  auto ips = addressesInBackupDocument(*kept->text());
+  if (ips.empty()) return nullptr;
+  const MutexLock lock(backupIPsMutex());
+  if (_backupIPs == nullptr) {
+    _backupIPs = std::make_shared<const std::vector<std::string>>(std::move(ips));
+  }
+  return _backupIPs;
+}
+
+}  // namespace zor

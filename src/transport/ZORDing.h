@@ -1,0 +1,86 @@
+// Gets a request through when the network does not.
+#ifndef ZOR_TRANSPORT_ZORDING_H_
+#define ZOR_TRANSPORT_ZORDING_H_
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/url_loading_port.h"
+#include "support/mutex.h"
+
+namespace zor {
+
+class ZORHttpsURLSession;
+
+// `request` with another host in its URL, all else kept. A host that is neither a name nor an
+// address leaves a request without URL, which the loader refuses: an attempt that failed, never a
+// request to somewhere else.
+URLRequest zor_replaceHostForRequest(const std::string& host, const URLRequest& request);
+
+// Guards the backup list of every runner. One lock for all, for a single one can be held over a
+// fork; nothing is called under it.
+Mutex& backupIPsMutex();
+
+// The request runner: by name, then by an address from HTTPDNS, then by a backup address, twice
+// each, and every attempt judged by the certificate of the host that the request names. Each
+// request also refreshes the list of backup addresses, which the user defaults keep between runs.
+//
+// Threads: every member may be called from any thread; handlers run on zor_httpsOperationQueue()
+// or on a thread that the resolver answers on, with no lock held.
+class ZORDing final : public std::enable_shared_from_this<ZORDing> {
+  struct Private {};
+
+ public:
+  // Never null. Selector: init
+  static std::shared_ptr<ZORDing> create();
+  explicit ZORDing(Private);  // For create() only.
+
+  // Sends `request`, whose URL names the service's host, and gives `handler` the values of the last
+  // attempt unchanged; where the resolver failed and there is no backup address, those of the first
+  // attempt with the resolver's error. Returns at once.
+  // Selector: performRequest:completionHandler:
+  //
+  // Absent:   see TransportCompletion; an empty handler is allowed.
+  // Never:    the handler is called at most once; not at all when this runner is released before an
+  //           attempt that is due.
+  // Hosts:    one runner serves one host at a time: the host of the latest request decides which
+  //           certificates are accepted for all that are under way.
+  void performRequest(const URLRequest& request, const TransportCompletion& handler);
+
+  // Sends `request` to that address and gives `handler` whatever comes back.
+  // Selector: performRequest:usingBackupIP:completionHandler:
+  void performRequest(const URLRequest& request, const std::string& backupIP,
+                      const TransportCompletion& handler);
+
+  // Fetches the backup list once and keeps what comes. Returns at once.
+  void requestBackupIp();
+
+  // Keeps the list in the body of the service's answer, or removes the kept one when the answer
+  // says that there is none. Other bodies, and none, change nothing. A list in use stays in use.
+  // Selector: saveCloudBackup:
+  void saveCloudBackup(const std::optional<Data>& body);
+
+  // One of the backup addresses, each equally likely; nullopt when none is known. The kept list is
+  // read until it yields addresses, then never again.
+  std::optional<std::string> randomBackupIP();
+
+  // For requests to the service, and for every attempt by address.
+  const std::shared_ptr<ZORHttpsURLSession>& urlSession() const { return _urlSession; }
+  // For fetching the backup list by name.
+  const std::shared_ptr<ZORHttpsURLSession>& backupUrlSession() const { return _backupUrlSession; }
+
+ private:
+  // Null: none is known.
+  std::shared_ptr<const std::vector<std::string>> loadBackupIPs();
+
+  const std::shared_ptr<ZORHttpsURLSession> _urlSession;
+  const std::shared_ptr<ZORHttpsURLSession> _backupUrlSession;
+  // Null until loaded, then constant.
+  std::shared_ptr<const std::vector<std::string>> _backupIPs ZOR_GUARDED_BY(backupIPsMutex());
+};
+
+}  // namespace zor
+
+#endif  // ZOR_TRANSPORT_ZORDING_H_
