@@ -82,22 +82,6 @@ class NoArchive final : public ArchivePort {
   }
 };
 
-class NoFiles final : public FilePort {
- public:
-  std::string homeDirectory() override { return "/"; }
-  std::optional<std::string> libraryDirectory() override { return std::nullopt; }
-  std::string expandTilde(const std::string& path) override { return path; }
-  bool exists(const std::string&) override { return false; }
-  std::optional<Data> read(const std::string&) override { return std::nullopt; }
-  bool createDirectories(const std::string&) override { return false; }
-  bool createFile(const std::string&, const FileAttributes&) override { return false; }
-  bool writeAtomically(const std::string&, const Data&) override { return false; }
-  std::unique_ptr<FileHandle> openForUpdating(const std::string&) override { return nullptr; }
-  bool excludeFromBackup(const std::string&) override { return true; }
-  std::optional<std::uint64_t> freeBytes(const std::string&) override { return std::nullopt; }
-  std::unique_ptr<FileLock> lockBeside(const std::string&) override { return nullptr; }
-};
-
 class NoURLLoading final : public URLLoadingPort {
  public:
   std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate>,
@@ -124,7 +108,6 @@ BundlePort& linuxBundlePort() { return single<NoBundle>(); }
 DefaultsPort& linuxDefaultsPort() { return single<NoDefaults>(); }
 PasteboardPort& linuxPasteboardPort() { return single<NoPasteboards>(); }
 ArchivePort& linuxArchivePort() { return single<NoArchive>(); }
-FilePort& linuxFilePort() { return single<NoFiles>(); }
 URLLoadingPort& linuxURLLoadingPort() { return single<NoURLLoading>(); }
 
 }  // namespace zor

@@ -1,0 +1,358 @@
+#include "platform/linux/file_io.h"
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <tuple>
+#include <vector>
+
+#include "literals/literals.h"
+#include "support/fork_hooks.h"
+#include "support/mutex.h"
+
+namespace zor {
+namespace {
+
+// No link is followed, no program inherits it, no terminal is taken over, no FIFO is waited for.
+constexpr int kCarefully = O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+constexpr mode_t kFileMode = 0600;
+constexpr mode_t kFolderMode = 0700;
+constexpr mode_t kPermissionBits = 0777;
+
+template <typename Call>
+auto retryOnSignal(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
+
+bool holdsNul(const std::string& path) { return path.find('\0') != std::string::npos; }
+
+std::string folderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Whether `descriptor` is a regular file that still is at `path`, as far as the file system knows.
+bool isFileAt(int descriptor, const std::string& path) {
+  struct stat opened {};
+  struct stat named {};
+  return ::fstat(descriptor, &opened) == 0 && ::lstat(path.c_str(), &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+int writeAll(int descriptor, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t written =
+        retryOnSignal([&] { return ::write(descriptor, content.data(), content.size()); });
+    if (written < 0) return errno;
+    if (written == 0) return ENOSPC;
+    content.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
+// A write beyond the process's size limit would not fail but kill the host with a signal.
+bool exceedsProcessLimit(std::size_t sizeBytes) {
+  struct rlimit limit {};
+  return ::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+         sizeBytes > limit.rlim_cur;
+}
+
+int synchronizeToDisk(int descriptor) {
+  if (retryOnSignal([&] { return ::fdatasync(descriptor); }) == 0) return 0;
+  return errno == EINVAL || errno == ENOTSUP ? 0 : errno;  // A file system without that notion.
+}
+
+int fill(int descriptor, std::string_view content, const std::optional<timespec>& modifiedAt) {
+  if (exceedsProcessLimit(content.size())) return EFBIG;
+  if (::fchmod(descriptor, kFileMode) != 0) return errno;  // The umask may have taken bits away.
+  if (::ftruncate(descriptor, 0) != 0) return errno;       // Leftovers of a writer that was killed.
+  if (const int error = writeAll(descriptor, content); error != 0) return error;
+  if (modifiedAt) {
+    const timespec times[] = {{0, UTIME_OMIT}, *modifiedAt};
+    std::ignore = ::futimens(descriptor, times);  // Only a hint for readers that watch the file.
+  }
+  return synchronizeToDisk(descriptor);
+}
+
+// A file to be filled and renamed. The names in a folder are few and used again, each locked by the
+// writer who has it, so that writers never share one and what a killed writer leaves is reused.
+class TemporaryFile {
+ public:
+  int open(const std::string& folder) {
+    int error = EAGAIN;
+    for (int slot = 0; slot < kMostSlots && error == EAGAIN; ++slot) {
+      _path = folder + "/.zorfingerprint-" + std::to_string(slot) + ".tmp";
+      error = openSlot();
+      // Renamed by the writer who had it: the same name is free again.
+      if (error == ESTALE) error = openSlot();
+      if (error == ESTALE) error = EAGAIN;
+    }
+    return error;
+  }
+
+  int descriptor() const { return _descriptor.get(); }
+  const std::string& path() const { return _path; }
+  void remove() { ::unlink(_path.c_str()); }
+
+ private:
+  static constexpr int kMostSlots = 1024;
+
+  // EAGAIN: another writer has the name. ESTALE: it was renamed before it could be locked.
+  int openSlot() {
+    _descriptor = FileDescriptor(retryOnSignal(
+        [this] { return ::open(_path.c_str(), O_RDWR | O_CREAT | kCarefully, kFileMode); }));
+    // A link, a folder or another user's file under that name: try the next one.
+    if (!_descriptor.isOpen()) return errno == ELOOP || errno == EISDIR ? EAGAIN : errno;
+    if (retryOnSignal([this] { return ::flock(_descriptor.get(), LOCK_EX | LOCK_NB); }) != 0) {
+      return errno == EWOULDBLOCK ? EAGAIN : errno;
+    }
+    struct stat status {};
+    if (::fstat(_descriptor.get(), &status) != 0) return errno;
+    if (!S_ISREG(status.st_mode) || status.st_nlink > 1) return EAGAIN;
+    return isFileAt(_descriptor.get(), _path) ? 0 : ESTALE;
+  }
+
+  FileDescriptor _descriptor;
+  std::string _path;
+};
+
+int renameOver(const std::string& from, const std::string& to) {
+  if (::rename(from.c_str(), to.c_str()) != 0) return errno;
+  const FileDescriptor folder(
+      ::open(folderOf(to).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY));
+  // Without this a power cut may bring the old file back whole; the change itself has happened.
+  if (folder.isOpen()) std::ignore = ::fsync(folder.get());
+  return 0;
+}
+
+int makeFolder(const std::string& path) {
+  if (::mkdir(path.c_str(), kFolderMode) == 0) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) == 0 && (status.st_mode & kPermissionBits) != kFolderMode) {
+      std::ignore = ::chmod(path.c_str(), kFolderMode);  // The umask took bits away.
+    }
+    return 0;
+  }
+  const int error = errno;
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return error;
+  return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+}
+
+// The descriptors of the locks held or waited for. A lock belongs to the open file, which the child
+// of a fork shares: unless it closes its copy there, a lock would outlive its holder.
+class HeldLocks {
+ public:
+  static HeldLocks& shared() {
+    static auto& locks = *new HeldLocks;
+    return locks;
+  }
+
+  int open(const std::string& path) {
+    const MutexLock lock(_mutex);
+    const int descriptor = retryOnSignal(
+        [&] { return ::open(path.c_str(), O_RDWR | O_CREAT | kCarefully, kFileMode); });
+    if (descriptor >= 0) _descriptors.push_back(descriptor);
+    return descriptor;
+  }
+
+  void close(int descriptor) {
+    const MutexLock lock(_mutex);
+    const auto found = std::find(_descriptors.begin(), _descriptors.end(), descriptor);
+    if (found == _descriptors.end()) return;  // Closed already, in the child of a fork.
+    _descriptors.erase(found);
+    // Not by closing alone: a process that is just being started may hold a copy.
+    ::flock(descriptor, LOCK_UN);
+    ::close(descriptor);
+  }
+
+ private:
+  HeldLocks() {
+    registerForkHook({ForkRank::portState, this,
+                      [](void* self) { static_cast<HeldLocks*>(self)->_mutex.lock(); },
+                      [](void* self) { static_cast<HeldLocks*>(self)->_mutex.unlock(); },
+                      [](void* self) { static_cast<HeldLocks*>(self)->dropInChild(); }});
+  }
+
+  void dropInChild() ZOR_NO_THREAD_SAFETY_ANALYSIS {
+    for (const int descriptor : _descriptors) ::close(descriptor);
+    _descriptors.clear();
+    _mutex.unlock();
+  }
+
+  Mutex _mutex;  // Guards the list and each opening and closing; nothing is taken under it.
+  std::vector<int> _descriptors ZOR_GUARDED_BY(_mutex);
+};
+
+std::optional<std::string> absoluteVariable(const char* name) {
+  const char* value = ::secure_getenv(name);  // A privileged host must not trust its caller's.
+  if (value == nullptr || value[0] != '/') return std::nullopt;
+  return value;
+}
+
+std::uint64_t fnv1a(std::string_view text) {
+  std::uint64_t hash = 14695981039346656037U;
+  for (const char character : text) {
+    hash = (hash ^ static_cast<unsigned char>(character)) * 1099511628211U;
+  }
+  return hash;
+}
+
+bool isPlainInFileName(char character, bool first) {
+  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+         (character >= '0' && character <= '9') || character == '-' || character == '_' ||
+         (character == '.' && !first);
+}
+
+}  // namespace
+
+FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
+  if (this != &other) {
+    reset();
+    _descriptor = std::exchange(other._descriptor, -1);
+  }
+  return *this;
+}
+
+void FileDescriptor::reset() {
+  if (_descriptor >= 0) ::close(_descriptor);
+  _descriptor = -1;
+}
+
+FileDescriptor openRegularFile(const std::string& path, int accessMode, int& error) {
+  error = EINVAL;
+  if (holdsNul(path)) return {};
+  FileDescriptor file(retryOnSignal([&] { return ::open(path.c_str(), accessMode | kCarefully); }));
+  struct stat status {};
+  if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
+    error = errno;
+    return {};
+  }
+  if (!S_ISREG(status.st_mode)) return {};
+  error = 0;
+  return file;
+}
+
+int readWholeFile(const std::string& path, std::size_t limitBytes, Data& content) {
+  int error = 0;
+  const FileDescriptor file = openRegularFile(path, O_RDONLY, error);
+  if (!file.isOpen()) return error;
+  struct stat status {};
+  if (::fstat(file.get(), &status) != 0) return errno;
+  if (static_cast<std::uint64_t>(status.st_size) > limitBytes) return EFBIG;
+  // One byte more than the size shows a file that grew, and the end without another call.
+  Data bytes(static_cast<std::size_t>(status.st_size) + 1);
+  std::size_t filled = 0;
+  for (;;) {
+    const ssize_t count = retryOnSignal(
+        [&] { return ::read(file.get(), bytes.data() + filled, bytes.size() - filled); });
+    if (count < 0) return errno;
+    filled += static_cast<std::size_t>(count);
+    if (count == 0 || filled > limitBytes) break;
+    if (filled == bytes.size()) bytes.resize(std::min(2 * filled, limitBytes + 1));
+  }
+  if (filled > limitBytes) return EFBIG;
+  bytes.resize(filled);
+  content = std::move(bytes);
+  return 0;
+}
+
+int replaceFile(const std::string& path, std::string_view content,
+                const std::optional<timespec>& modifiedAt) {
+  if (path.empty() || holdsNul(path)) return EINVAL;
+  TemporaryFile temporary;
+  if (const int error = temporary.open(folderOf(path)); error != 0) return error;
+  int error = fill(temporary.descriptor(), content, modifiedAt);
+  if (error == 0) error = renameOver(temporary.path(), path);
+  if (error != 0) temporary.remove();
+  return error;
+}
+
+int makeFolders(const std::string& path) {
+  if (path.empty() || holdsNul(path)) return EINVAL;
+  struct stat status {};
+  if (::stat(path.c_str(), &status) == 0) return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+  for (std::size_t end = path.find('/', 1); end != std::string::npos;
+       end = path.find('/', end + 1)) {
+    if (const int error = makeFolder(path.substr(0, end)); error != 0) return error;
+  }
+  return makeFolder(path);
+}
+
+std::unique_ptr<FileSystemLock> FileSystemLock::acquire(const std::string& path, int& error) {
+  error = EINVAL;
+  if (holdsNul(path)) return nullptr;
+  for (;;) {
+    const int descriptor = HeldLocks::shared().open(path);
+    if (descriptor < 0) {
+      error = errno;
+      return nullptr;
+    }
+    std::unique_ptr<FileSystemLock> lock(new FileSystemLock(descriptor));
+    if (retryOnSignal([&] { return ::flock(descriptor, LOCK_EX); }) != 0) {
+      error = errno;
+      return nullptr;
+    }
+    error = 0;
+    // Removed by somebody while we waited: the others wait at a new file of that name.
+    if (isFileAt(descriptor, path)) return lock;
+  }
+}
+
+FileSystemLock::~FileSystemLock() { HeldLocks::shared().close(_descriptor); }
+
+std::string lockPathBeside(const std::string& path) { return path + ".lock"; }
+
+std::string safeFileName(std::string_view name) {
+  constexpr std::size_t kLongest = 200;  // Room for endings in the usual 255.
+  if (name.empty()) return "%";
+  std::string encoded;
+  for (const char character : name) {
+    if (isPlainInFileName(character, encoded.empty())) {
+      encoded += character;
+    } else {
+      char escaped[4];
+      std::snprintf(escaped, sizeof escaped, "%%%02X", static_cast<unsigned char>(character));
+      encoded += escaped;
+    }
+  }
+  if (encoded.size() <= kLongest) return encoded;
+  char hash[18];
+  std::snprintf(hash, sizeof hash, "%%%016llX", static_cast<unsigned long long>(fnv1a(name)));
+  return encoded.substr(0, kLongest - 17) + hash;
+}
+
+std::optional<std::string> homeFolder() {
+  if (auto home = absoluteVariable(literals::kFirstPathVariable.c_str())) return home;
+  std::vector<char> buffer(16384);
+  struct passwd entry {};
+  struct passwd* found = nullptr;
+  const int error = ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found);
+  if (error != 0 || found == nullptr || found->pw_dir == nullptr || found->pw_dir[0] != '/') {
+    return std::nullopt;
+  }
+  return found->pw_dir;
+}
+
+std::optional<std::string> folderOfLibrary(const char* variable, const char* underHome) {
+  auto base = absoluteVariable(variable);
+  if (!base) {
+    base = homeFolder();
+    if (!base) return std::nullopt;
+    *base += std::string("/") + underHome;
+  }
+  return *base + "/zorfingerprint";
+}
+
+}  // namespace zor

@@ -1,0 +1,94 @@
+// File access that a host can live with: nothing is followed, nothing waits on a strange file,
+// every change is whole. What the file, defaults, pasteboard and bundle backends share.
+//
+// Functions that can fail return 0 or an errno value. Paths with a NUL inside are refused with
+// EINVAL. All are callable from any thread, at once from several processes.
+#ifndef ZOR_PLATFORM_LINUX_FILE_IO_H_
+#define ZOR_PLATFORM_LINUX_FILE_IO_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+#include <time.h>
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace zor {
+
+// Nothing larger is read into memory or kept.
+constexpr std::size_t kLargestFileBytes = std::size_t{16} << 20;
+
+// Owns an open file descriptor, or none (negative).
+class FileDescriptor {
+ public:
+  FileDescriptor() = default;
+  explicit FileDescriptor(int descriptor) : _descriptor(descriptor) {}
+  ~FileDescriptor() { reset(); }
+  FileDescriptor(FileDescriptor&& other) noexcept
+      : _descriptor(std::exchange(other._descriptor, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept;
+
+  bool isOpen() const { return _descriptor >= 0; }
+  int get() const { return _descriptor; }
+  void reset();
+
+ private:
+  int _descriptor = -1;
+};
+
+// Opens the regular file at `path` with an access mode such as O_RDONLY. Everything else (symbolic
+// link, folder, FIFO, device) is refused without waiting. When it is not open, `error` says why.
+FileDescriptor openRegularFile(const std::string& path, int accessMode, int& error);
+
+// The whole content into `content`, which is left alone on failure. EFBIG: over `limitBytes`.
+int readWholeFile(const std::string& path, std::size_t limitBytes, Data& content);
+
+// Replaces what is at `path` (a symbolic link itself, not its target) by a file of this content,
+// readable by this user only. 0: it is on the disk; else what was there is untouched. A kill at any
+// moment leaves the old or the new file. `modifiedAt` becomes its modification time.
+// Waits for nobody and takes no lock: concurrent calls all succeed and one of them comes last.
+int replaceFile(const std::string& path, std::string_view content,
+                const std::optional<timespec>& modifiedAt = std::nullopt);
+
+// Creates the folder and those above it, whatever the umask for this user only. 0: it is there now.
+int makeFolders(const std::string& path);
+
+// A lock between processes and threads, held until it is destroyed. The child of a fork holds none.
+class FileSystemLock {
+ public:
+  // Waits for the lock file at `path`, which is created on demand and stays. Null: see `error`.
+  static std::unique_ptr<FileSystemLock> acquire(const std::string& path, int& error);
+  ~FileSystemLock();
+  FileSystemLock(const FileSystemLock&) = delete;
+  FileSystemLock& operator=(const FileSystemLock&) = delete;
+
+ private:
+  explicit FileSystemLock(int descriptor) : _descriptor(descriptor) {}
+  const int _descriptor;
+};
+
+// The path of the lock file that belongs to `path`.
+std::string lockPathBeside(const std::string& path);
+
+// `name` as the name of one file: bytes other than letters, digits, "-", "_" and inner "." become
+// %XX, the empty name "%". What would be too long for a file system is cut and told apart by a
+// hash.
+std::string safeFileName(std::string_view name);
+
+// The user's home folder: $HOME, else the user database. nullopt: neither gives an absolute path.
+std::optional<std::string> homeFolder();
+
+// "<base>/zorfingerprint": the base is the value of the environment variable `variable` when that
+// is an absolute path, else `underHome` in the home folder. nullopt: there is neither.
+std::optional<std::string> folderOfLibrary(const char* variable, const char* underHome);
+
+inline std::string_view textOf(const Data& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_LINUX_FILE_IO_H_

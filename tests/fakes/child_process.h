@@ -1,0 +1,33 @@
+// Processes for tests: what several programs of one user do at once, or one that is killed.
+#ifndef ZOR_TESTS_FAKES_CHILD_PROCESS_H_
+#define ZOR_TESTS_FAKES_CHILD_PROCESS_H_
+
+#include <sys/types.h>
+
+#include <functional>
+
+namespace zor::testing {
+
+// Runs `body` in the child of a fork; what it returns becomes the exit status. The child is killed
+// when this object goes.
+class ChildProcess {
+ public:
+  explicit ChildProcess(const std::function<int()>& body);
+  ~ChildProcess();
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  // Waits for its end. The exit status, or minus the signal that ended it.
+  int wait();
+  void kill();
+
+ private:
+  pid_t _process;
+};
+
+// Runs `body` in a child and waits for it: for what would change this whole process.
+inline int inChildProcess(const std::function<int()>& body) { return ChildProcess(body).wait(); }
+
+}  // namespace zor::testing
+
+#endif  // ZOR_TESTS_FAKES_CHILD_PROCESS_H_
