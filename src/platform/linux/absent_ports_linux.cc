@@ -62,13 +62,6 @@ class NoBundle final : public BundlePort {
   std::optional<Json> infoValue(const std::string&) override { return std::nullopt; }
 };
 
-class NoDefaults final : public DefaultsPort {
- public:
-  std::optional<PropertyValue> objectForKey(const std::string&) override { return std::nullopt; }
-  void setObject(const std::string&, const PropertyValue&) override {}
-  void removeObject(const std::string&) override {}
-};
-
 class NoPasteboards final : public PasteboardPort {
  public:
   std::unique_ptr<Pasteboard> pasteboardWithName(const std::string&) override { return nullptr; }
@@ -105,7 +98,6 @@ NetworkPort& linuxNetworkPort() { return single<NoNetwork>(); }
 WiFiPort& linuxWiFiPort() { return single<NoWiFi>(); }
 IntegrityPort& linuxIntegrityPort() { return single<NoIntegrity>(); }
 BundlePort& linuxBundlePort() { return single<NoBundle>(); }
-DefaultsPort& linuxDefaultsPort() { return single<NoDefaults>(); }
 PasteboardPort& linuxPasteboardPort() { return single<NoPasteboards>(); }
 ArchivePort& linuxArchivePort() { return single<NoArchive>(); }
 URLLoadingPort& linuxURLLoadingPort() { return single<NoURLLoading>(); }

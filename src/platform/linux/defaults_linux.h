@@ -1,0 +1,95 @@
+// The user defaults as one JSON file per application.
+#ifndef ZOR_PLATFORM_LINUX_DEFAULTS_LINUX_H_
+#define ZOR_PLATFORM_LINUX_DEFAULTS_LINUX_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "platform/defaults_port.h"
+#include "support/mutex.h"
+
+namespace zor {
+
+// Values live in one file, whole at any moment, and are read from memory as long as the file is the
+// one that was read. Values of unknown kinds read as nothing and stay in the file.
+//
+// A damaged file reads as empty; the next change keeps it beside the new one as "<path>.damaged".
+// A change that cannot be kept is logged once for each cause, holds in this process (not in the
+// child of a fork) and is tried again with the next change.
+class LinuxDefaults final : public DefaultsPort {
+ public:
+  using Locator = std::function<std::optional<std::string>()>;
+
+  // `locate` is asked for the file's path at the first use; nullopt: nothing can be kept.
+  explicit LinuxDefaults(Locator locate) : _locate(std::move(locate)) {}
+
+  std::optional<PropertyValue> objectForKey(const std::string& key) override;
+  void setObject(const std::string& key, const PropertyValue& value) override;
+  void removeObject(const std::string& key) override;
+
+  // For an object that is never destroyed: makes it usable in the child of a fork.
+  void surviveForks();
+
+ private:
+  // A value that this process has and the file has not.
+  struct Change {
+    std::optional<PropertyValue> value;  // Absent: removed.
+    std::optional<Json> json;            // `value` for the file; absent for one it cannot hold.
+    std::uint64_t number = 0;            // Counts the changes.
+  };
+  using Changes = std::map<std::string, Change>;
+
+  // Which file was read. Writers give each version a modification time of its own.
+  struct Version {
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t sizeBytes = 0;
+    timespec modifiedAt{};
+    friend bool operator==(const Version& left, const Version& right) {
+      return left.device == right.device && left.inode == right.inode &&
+             left.sizeBytes == right.sizeBytes &&
+             left.modifiedAt.tv_sec == right.modifiedAt.tv_sec &&
+             left.modifiedAt.tv_nsec == right.modifiedAt.tv_nsec;
+    }
+  };
+
+  static std::optional<Version> versionAt(const std::string& path);
+
+  void change(const std::string& key, Change change) ZOR_EXCLUDES(_mutex);
+  // Puts the changes that wait into the file. 0 or an errno value.
+  int commit() ZOR_EXCLUDES(_mutex);
+  static int rewrite(const std::string& path, const Changes& changes);
+  void logOnce(int error) ZOR_EXCLUDES(_mutex);
+
+  std::optional<std::string> path() ZOR_REQUIRES(_mutex);
+  void refresh() ZOR_REQUIRES(_mutex);
+  bool holdsAlready(const std::string& key, const Change& change) ZOR_REQUIRES(_mutex);
+  Changes storableChanges() ZOR_EXCLUDES(_mutex);
+  void forget(const Changes& kept) ZOR_EXCLUDES(_mutex);
+  void dropChangesOfParent() ZOR_REQUIRES(_mutex);
+
+  const Locator _locate;
+
+  // Guards what follows. Held while the file is read, never while a lock between processes is
+  // waited for, a file is written or a line is logged. Nothing is taken under it.
+  Mutex _mutex;
+  bool _located ZOR_GUARDED_BY(_mutex) = false;
+  std::optional<std::string> _path ZOR_GUARDED_BY(_mutex);
+  std::optional<Version> _version ZOR_GUARDED_BY(_mutex);
+  Json _stored ZOR_GUARDED_BY(_mutex) = Json::object();
+  Changes _waiting ZOR_GUARDED_BY(_mutex);
+  std::uint64_t _changeCount ZOR_GUARDED_BY(_mutex) = 0;
+  std::set<int> _loggedErrors ZOR_GUARDED_BY(_mutex);
+  bool _forked ZOR_GUARDED_BY(_mutex) = false;
+};
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_LINUX_DEFAULTS_LINUX_H_

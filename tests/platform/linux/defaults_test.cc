@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+#include "platform/linux/defaults_linux.h"
+#include "support/json_codec.h"
+#include "tests/fakes/child_process.h"
+#include "tests/fakes/temporary_folder.h"
+
+namespace zor {
+namespace {
+
+using testing::ChildProcess;
+using testing::FakeMachine;
+using testing::inChildProcess;
+using testing::InMemoryDefaults;
+using testing::readText;
+using testing::TemporaryFolder;
+using testing::writeText;
+
+struct DefaultsFile {
+  const TemporaryFolder folder;
+  const std::string path = folder.file("sub/app.json");
+  LinuxDefaults defaults{[this] { return path; }};
+
+  LinuxDefaults another() const {
+    return LinuxDefaults([file = path] { return file; });
+  }
+  void put(const std::string& text) const {
+    std::filesystem::create_directories(folder.file("sub"));
+    writeText(path, text);
+  }
+  Json json() const { return parseJson(readText(path)).value_or(Json()); }
+};
+
+void keepsEveryKindUnderAnyKey(DefaultsPort& defaults) {
+  const PropertyDictionary nested{
+      {"$date", 5.0}, {"$", Date{0.25}}, {"", PropertyDictionary{{"deep", "text"}}}};
+  const std::vector<PropertyValue> values{"",          std::string("a\0b", 3), -0.5,  1e300,
+                                          Date{1.7e9}, PropertyDictionary{},   nested};
+  for (const char* key : {"", "$date", "../x", "ключ"}) {
+    for (const PropertyValue& value : values) {
+      defaults.setObject(key, value);
+      EXPECT_EQ(defaults.objectForKey(key), value);
+    }
+    defaults.removeObject(key);
+    EXPECT_EQ(defaults.objectForKey(key), std::nullopt);
+    defaults.removeObject(key);
+  }
+}
+
+TEST(Defaults, KeepEveryKindUnderAnyKey) {
+  InMemoryDefaults fake;
+  keepsEveryKindUnderAnyKey(fake);
+  DefaultsFile file;
+  keepsEveryKindUnderAnyKey(file.defaults);
+}
+
+TEST(Defaults, AReaderSeesEachChangeOfAnotherWriterAtOnce) {
+  DefaultsFile file;
+  auto writer = file.another();
+  // Versions of one size, made faster than a file system's clock ticks.
+  for (int turn = 100; turn < 400; ++turn) {
+    writer.setObject("turn", std::to_string(turn));
+    ASSERT_EQ(file.defaults.objectForKey("turn"), PropertyValue(std::to_string(turn)));
+  }
+  std::filesystem::remove(file.path);
+  EXPECT_EQ(file.defaults.objectForKey("turn"), std::nullopt);
+}
+
+TEST(Defaults, FourProcessesOfTwoThreadsLoseNoValue) {
+  DefaultsFile file;
+  const auto write = [&](const std::string& prefix) {
+    for (int turn = 0; turn < 25; ++turn) {
+      file.defaults.setObject(prefix + std::to_string(turn), double(turn));
+    }
+  };
+  {
+    std::vector<std::unique_ptr<ChildProcess>> writers;
+    for (const std::string name : {"a", "b", "c", "d"}) {
+      writers.push_back(std::make_unique<ChildProcess>([&, name] {
+        std::thread other(write, name + "1.");
+        write(name + "2.");
+        other.join();
+        return 0;
+      }));
+    }
+    for (const auto& writer : writers) EXPECT_EQ(writer->wait(), 0);
+  }
+  EXPECT_EQ(file.json().size(), 200U);
+}
+
+TEST(Defaults, AWriterKilledAtAnyMomentLeavesAWholeFile) {
+  DefaultsFile file;
+  file.defaults.setObject("kept", std::string(20000, 'k'));
+  for (int round = 0; round < 10; ++round) {
+    const auto before = file.defaults.objectForKey("count");
+    ChildProcess writer([&] {
+      for (double count = round * 1e6;; ++count) file.defaults.setObject("count", count);
+      return 0;
+    });
+    while (file.defaults.objectForKey("count") == before) std::this_thread::yield();
+    writer.kill();
+    EXPECT_LT(writer.wait(), 0);
+    EXPECT_EQ(file.json().size(), 2U);
+  }
+  EXPECT_LE(file.folder.names().size(), 3U);
+}
+
+TEST(Defaults, ADamagedFileReadsAsEmptyAndIsKeptBesideTheNextOne) {
+  for (const std::string& damaged :
+       {std::string("\0\xff\x7f", 3), std::string("{\"a\":\"b\""), std::string("[]"),
+        std::string("3"), std::string("{\"a\":\"\xc3\"}"), std::string(1000, '[')}) {
+    DefaultsFile file;
+    file.put(damaged);
+    EXPECT_EQ(file.defaults.objectForKey("a"), std::nullopt);
+    file.defaults.removeObject("a");
+    EXPECT_EQ(readText(file.path), damaged);
+    file.defaults.setObject("a", "new");
+    EXPECT_EQ(file.json(), (Json{{"a", "new"}}));
+    EXPECT_EQ(readText(file.path + ".damaged"), damaged);
+  }
+}
+
+TEST(Defaults, ValuesOfUnknownKindsReadAsNothingAndStay) {
+  DefaultsFile file;
+  file.put(
+      R"({"list":[1],"flag":true,"none":null,"later":{"$new":1},"wrong":{"$date":"x"},"n":3})");
+  for (const char* key : {"list", "flag", "none", "later", "wrong"}) {
+    EXPECT_EQ(file.defaults.objectForKey(key), std::nullopt) << key;
+  }
+  EXPECT_EQ(file.defaults.objectForKey("n"), PropertyValue(3.0));
+  file.defaults.setObject("text", "x");
+  file.defaults.removeObject("flag");
+  EXPECT_EQ(file.json(), *parseJson(R"({"list":[1],"none":null,"later":{"$new":1},
+      "wrong":{"$date":"x"},"n":3,"text":"x"})"));
+}
+
+TEST(Defaults, WhatChangesNothingLeavesTheFileAlone) {
+  DefaultsFile file;
+  file.put("{ \"n\" : 3 }");
+  file.defaults.setObject("n", 3.0);
+  file.defaults.removeObject("absent");
+  EXPECT_EQ(readText(file.path), "{ \"n\" : 3 }");
+}
+
+TEST(Defaults, ASymbolicLinkInPlaceOfTheFileIsReplacedNotFollowed) {
+  DefaultsFile file;
+  file.put("");
+  std::filesystem::remove(file.path);
+  writeText(file.folder.file("elsewhere"), "{\"a\":\"theirs\"}");
+  std::filesystem::create_symlink("../elsewhere", file.path);
+  EXPECT_EQ(file.defaults.objectForKey("a"), std::nullopt);
+  file.defaults.setObject("a", "ours");
+  EXPECT_EQ(file.json(), (Json{{"a", "ours"}}));
+  EXPECT_EQ(readText(file.folder.file("elsewhere")), "{\"a\":\"theirs\"}");
+}
+
+TEST(Defaults, AChangeThatCannotBeKeptHoldsInMemoryAndIsTriedAgain) {
+  FakeMachine machine;
+  DefaultsFile file;
+  std::filesystem::create_directories(file.path + "/in the way");
+  file.defaults.setObject("first", "1");
+  file.defaults.setObject("second", "2");
+  EXPECT_EQ(file.defaults.objectForKey("first"), PropertyValue("1"));
+  EXPECT_EQ(file.another().objectForKey("first"), std::nullopt);
+  EXPECT_EQ(machine.log.lines().size(), 1U);
+  std::filesystem::remove_all(file.path);
+  file.defaults.removeObject("second");
+  EXPECT_EQ(file.json(), (Json{{"first", "1"}}));
+
+  LinuxDefaults homeless([] { return std::nullopt; });
+  homeless.setObject("key", "value");
+  EXPECT_EQ(homeless.objectForKey("key"), PropertyValue("value"));
+}
+
+TEST(Defaults, AValueThatNoFileCanHoldKeepsNoOtherOut) {
+  FakeMachine machine;
+  DefaultsFile file;
+  file.defaults.setObject("a", "old");
+  file.defaults.setObject("a", "\xff");
+  file.defaults.setObject("\xff", "b");
+  file.defaults.setObject("c", "d");
+  EXPECT_EQ(file.defaults.objectForKey("a"), PropertyValue("\xff"));
+  EXPECT_EQ(file.json(), (Json{{"a", "old"}, {"c", "d"}}));
+}
+
+TEST(Defaults, ServeTheChildOfAForkWhileThreadsOfTheParentWrite) {
+  auto& file = *new DefaultsFile;  // Registered for forks, so never destroyed.
+  file.defaults.surviveForks();
+  std::atomic<bool> stop{false};
+  std::thread writer([&] {
+    for (double count = 0; !stop; ++count) file.defaults.setObject("parent", count);
+  });
+  for (int turn = 0; turn < 20; ++turn) {
+    EXPECT_EQ(inChildProcess([&] {
+                file.defaults.setObject("child", double(turn));
+                return file.defaults.objectForKey("child") == PropertyValue(double(turn)) ? 0 : 1;
+              }),
+              0);
+  }
+  stop = true;
+  writer.join();
+  EXPECT_EQ(file.defaults.objectForKey("child"), PropertyValue(19.0));
+  std::filesystem::remove_all(file.folder.path);
+}
+
+}  // namespace
+}  // namespace zor
