@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "pingback/ZORSecPingback.h"
+#include "pingback/ZORSecPingbackStore.h"
 #include "platform/linux/linux_ports.h"
 #include "platform/ports.h"
 #include "support/mutex.h"
@@ -224,7 +226,8 @@ class ScriptedURLLoading final : public URLLoadingPort {
   std::vector<URLRequest> _requests ZOR_GUARDED_BY(_mutex);
 };
 
-// A whole fake machine in a temporary folder, in use for its lifetime.
+// A whole fake machine in a temporary folder, in use for its lifetime. Failure records are those of
+// `bundle` as it is at first, and go to a store of the machine's own.
 class FakeMachine {
  public:
   FakeMachine();
@@ -250,6 +253,8 @@ class FakeMachine {
 
  private:
   const ScopedPorts _scope;
+  const ScopedPingbackEnvironment _pingbackEnvironment{bundle};
+  const ScopedPingbackStore _pingbackStore;
 };
 
 // Makes an empty temporary folder, whose path is returned.

@@ -62,19 +62,6 @@ class NoBundle final : public BundlePort {
   std::optional<Json> infoValue(const std::string&) override { return std::nullopt; }
 };
 
-class NoPasteboards final : public PasteboardPort {
- public:
-  std::unique_ptr<Pasteboard> pasteboardWithName(const std::string&) override { return nullptr; }
-};
-
-class NoArchive final : public ArchivePort {
- public:
-  std::optional<Data> archivedData(const PropertyDictionary&) override { return std::nullopt; }
-  std::optional<PropertyDictionary> unarchivedDictionary(const Data&) override {
-    return std::nullopt;
-  }
-};
-
 class NoURLLoading final : public URLLoadingPort {
  public:
   std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate>,
@@ -98,8 +85,6 @@ NetworkPort& linuxNetworkPort() { return single<NoNetwork>(); }
 WiFiPort& linuxWiFiPort() { return single<NoWiFi>(); }
 IntegrityPort& linuxIntegrityPort() { return single<NoIntegrity>(); }
 BundlePort& linuxBundlePort() { return single<NoBundle>(); }
-PasteboardPort& linuxPasteboardPort() { return single<NoPasteboards>(); }
-ArchivePort& linuxArchivePort() { return single<NoArchive>(); }
 URLLoadingPort& linuxURLLoadingPort() { return single<NoURLLoading>(); }
 
 }  // namespace zor

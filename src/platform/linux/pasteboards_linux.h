@@ -1,0 +1,36 @@
+// Named pasteboards as files.
+#ifndef ZOR_PLATFORM_LINUX_PASTEBOARDS_LINUX_H_
+#define ZOR_PLATFORM_LINUX_PASTEBOARDS_LINUX_H_
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/pasteboard_port.h"
+
+namespace zor {
+
+// The largest value a pasteboard keeps. A larger file reads as nothing: any program of the user may
+// put one there.
+constexpr std::size_t kLargestPasteboardBytes = std::size_t{64} << 10;
+
+// Linux has no named pasteboards that outlive their writer without a desktop session. The stand-in
+// is one file a type, <folder>/<name>/<type>, the names made safe; nobody is told of a change.
+class LinuxPasteboards final : public PasteboardPort {
+ public:
+  using Locator = std::function<std::optional<std::string>()>;
+
+  // `folder` is asked at each look for the folder of all pasteboards; nullopt: there are none.
+  explicit LinuxPasteboards(Locator folder) : _folder(std::move(folder)) {}
+
+  std::unique_ptr<Pasteboard> pasteboardWithName(const std::string& name) override;
+
+ private:
+  const Locator _folder;
+};
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_LINUX_PASTEBOARDS_LINUX_H_
