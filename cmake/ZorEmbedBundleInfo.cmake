@@ -1,1 +1,55 @@
-# Placeholder until the bundle backend lands.
+# zor_embed_bundle_info(<target> IDENTIFIER <id> VERSION <short version> [BUNDLE_VERSION <number>])
+#
+# Tells the library who the application is: puts a note into the executable <target>, from which the
+# library reads the bundle identifier, CFBundleShortVersionString and CFBundleVersion (<short version>
+# unless given). Linux only; elsewhere the application's bundle says so itself. Works in projects
+# with C or C++ enabled.
+function(zor_embed_bundle_info target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "IDENTIFIER;VERSION;BUNDLE_VERSION" "")
+  if(arg_UNPARSED_ARGUMENTS OR NOT DEFINED arg_IDENTIFIER OR NOT DEFINED arg_VERSION)
+    message(FATAL_ERROR "zor_embed_bundle_info: give a target, IDENTIFIER and VERSION")
+  endif()
+  get_target_property(type ${target} TYPE)
+  if(NOT type STREQUAL "EXECUTABLE")
+    message(FATAL_ERROR "zor_embed_bundle_info: ${target} is no executable")
+  endif()
+  if(NOT DEFINED arg_BUNDLE_VERSION)
+    set(arg_BUNDLE_VERSION "${arg_VERSION}")
+  endif()
+  foreach(value IN ITEMS "${arg_IDENTIFIER}" "${arg_VERSION}" "${arg_BUNDLE_VERSION}")
+    if(NOT value MATCHES "^[A-Za-z0-9._+~:-]+$")
+      message(FATAL_ERROR "zor_embed_bundle_info: \"${value}\": only letters, digits and . _ + ~ : -")
+    endif()
+  endforeach()
+  if(APPLE)
+    return()
+  endif()
+
+  # JSON for the library, escaped for the assembler's string in C's string.
+  set(quote "\\\\\\\"")
+  string(CONCAT json
+    "{${quote}CFBundleIdentifier${quote}:${quote}${arg_IDENTIFIER}${quote},"
+    "${quote}CFBundleShortVersionString${quote}:${quote}${arg_VERSION}${quote},"
+    "${quote}CFBundleVersion${quote}:${quote}${arg_BUNDLE_VERSION}${quote}}")
+  get_property(languages GLOBAL PROPERTY ENABLED_LANGUAGES)
+  set(extension c)
+  if("CXX" IN_LIST languages)
+    set(extension cc)
+  endif()
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}_bundle_info.${extension})
+  # A section of the note type stays under --gc-sections and strip.
+  file(CONFIGURE OUTPUT ${source} @ONLY CONTENT [[
+/* Who the application is, as an ELF note. */
+__asm__(
+    ".pushsection .note.zor.bundle, \"a\", %note\n"
+    ".balign 4\n"
+    ".long 2f - 1f, 4f - 3f, 1\n"
+    "1: .asciz \"ZORBundle\"\n"
+    "2: .balign 4\n"
+    "3: .ascii \"@json@\"\n"
+    "4: .balign 4\n"
+    ".popsection\n");
+]])
+  target_sources(${target} PRIVATE ${source})
+  set_source_files_properties(${source} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+endfunction()

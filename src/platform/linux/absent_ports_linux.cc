@@ -56,12 +56,6 @@ class NoIntegrity final : public IntegrityPort {
   IntegritySignal signal() override { return {}; }
 };
 
-class NoBundle final : public BundlePort {
- public:
-  std::optional<std::string> bundleIdentifier() override { return std::nullopt; }
-  std::optional<Json> infoValue(const std::string&) override { return std::nullopt; }
-};
-
 class NoURLLoading final : public URLLoadingPort {
  public:
   std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate>,
@@ -84,7 +78,6 @@ SystemPort& linuxSystemPort() { return single<NoSystem>(); }
 NetworkPort& linuxNetworkPort() { return single<NoNetwork>(); }
 WiFiPort& linuxWiFiPort() { return single<NoWiFi>(); }
 IntegrityPort& linuxIntegrityPort() { return single<NoIntegrity>(); }
-BundlePort& linuxBundlePort() { return single<NoBundle>(); }
 URLLoadingPort& linuxURLLoadingPort() { return single<NoURLLoading>(); }
 
 }  // namespace zor

@@ -1,7 +1,6 @@
 #include "platform/linux/defaults_linux.h"
 
 #include <time.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -9,6 +8,7 @@
 #include <tuple>
 
 #include "literals/literals.h"
+#include "platform/linux/bundle_linux.h"
 #include "platform/linux/file_io.h"
 #include "platform/linux/linux_ports.h"
 #include "platform/linux/property_json.h"
@@ -67,11 +67,8 @@ timespec laterThan(const timespec& earlier) {
 std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
 
 std::string executableName() {
-  char target[4096];
-  const ssize_t size = ::readlink("/proc/self/exe", target, sizeof target);
-  if (size <= 0) return program_invocation_short_name;
-  const std::string path(target, static_cast<std::size_t>(size));
-  return path.substr(path.rfind('/') + 1);
+  const std::string path = executablePath();
+  return path.empty() ? program_invocation_short_name : path.substr(path.rfind('/') + 1);
 }
 
 std::optional<std::string> standardPath() {

@@ -1,0 +1,115 @@
+#include "platform/linux/bundle_info.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "literals/literals.h"
+#include "support/json_codec.h"
+#include "support/text.h"
+
+namespace zor {
+namespace {
+
+constexpr const char* kIdentifierKey = "CFBundleIdentifier";
+// Both as cmake/ZorEmbedBundleInfo.cmake writes them; the name's size counts its NUL.
+constexpr std::string_view kNoteName("ZORBundle", 10);
+constexpr std::uint32_t kNoteType = 1;
+
+// Takes `size` bytes off the front of `bytes`, padding to `alignment` included, which the last note
+// may lack. nullopt: there are fewer.
+std::optional<std::string_view> take(std::string_view& bytes, std::size_t size,
+                                     std::size_t alignment) {
+  if (size > bytes.size()) return std::nullopt;
+  const std::string_view taken = bytes.substr(0, size);
+  const std::size_t padding = (alignment - size % alignment) % alignment;
+  bytes.remove_prefix(size + std::min(padding, bytes.size() - size));
+  return taken;
+}
+
+std::optional<std::uint32_t> takeNumber(std::string_view& bytes) {
+  const auto taken = take(bytes, sizeof(std::uint32_t), 1);
+  if (!taken) return std::nullopt;
+  std::uint32_t number = 0;
+  std::memcpy(&number, taken->data(), sizeof number);
+  return number;
+}
+
+std::string_view trimmed(std::string_view line) {
+  constexpr const char* kSpace = " \t\r";
+  const std::size_t start = line.find_first_not_of(kSpace);
+  if (start == std::string_view::npos) return {};
+  return line.substr(start, line.find_last_not_of(kSpace) + 1 - start);
+}
+
+bool isIdentifier(std::string_view text) { return !text.empty() && isValidUtf8(text); }
+
+}  // namespace
+
+std::optional<BundleInfo> bundleInfoFromJson(std::string_view text) {
+  auto info = parseJson(text);
+  if (!info || !info->is_object()) return std::nullopt;
+  BundleInfo bundle;
+  const auto identifier = info->find(kIdentifierKey);
+  if (identifier != info->end() && identifier->is_string()) {
+    bundle.identifier = identifier->get<std::string>();
+    if (bundle.identifier->empty()) bundle.identifier.reset();
+  }
+  bundle.info = std::move(*info);
+  return bundle;
+}
+
+std::optional<BundleInfo> bundleInfoFromNotes(std::string_view notes, std::size_t alignment) {
+  if (alignment != 8) alignment = 4;  // Segments that say 0 or 1 mean 4.
+  while (!notes.empty()) {
+    const auto nameSize = takeNumber(notes);
+    const auto contentSize = takeNumber(notes);
+    const auto type = takeNumber(notes);
+    if (!nameSize || !contentSize || !type) return std::nullopt;
+    // The name follows three numbers, so its padding counts from there.
+    const std::size_t paddedFrom = 3 * sizeof(std::uint32_t) % alignment;
+    const auto name = take(notes, *nameSize, 1);
+    if (!name) return std::nullopt;
+    const std::size_t misaligned = (paddedFrom + *nameSize) % alignment;
+    if (misaligned != 0 && !take(notes, alignment - misaligned, 1)) return std::nullopt;
+    const auto content = take(notes, *contentSize, alignment);
+    if (!content) return std::nullopt;
+    if (*type == kNoteType && *name == kNoteName) return bundleInfoFromJson(*content);
+  }
+  return std::nullopt;
+}
+
+std::optional<BundleInfo> bundleInfoFromSnap(const char* name, const char* version,
+                                             const char* folder, std::string_view executable) {
+  if (name == nullptr || version == nullptr || folder == nullptr) return std::nullopt;
+  const std::string inside = std::string(folder) + "/";
+  if (!isIdentifier(name) || !isValidUtf8(version) || inside.size() < 2 ||
+      executable.substr(0, inside.size()) != inside) {
+    return std::nullopt;
+  }
+  BundleInfo bundle;
+  bundle.identifier = name;
+  bundle.info[literals::kBundleShortVersionKey.str()] = version;
+  bundle.info[literals::kBundleVersionKey.str()] = version;
+  return bundle;
+}
+
+std::optional<BundleInfo> bundleInfoFromFlatpak(std::string_view keyFile) {
+  constexpr std::string_view kNameKey = "name=";
+  bool inApplication = false;
+  while (!keyFile.empty()) {
+    const std::size_t end = std::min(keyFile.find('\n'), keyFile.size());
+    const std::string_view line = trimmed(keyFile.substr(0, end));
+    keyFile.remove_prefix(std::min(end + 1, keyFile.size()));
+    if (!line.empty() && line.front() == '[') inApplication = line == "[Application]";
+    if (!inApplication || line.substr(0, kNameKey.size()) != kNameKey) continue;
+    const std::string_view name = line.substr(kNameKey.size());
+    if (!isIdentifier(name)) return std::nullopt;
+    BundleInfo bundle;
+    bundle.identifier = std::string(name);
+    return bundle;
+  }
+  return std::nullopt;
+}
+
+}  // namespace zor

@@ -1,0 +1,9 @@
+// An application with an embedded note: prints who it is.
+#include <cstdio>
+
+#include "platform/linux/bundle_linux.h"
+
+int main() {
+  const zor::BundleInfo bundle = zor::readMainBundle();
+  std::printf("%s %s\n", bundle.identifier.value_or("-").c_str(), bundle.info.dump().c_str());
+}
