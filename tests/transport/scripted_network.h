@@ -3,8 +3,11 @@
 #ifndef ZOR_TESTS_TRANSPORT_SCRIPTED_NETWORK_H_
 #define ZOR_TESTS_TRANSPORT_SCRIPTED_NETWORK_H_
 
+#include <atomic>
 #include <map>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "literals/literals.h"
@@ -89,6 +92,22 @@ class ScriptedNetwork {
       ZORHttpDnsConfig("dns.example", {"192.0.2.1", "192.0.2.2", "192.0.2.3"}))};
   std::map<std::string, Answer> _answers;
   std::function<void(const std::string& url)> _hook;
+};
+
+// Keeps every completion back until it ends.
+class CompletionsHeld {
+ public:
+  CompletionsHeld() {
+    for (int index = 0; index < 2; ++index) {
+      zor_httpsOperationQueue().addOperation([held = _held] {
+        while (*held) std::this_thread::yield();
+      });
+    }
+  }
+  ~CompletionsHeld() { *_held = false; }
+
+ private:
+  const std::shared_ptr<std::atomic<bool>> _held = std::make_shared<std::atomic<bool>>(true);
 };
 
 // What a completion handler got, call by call.

@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "support/text.h"
+#include "tests/transport/scripted_network.h"
+#include "transport/ZORDing.h"
+
+namespace zor {
+namespace {
+
+using testing::ScriptedNetwork;
+using testing::ScriptedURLLoading;
+
+constexpr char kKey[] = "com.tidewater.dfpo08cefd3";
+constexpr char kHost[] = "backup.localhost";
+constexpr char kByAddress[] = "https://10.3.3.3:8443/security/dfp/backup_addresses?clients=all";
+
+class BackupList : public ::testing::Test {
+ protected:
+  void keep(const PropertyValue& value) { network.machine.defaults.setObject(kKey, value); }
+  std::string kept() {
+    const auto value = network.machine.defaults.objectForKey(kKey);
+    return value ? *value->text() : "nothing";
+  }
+  // A document of those entries.
+  static std::string document(const std::string& entries) {
+    return R"({"backuplist":{"pool":[)" + entries + "]}}";
+  }
+  std::optional<std::string> choose(std::uint32_t random) {
+    network.machine.random.next({random});
+    return runner->randomBackupIP();
+  }
+  void fetch() {
+    runner->requestBackupIp();
+    ScriptedNetwork::drain();
+  }
+
+  ScriptedNetwork network;
+  std::shared_ptr<ZORDing> runner = ZORDing::create();
+};
+
+TEST_F(BackupList, OnlyAnAcceptedAnswerChangesWhatIsKept) {
+  const std::string deep = std::string(600, '[') + std::string(600, ']');
+  const struct {
+    std::string body;
+    const char* kept;
+  } rows[] = {
+      {R"([{"code":"accept","lists":"new"}])", "new"},
+      {R"([{"code":"accept","lists":"new"},{"code":"refuse"}])", "new"},
+      {R"([{"code":"accept","lists":""}])", "nothing"},
+      {R"([{"code":"accept"}])", "nothing"},
+      {R"([{"code":"accept","lists":null}])", "nothing"},
+      // The kept list outlives damaged answers.
+      {R"([{"code":"accept","lists":{"a":1}}])", "old"},
+      {R"([{"code":"accept","lists":7}])", "old"},
+      {R"([{"code":"accept ","lists":"new"}])", "old"},
+      {R"([{"code":0,"lists":"new"}])", "old"},
+      {R"([{"lists":"new"}])", "old"},
+      {R"({"code":"accept","lists":"new"})", "old"},
+      {R"([["code","accept"]])", "old"},
+      {R"([null,{"code":"accept","lists":"new"}])", "old"},
+      {"[]", "old"},
+      {"\"accept\"", "old"},
+      {"", "old"},
+      {"[{\"code\":\"accept\",\"lists\":\"\xFF\"}]", "old"},
+      {deep, "old"},
+  };
+  for (const auto& row : rows) {
+    keep("old");
+    runner->saveCloudBackup(utf8Bytes(row.body));
+    EXPECT_EQ(kept(), row.kept) << row.body;
+  }
+  keep("old");
+  runner->saveCloudBackup(std::nullopt);
+  EXPECT_EQ(kept(), "old");
+}
+
+TEST_F(BackupList, JoinsAllListsInOrderAndLeavesOutWhatIsNoText) {
+  keep(document(R"({"ip":["a",7,"b",null]},{},{"ip":[]},3,{"ip":"x"},{"ip":["c","a"]})"));
+  for (std::uint32_t random = 0; random < 8; ++random) {
+    EXPECT_EQ(choose(random), std::string(1, "abca"[random % 4]));
+  }
+}
+
+TEST_F(BackupList, ADocumentOfAnotherShapeHoldsNothingAndIsReadAgain) {
+  for (const std::string& text :
+       {std::string(), std::string("{"), std::string("[1]"), std::string("7"),
+        std::string(R"({"backuplist":[]})"), std::string(R"({"backuplist":{"pool":{}}})"),
+        std::string(R"({"backuplist":{"pool":"ip"}})"), document(R"({"ip":[]},{"ip":{}})"),
+        std::string(100000, '[')}) {
+    keep(text);
+    EXPECT_EQ(choose(0), std::nullopt) << text.substr(0, 60);
+  }
+  keep(12.5);
+  EXPECT_EQ(choose(0), std::nullopt);
+  keep(document(R"({"ip":["a"]})"));
+  EXPECT_EQ(choose(0), "a");
+}
+
+TEST_F(BackupList, AListInUseStaysInUse) {
+  std::string many = R"({"ip":["10.0.0.0")";
+  for (int index = 1; index < 10000; ++index) {
+    many += R"(,"10.0.)" + std::to_string(index / 250) + "." + std::to_string(index % 250) + "\"";
+  }
+  keep(document(many + "]}"));
+  EXPECT_EQ(choose(9999), "10.0.39.249");
+  runner->saveCloudBackup(utf8Bytes(R"([{"code":"accept","lists":""}])"));
+  EXPECT_EQ(kept(), "nothing");
+  EXPECT_EQ(choose(10001), "10.0.0.1");
+  EXPECT_EQ(ZORDing::create()->randomBackupIP(), std::nullopt);
+}
+
+TEST_F(BackupList, IsLoadedByManyThreadsAtOnce) {
+  keep(document(R"({"ip":["a","b"]})"));
+  std::atomic<int> found{0};
+  std::vector<std::thread> threads;
+  for (int index = 0; index < 8; ++index) {
+    threads.emplace_back([&] { found += runner->randomBackupIP().has_value() ? 1 : 0; });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(found, 8);
+}
+
+TEST_F(BackupList, IsFetchedByAddressWhereTheNameFailsWithoutAReport) {
+  network.resolve(kHost, "10.3.3.3");
+  network.set(kByAddress, ScriptedURLLoading::status(200, R"([{"code":"accept","lists":"new"}])"));
+  fetch();
+  EXPECT_EQ(kept(), "new");
+  EXPECT_TRUE(network.failures().empty());
+  EXPECT_EQ(network.machine.urlLoading.requests().size(), 5U);
+}
+
+TEST_F(BackupList, AFetchThatFailsByEveryRouteIsReportedOnce) {
+  keep("old");
+  network.resolve(kHost, "10.3.3.3");
+  network.set(kByAddress, ScriptedURLLoading::status(500));
+  fetch();
+  network.resolve("other", "");
+  network.set(ScriptedNetwork::queryUrl(kHost), ScriptedURLLoading::status(200));
+  const ScopedHTTPDNSManager fresh(
+      ZORHTTPDNSManager::create(ZORHttpDnsConfig("dns.example", {"192.0.2.1"})));
+  fetch();
+  EXPECT_EQ(network.failures(),
+            (std::vector<std::pair<std::string, std::string>>{
+                {"backup_ip_error", "domain:(null) code:0 text:(null) host:backup.localhost"},
+                {"backup_dns_fail",
+                 "domain:ZORHTTPDNSResults code:-71003 text:nil name:backup.localhost"}}));
+  EXPECT_EQ(kept(), "old");
+}
+
+}  // namespace
+}  // namespace zor
