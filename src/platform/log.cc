@@ -28,9 +28,26 @@ std::shared_ptr<const LogHandler> currentHandler() {
   return slot().handler;
 }
 
+// The outermost deferral of this thread.
+thread_local constinit LogDeferral* deferral = nullptr;
+
 }  // namespace
 
+LogDeferral::LogDeferral() {
+  if (deferral == nullptr) deferral = this;
+}
+
+LogDeferral::~LogDeferral() {
+  if (deferral != this) return;
+  deferral = nullptr;
+  for (const std::string& line : _lines) logLine(line);
+}
+
 void logLine(const std::string& line) {
+  if (deferral != nullptr) {
+    deferral->_lines.push_back(line);
+    return;
+  }
   const auto handler = currentHandler();
   if (handler == nullptr) {
     ports().log.writeLine(line);

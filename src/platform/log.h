@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace zor {
 
@@ -17,6 +18,22 @@ void logLine(const std::string& line);
 // called on whichever thread logs, possibly on several at once, and may be called once more by a
 // thread that was already logging.
 void setLogHandler(LogHandler handler);
+
+// Holds back the calling thread's lines while it lives and sends them when it ends. Stands before a
+// MutexLock, so that the host's handler, which may call the library, never runs under that lock.
+// Scopes nest; the outermost sends.
+class LogDeferral {
+ public:
+  LogDeferral();
+  ~LogDeferral();
+  LogDeferral(const LogDeferral&) = delete;
+  LogDeferral& operator=(const LogDeferral&) = delete;
+
+ private:
+  friend void logLine(const std::string& line);
+
+  std::vector<std::string> _lines;
+};
 
 }  // namespace zor
 

@@ -9,9 +9,16 @@
 namespace zor {
 namespace {
 
-// Guards the list, and every fork: held from `prepare` to `parent` or `child`, so that the list
-// that was locked is the list that is unlocked. Taken before every lock of the library.
-Mutex& registryMutex() {
+// One fork at a time: held from `prepare` to `parent` or `child`. Taken before every lock of the
+// library, and by forks only.
+Mutex& forkMutex() {
+  static auto& mutex = *new Mutex;
+  return mutex;
+}
+
+// Guards the list. Taken after every lock of the library, so that a lock made under another one can
+// be registered at once; held over the fork.
+Mutex& listMutex() {
   static auto& mutex = *new Mutex;
   return mutex;
 }
@@ -21,25 +28,45 @@ std::vector<ForkHook>& hooks() {
   return list;
 }
 
+// The participants of the fork under way; belongs to who holds forkMutex().
+std::vector<ForkHook>& participants() {
+  static auto& list = *new std::vector<ForkHook>;
+  return list;
+}
+
+void releaseInReverse(void (*ForkHook::*release)(void*)) {
+  for (auto hook = participants().rbegin(); hook != participants().rend(); ++hook) {
+    if ((*hook).*release != nullptr) ((*hook).*release)(hook->context);
+  }
+}
+
 void prepareAll() ZOR_NO_THREAD_SAFETY_ANALYSIS {
-  registryMutex().lock();
-  for (const ForkHook& hook : hooks()) {
-    if (hook.prepare != nullptr) hook.prepare(hook.context);
+  forkMutex().lock();
+  while (true) {
+    listMutex().lock();
+    participants() = hooks();
+    listMutex().unlock();
+    for (const ForkHook& hook : participants()) {
+      if (hook.prepare != nullptr) hook.prepare(hook.context);
+    }
+    listMutex().lock();
+    if (participants().size() == hooks().size()) return;
+    // Somebody joined in the meantime, perhaps under a lock that was waited for: once more.
+    listMutex().unlock();
+    releaseInReverse(&ForkHook::parent);
   }
 }
 
 void releaseInParent() ZOR_NO_THREAD_SAFETY_ANALYSIS {
-  for (auto hook = hooks().rbegin(); hook != hooks().rend(); ++hook) {
-    if (hook->parent != nullptr) hook->parent(hook->context);
-  }
-  registryMutex().unlock();
+  listMutex().unlock();
+  releaseInReverse(&ForkHook::parent);
+  forkMutex().unlock();
 }
 
 void releaseInChild() ZOR_NO_THREAD_SAFETY_ANALYSIS {
-  for (auto hook = hooks().rbegin(); hook != hooks().rend(); ++hook) {
-    if (hook->child != nullptr) hook->child(hook->context);
-  }
-  registryMutex().unlock();
+  listMutex().unlock();
+  releaseInReverse(&ForkHook::child);
+  forkMutex().unlock();
 }
 
 // The holder changes between the calls: the analysis cannot follow.
@@ -58,7 +85,7 @@ void holdOverFork(ForkRank rank, Mutex& mutex) {
 void registerForkHook(const ForkHook& hook) {
   static const int installed = ::pthread_atfork(prepareAll, releaseInParent, releaseInChild);
   static_cast<void>(installed);  // Fails only without memory; then forks are as unsafe as before.
-  const MutexLock lock(registryMutex());
+  const MutexLock lock(listMutex());
   const auto place = std::upper_bound(
       hooks().begin(), hooks().end(), hook,
       [](const ForkHook& left, const ForkHook& right) { return left.rank < right.rank; });

@@ -28,7 +28,8 @@ enum class ForkRank : int {
 struct ForkHook {
   ForkRank rank = ForkRank::portState;
   void* context = nullptr;
-  // Before the fork, in the parent: take the lock. Called in rank order.
+  // Before the fork, in the parent: take the lock. Called in rank order; may be undone by `parent`
+  // and called again before the fork.
   void (*prepare)(void* context) = nullptr;
   // After the fork, in the parent: release the lock. Called in reverse rank order.
   void (*parent)(void* context) = nullptr;
@@ -37,7 +38,8 @@ struct ForkHook {
   void (*child)(void* context) = nullptr;
 };
 
-// Adds a participant for the rest of the process. Callable from any thread, with no lock held.
+// Adds a participant for the rest of the process. Callable from any thread, also under other locks
+// (a lock that is made at its first use), but not from a hook.
 // Ranks may repeat; within one rank the order is that of registration.
 void registerForkHook(const ForkHook& hook);
 
