@@ -1,0 +1,119 @@
+#include "literals/literals.h"
+#include "sandbox/service_crypto.h"
+#include "sandbox/services.h"
+#include "sandbox/unsealing.h"
+
+namespace zor::sandbox {
+namespace {
+
+constexpr int kBadRequest = 400;
+constexpr int kWrongMethod = 405;
+constexpr std::size_t kFingerprintDigits = 48;
+constexpr std::size_t kReportEntries = 23;
+
+// What the answer's status says beside 0, which is success.
+constexpr int kStatusWrongSignature = 1001;
+constexpr int kStatusUnreadableReport = 1002;
+
+struct FingerprintRequest {
+  std::string environment;
+  std::string platform;
+  std::string signature;
+  std::string version;
+};
+
+std::optional<FingerprintRequest> readRequest(const std::string& body) {
+  const Json content = Json::parse(body, nullptr, false);
+  if (!content.is_object()) return std::nullopt;
+  const auto text = [&content](std::string_view key) -> std::optional<std::string> {
+    const auto entry = content.find(std::string(key));
+    if (entry == content.end() || !entry->is_string()) return std::nullopt;
+    return entry->get<std::string>();
+  };
+  const auto environment = text(literals::kBodyEnvironmentKey.view());
+  const auto platform = text(literals::kBodyPlatformKey.view());
+  const auto signature = text(literals::kBodySignatureKey.view());
+  const auto version = text(literals::kBodyVersionKey.view());
+  const auto fifth = text(literals::kBodyFifthKey.view());
+  if (!environment || !platform || !signature || !version || !fifth) return std::nullopt;
+  return FingerprintRequest{*environment, *platform, *signature, *version};
+}
+
+std::string signingKey() {
+  const auto sealed = decodeBase64(literals::kSigningKey.view()).value_or("");
+  return openZeroFilled(literals::kTextCipherKey.view(), literals::kTextCipherVector.view(), sealed)
+      .value_or("");
+}
+
+bool isSigned(const FingerprintRequest& request) {
+  return sameDigest(
+      hmacSha1Hex(signingKey(), request.environment + request.platform + request.version),
+      request.signature);
+}
+
+ServiceAnswer refusal(int answerStatus, const std::string& reason) {
+  ServiceAnswer answer;
+  answer.headers.emplace_back("Content-Type", "application/json");
+  answer.body = compactText({{literals::kAnswerStatusKey.str(), answerStatus}, {"reason", reason}});
+  answer.verdict = "refused: " + reason;
+  return answer;
+}
+
+ServiceAnswer notUnderstood(int status, const std::string& reason) {
+  ServiceAnswer answer;
+  answer.status = status;
+  answer.verdict = "not understood: " + reason;
+  return answer;
+}
+
+std::int64_t millisecondsSince1970(std::chrono::system_clock::time_point time) {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
+}
+
+ServiceAnswer issue(const SandboxSettings& settings, const Json& report) {
+  const auto unsealed = unsealIdentity(report, settings.bundleVersions);
+  const std::string fingerprint =
+      sha256Hex("sandbox fingerprint " + compactText(unsealed ? unsealed->identity : report))
+          .substr(0, kFingerprintDigits);
+  ServiceAnswer answer;
+  answer.headers.emplace_back("Content-Type", "application/json");
+  answer.body =
+      compactText({{literals::kAnswerStatusKey.str(), 0},
+                   {literals::kAnswerDataKey.str(),
+                    {{literals::kAnswerFingerprintKey.str(), fingerprint},
+                     {literals::kAnswerExpiryKey.str(),
+                      millisecondsSince1970(settings.now()) + settings.expirySeconds * 1000},
+                     {literals::kAnswerLifetimeKey.str(), settings.lifetimeSeconds}}}});
+  answer.details = {{"report", report}, {"fingerprint", fingerprint}};
+  answer.verdict = "signature right, report of " + std::to_string(report.size()) + " entries";
+  if (report.size() != kReportEntries) answer.verdict += " (23 expected)";
+  if (!unsealed) {
+    answer.verdict += ", identity does not open";
+    return answer;
+  }
+  answer.details["identity"] = unsealed->identity;
+  answer.details["bundleVersion"] =
+      unsealed->bundleVersion ? Json(*unsealed->bundleVersion) : Json(nullptr);
+  answer.verdict +=
+      ", identity opened with bundle version " + unsealed->bundleVersion.value_or("(none)");
+  return answer;
+}
+
+}  // namespace
+
+ServiceAnswer answerFingerprintRequest(const SandboxSettings& settings, const std::string& method,
+                                       const std::string& body) {
+  if (method != literals::kFingerprintMethod.view()) {
+    return notUnderstood(kWrongMethod, "method " + method);
+  }
+  const auto request = readRequest(body);
+  if (!request) return notUnderstood(kBadRequest, "body without the five texts");
+  if (!isSigned(*request)) return refusal(kStatusWrongSignature, "the signature is wrong");
+  const auto text = decodeBase64(request->environment);
+  const Json report = text ? Json::parse(*text, nullptr, false) : Json();
+  if (!report.is_object())
+    return refusal(kStatusUnreadableReport, "the report is no JSON in base64");
+  return issue(settings, report);
+}
+
+}  // namespace zor::sandbox

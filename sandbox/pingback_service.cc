@@ -1,0 +1,59 @@
+#include <string_view>
+
+#include "literals/literals.h"
+#include "sandbox/services.h"
+
+namespace zor::sandbox {
+namespace {
+
+constexpr int kBadRequest = 400;
+constexpr int kWrongMethod = 405;
+
+// What is wrong with a record; empty: nothing.
+std::string faultOfRecord(const Json& record) {
+  if (!record.is_object()) return "is no object";
+  for (const std::string_view key :
+       {literals::kPingbackLibraryKey.view(), literals::kPingbackLibraryVersionKey.view(),
+        literals::kPingbackSystemKey.view(), literals::kPingbackApplicationKey.view(),
+        literals::kPingbackApplicationVersionKey.view(), literals::kPingbackFingerprintKey.view(),
+        literals::kPingbackErrorTypeKey.view(), literals::kPingbackErrorDescriptionKey.view()}) {
+    const auto entry = record.find(std::string(key));
+    if (entry == record.end() || !entry->is_string()) return "lacks the text " + std::string(key);
+  }
+  const auto errorClass = record.find(literals::kPingbackErrorClassKey.str());
+  if (errorClass == record.end() || !errorClass->is_number_integer()) return "lacks the class";
+  constexpr std::size_t kEntries = 9;
+  return record.size() == kEntries ? "" : "has entries beyond the nine";
+}
+
+ServiceAnswer badUpload(int status, const std::string& reason) {
+  ServiceAnswer answer;
+  answer.status = status;
+  answer.verdict = "bad upload: " + reason;
+  return answer;
+}
+
+}  // namespace
+
+ServiceAnswer answerPingback(const std::string& method, const std::string& body) {
+  if (method != literals::kPingbackMethod.view()) {
+    return badUpload(kWrongMethod, "method " + method);
+  }
+  const std::string_view prefix = literals::kPingbackBodyPrefix.view();
+  if (body.compare(0, prefix.size(), prefix) != 0) return badUpload(kBadRequest, "no prefix");
+  const Json records = Json::parse(body.substr(prefix.size()), nullptr, false);
+  if (!records.is_array()) return badUpload(kBadRequest, "no JSON array");
+  ServiceAnswer answer;
+  answer.details = {{"records", records}};
+  for (std::size_t index = 0; index < records.size(); ++index) {
+    const std::string fault = faultOfRecord(records[index]);
+    if (fault.empty()) continue;
+    answer.status = kBadRequest;
+    answer.verdict = "bad upload: record " + std::to_string(index) + " " + fault;
+    return answer;
+  }
+  answer.verdict = std::to_string(records.size()) + " records taken";
+  return answer;
+}
+
+}  // namespace zor::sandbox

@@ -1,0 +1,49 @@
+// Everything that came in, in one order over all services.
+#ifndef ZOR_SANDBOX_RECEIVED_LOG_H_
+#define ZOR_SANDBOX_RECEIVED_LOG_H_
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "sandbox/sandbox_types.h"
+#include "support/mutex.h"
+
+namespace zor::sandbox {
+
+// Callable from any thread.
+class ReceivedLog {
+ public:
+  // Give the entry its order and time, keep it and return it with them.
+  Received add(Received request);
+  Handshake add(Handshake handshake);
+
+  void countBytes(const std::string& localAddress, std::size_t bytes);
+
+  std::vector<Received> requests() const;
+  std::vector<Handshake> handshakes() const;
+  AddressCounts counts(const std::string& localAddress) const;
+
+  // Wait until that many are kept; false: the time was over first.
+  bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const;
+  bool waitForHandshakes(std::size_t count, std::chrono::milliseconds timeout) const;
+
+  // Forgets everything; the order goes on.
+  void clear();
+
+ private:
+  // Guards what follows; nothing is called under it.
+  mutable Mutex _mutex;
+  mutable std::condition_variable_any _grown;
+  std::uint64_t _lastOrder ZOR_GUARDED_BY(_mutex) = 0;
+  std::vector<Received> _requests ZOR_GUARDED_BY(_mutex);
+  std::vector<Handshake> _handshakes ZOR_GUARDED_BY(_mutex);
+  std::map<std::string, AddressCounts> _counts ZOR_GUARDED_BY(_mutex);
+};
+
+}  // namespace zor::sandbox
+
+#endif  // ZOR_SANDBOX_RECEIVED_LOG_H_

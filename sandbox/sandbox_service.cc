@@ -1,0 +1,284 @@
+#include "sandbox/sandbox_service.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <system_error>
+#include <utility>
+
+#include "sandbox/certificates.h"
+#include "sandbox/received_log.h"
+#include "sandbox/routes.h"
+#include "sandbox/scripts.h"
+#include "sandbox/services.h"
+#include "sandbox/tls_server.h"
+#include "sandbox/wire_answer.h"
+#include "support/mutex.h"
+
+namespace zor::sandbox {
+namespace {
+
+constexpr std::uint16_t kStandardPort = 443;
+constexpr int kNotFound = 404;
+
+// Every address once, in the order of the lists.
+std::vector<std::string> listenAddresses(const SandboxSettings& settings) {
+  std::vector<std::string> all;
+  for (const auto* list :
+       {&settings.nameAddresses, &settings.bootstrapAddresses, &settings.queryAddresses,
+        &settings.serviceAddresses, &settings.backupAddresses}) {
+    for (const std::string& address : *list) {
+      if (std::find(all.begin(), all.end(), address) == all.end()) all.push_back(address);
+    }
+  }
+  return all;
+}
+
+std::filesystem::path makeTemporaryFolder() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "zorfp-sandbox-XXXXXX").string();
+  return mkdtemp(pattern.data()) != nullptr ? pattern : std::string();
+}
+
+}  // namespace
+
+class SandboxService::Core final : public TlsServerDelegate {
+ public:
+  explicit Core(SandboxSettings settings)
+      : _settings(std::make_shared<const SandboxSettings>(std::move(settings))),
+        _routing(*_settings),
+        _authority(_settings->certificateNames),
+        _server(*this) {}
+
+  ~Core() override {
+    _server.stop();
+    std::error_code ignored;
+    if (_folderIsTemporary) std::filesystem::remove_all(_folder, ignored);
+  }
+
+  std::optional<std::string> start() {
+    const auto settings = this->settings();
+    const std::vector<std::string> addresses = listenAddresses(*settings);
+    for (const std::string& address : addresses) {
+      if (!isLoopbackAddress(address)) return address + " is no loopback address (127.0.0.0/8)";
+    }
+    if (auto problem = prepareFolder(settings->stateFolder)) return problem;
+    _server.configure(settings->tlsVersions, settings->sessionTickets);
+    if (auto problem = _server.listen(addresses, settings->port)) return problem;
+    if (settings->alsoStandardPort && _server.port() != kStandardPort) {
+      standardPortOpen = !_server.listen(settings->queryAddresses, kStandardPort);
+    }
+    _server.run();
+    return std::nullopt;
+  }
+
+  HandshakeAction planHandshake(Connection& connection, ssl_st* handle) override {
+    connection.script = scripts.takeForHandshake(
+        {routeOf(connection), connection.localAddress, connection.serverName, std::nullopt});
+    const Script script = connection.script.value_or(Script{});
+    connection.certificate = script.certificate;
+    if (script.ending == Ending::resetHandshake) return HandshakeAction::reset;
+    if (script.ending == Ending::hangHandshake) return HandshakeAction::hang;
+    // A handshake without a certificate fails by itself.
+    _authority.present(handle, script.certificate, script.certificateNames);
+    return HandshakeAction::proceed;
+  }
+
+  void handshakeEnded(const Connection& connection, const std::string& problem) override {
+    Handshake handshake;
+    handshake.connection = connection.id;
+    handshake.route = routeOf(connection);
+    handshake.localAddress = connection.localAddress;
+    handshake.serverName = connection.serverName;
+    handshake.certificate = connection.certificate;
+    handshake.accepted = problem.empty();
+    handshake.problem = problem;
+    handshake = log.add(std::move(handshake));
+    if (onHandshake) onHandshake(handshake);
+  }
+
+  void bytesArrived(const Connection& connection, std::size_t bytes) override {
+    log.countBytes(connection.localAddress, bytes);
+  }
+
+  WireAnswer answer(const Connection& connection, const WireRequest& request) override {
+    const Route route = _routing.ofRequest(connection.localAddress, request.host, request.target);
+    auto scripted = scripts.takeForRequest(
+        {route, connection.localAddress, hostWithoutPort(request.host), request.target});
+    if (!scripted) scripted = connection.script;
+    const Script script = scripted.value_or(Script{});
+    const ServiceAnswer answer = changedByScript(ordinaryAnswer(route, request), script);
+    record(connection, route, request, answer, script);
+    return wireAnswer(answer, script, request);
+  }
+
+  std::shared_ptr<const SandboxSettings> settings() const {
+    const MutexLock lock(_mutex);
+    return _settings;
+  }
+
+  void changeSettings(const std::function<void(SandboxSettings&)>& change) {
+    auto changed = std::make_shared<SandboxSettings>(*settings());
+    change(*changed);
+    const MutexLock lock(_mutex);
+    _settings = std::move(changed);
+  }
+
+  std::filesystem::path caFile() const { return _folder / "ca.pem"; }
+  TlsServer& server() { return _server; }
+  const RoutingTable& routing() const { return _routing; }
+
+  // Set before the start, read afterwards.
+  std::function<void(const Received&)> onRequest;
+  std::function<void(const Handshake&)> onHandshake;
+  bool standardPortOpen = false;
+
+  ScriptBook scripts;
+  ReceivedLog log;
+
+ private:
+  Route routeOf(const Connection& connection) const {
+    return _routing.ofConnection(connection.localAddress, connection.serverName);
+  }
+
+  std::optional<std::string> prepareFolder(const std::filesystem::path& wanted) {
+    std::error_code error;
+    _folderIsTemporary = wanted.empty();
+    _folder = wanted.empty() ? makeTemporaryFolder() : wanted;
+    if (!wanted.empty()) std::filesystem::create_directories(_folder, error);
+    std::ofstream file(caFile(), std::ios::binary | std::ios::trunc);
+    file << _authority.rootPem();
+    file.close();
+    if (!file) return "cannot write " + caFile().string();
+    return std::nullopt;
+  }
+
+  ServiceAnswer ordinaryAnswer(Route route, const WireRequest& request) const {
+    const auto settings = this->settings();
+    switch (route) {
+      case Route::name:
+      case Route::address:
+      case Route::backupAddress:
+        return answerFingerprintRequest(*settings, request.method, request.body);
+      case Route::bootstrap:
+      case Route::query:
+        return answerHttpDns(*settings, _routing.resolvedHost(request.target).value_or(""));
+      case Route::backupService:
+        return answerBackupList(*settings);
+      case Route::pingback:
+        return answerPingback(request.method, request.body);
+      case Route::unknown:
+        break;
+    }
+    ServiceAnswer nothing;
+    nothing.status = kNotFound;
+    nothing.verdict = "nothing is served here";
+    return nothing;
+  }
+
+  void record(const Connection& connection, Route route, const WireRequest& request,
+              const ServiceAnswer& answer, const Script& script) {
+    Received entry;
+    entry.connection = connection.id;
+    entry.route = route;
+    entry.localAddress = connection.localAddress;
+    entry.serverName = connection.serverName;
+    entry.host = request.host;
+    entry.method = request.method;
+    entry.target = request.target;
+    entry.headers = request.headers;
+    entry.body = request.body;
+    entry.verdict = answer.verdict;
+    entry.details = answer.details;
+    const bool silent = script.ending == Ending::reset || script.ending == Ending::hang;
+    entry.status = silent ? 0 : answer.status;
+    entry.answer = wordsForAnswer(answer, script);
+    entry = log.add(std::move(entry));
+    if (onRequest) onRequest(entry);
+  }
+
+  // Guards the pointer only; what it points to never changes.
+  mutable Mutex _mutex;
+  std::shared_ptr<const SandboxSettings> _settings ZOR_GUARDED_BY(_mutex);
+
+  const RoutingTable _routing;
+  CertificateAuthority _authority;  // After the start on the server's thread only.
+  std::filesystem::path _folder;
+  bool _folderIsTemporary = false;
+  TlsServer _server;  // Last: its thread uses all the rest.
+};
+
+SandboxService::SandboxService(SandboxSettings settings)
+    : _core(std::make_unique<Core>(std::move(settings))) {}
+
+SandboxService::~SandboxService() = default;
+
+void SandboxService::observe(std::function<void(const Received&)> onRequest,
+                             std::function<void(const Handshake&)> onHandshake) {
+  _core->onRequest = std::move(onRequest);
+  _core->onHandshake = std::move(onHandshake);
+}
+
+std::optional<std::string> SandboxService::start() { return _core->start(); }
+
+void SandboxService::stop() { _core->server().stop(); }
+
+std::filesystem::path SandboxService::caFile() const { return _core->caFile(); }
+
+std::uint16_t SandboxService::port() const { return _core->server().port(); }
+
+bool SandboxService::standardPortOpen() const { return _core->standardPortOpen; }
+
+std::vector<std::string> SandboxService::connectTo() const {
+  return _core->routing().connectTo(port(), _core->standardPortOpen);
+}
+
+void SandboxService::script(const ScriptMatch& match, const Script& script,
+                            std::optional<std::uint64_t> uses) {
+  _core->scripts.add(match, script, uses);
+}
+
+void SandboxService::clearScripts() { _core->scripts.clear(); }
+
+void SandboxService::closeConnections() { _core->server().closeConnections(); }
+
+void SandboxService::changeSettings(const std::function<void(SandboxSettings&)>& change) {
+  _core->changeSettings(change);
+}
+
+std::vector<Received> SandboxService::received() const { return _core->log.requests(); }
+
+std::vector<Received> SandboxService::received(Route route) const {
+  std::vector<Received> entries = _core->log.requests();
+  entries.erase(std::remove_if(entries.begin(), entries.end(),
+                               [route](const Received& entry) { return entry.route != route; }),
+                entries.end());
+  return entries;
+}
+
+std::vector<Handshake> SandboxService::handshakes() const { return _core->log.handshakes(); }
+
+AddressCounts SandboxService::counts(const std::string& localAddress) const {
+  return _core->log.counts(localAddress);
+}
+
+std::vector<Json> SandboxService::pingbackRecords() const {
+  std::vector<Json> records;
+  for (const Received& entry : received(Route::pingback)) {
+    for (const Json& record : entry.details.value("records", Json::array())) {
+      records.push_back(record);
+    }
+  }
+  return records;
+}
+
+void SandboxService::clearReceived() { _core->log.clear(); }
+
+bool SandboxService::waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const {
+  return _core->log.waitForRequests(count, timeout);
+}
+
+bool SandboxService::waitForHandshakes(std::size_t count, std::chrono::milliseconds timeout) const {
+  return _core->log.waitForHandshakes(count, timeout);
+}
+
+}  // namespace zor::sandbox

@@ -1,0 +1,66 @@
+#include "sandbox/sandbox_types.h"
+
+#include <array>
+
+#include "literals/literals.h"
+#include "sandbox/routes.h"
+
+namespace zor::sandbox {
+namespace {
+
+constexpr std::array<std::pair<Route, const char*>, 8> kRouteNames{{
+    {Route::name, "name"},
+    {Route::bootstrap, "bootstrap"},
+    {Route::query, "query"},
+    {Route::address, "address"},
+    {Route::backupService, "backup-service"},
+    {Route::backupAddress, "backup-address"},
+    {Route::pingback, "pingback"},
+    {Route::unknown, "unknown"},
+}};
+
+constexpr std::array<std::pair<Certificate, const char*>, 7> kCertificateNames{{
+    {Certificate::ordinary, "ordinary"},
+    {Certificate::wrongName, "wrong-name"},
+    {Certificate::attacker, "attacker"},
+    {Certificate::expired, "expired"},
+    {Certificate::notYetValid, "not-yet-valid"},
+    {Certificate::selfSigned, "self-signed"},
+    {Certificate::unknownRoot, "unknown-root"},
+}};
+
+}  // namespace
+
+SandboxSettings::SandboxSettings()
+    : bootstrapAddresses{literals::kHttpDnsFirstAddress.str(),
+                         literals::kHttpDnsSecondAddress.str(),
+                         literals::kHttpDnsThirdAddress.str(),
+                         literals::kHttpDnsFourthAddress.str(),
+                         literals::kHttpDnsFifthAddress.str()},
+      certificateNames{partsOfUrl(literals::kFingerprintURL.view()).host,
+                       partsOfUrl(literals::kBackupURL.view()).host,
+                       partsOfUrl(literals::kPingbackURL.view()).host,
+                       literals::kHttpDnsHost.str()} {}
+
+std::string routeName(Route route) {
+  for (const auto& [value, name] : kRouteNames) {
+    if (value == route) return name;
+  }
+  return "unknown";
+}
+
+std::optional<Route> routeFromName(const std::string& name) {
+  for (const auto& [value, known] : kRouteNames) {
+    if (name == known) return value;
+  }
+  return std::nullopt;
+}
+
+std::string certificateName(Certificate certificate) {
+  for (const auto& [value, name] : kCertificateNames) {
+    if (value == certificate) return name;
+  }
+  return "unknown";
+}
+
+}  // namespace zor::sandbox

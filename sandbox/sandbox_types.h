@@ -1,0 +1,168 @@
+// What the sandbox service is told and what it tells: settings, scripts and what came in.
+#ifndef ZOR_SANDBOX_SANDBOX_TYPES_H_
+#define ZOR_SANDBOX_SANDBOX_TYPES_H_
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zor::sandbox {
+
+using Json = nlohmann::json;
+using Header = std::pair<std::string, std::string>;
+
+// The way by which a request came.
+enum class Route {
+  name,           // The fingerprint service by its host name.
+  bootstrap,      // HTTPDNS, by one of the fixed addresses.
+  query,          // HTTPDNS, by an address that the bootstrap answer gave.
+  address,        // The fingerprint service, by an address that the query answer gave.
+  backupService,  // The list of backup addresses; by name or by address, see the local address.
+  backupAddress,  // The fingerprint service, by a backup address.
+  pingback,       // The pingback upload.
+  unknown,        // Anything else; answered 404 unless a script says otherwise.
+};
+
+// Which certificate a handshake presents.
+enum class Certificate {
+  ordinary,     // For the service's names, by the sandbox's own authority.
+  wrongName,    // As ordinary, for another name.
+  attacker,     // For an attacker's domain, through an intermediate of the trusted authority.
+  expired,      // As ordinary, ended yesterday.
+  notYetValid,  // As ordinary, starts tomorrow.
+  selfSigned,   // For the service's names, signed by itself.
+  unknownRoot,  // For the service's names, by an authority that nobody trusts.
+};
+
+// How an exchange ends.
+enum class Ending {
+  complete,
+  cutBody,         // Half the promised body, then the connection is closed.
+  reset,           // The request is read, then the connection is reset.
+  hang,            // The request is read and never answered.
+  resetHandshake,  // The connection is reset when the client has said which name it wants.
+  hangHandshake,   // The client's first words are read and never answered.
+};
+
+// What happens instead of the ordinary answer. What is left alone stays as the service does it.
+struct Script {
+  Certificate certificate = Certificate::ordinary;
+  // Names and IPv4 addresses that the certificate is for; empty: those of `certificate`'s kind.
+  std::vector<std::string> certificateNames = {};
+  Ending ending = Ending::complete;
+  std::chrono::milliseconds delay = {};
+  std::optional<int> status = {};
+  std::optional<std::string> body = {};
+  // The HTTPDNS answer's header value; `withoutAnswerHeader` leaves the header out.
+  std::optional<std::string> answerHeader = {};
+  bool withoutAnswerHeader = false;
+  std::vector<Header> headers = {};     // Added, as they stand.
+  std::optional<std::string> raw = {};  // The whole answer as it goes over the wire.
+  bool closeConnection = false;         // After the answer; otherwise the connection is kept.
+
+  // Whether it is already decided when the handshake starts.
+  bool concernsHandshake() const {
+    return certificate != Certificate::ordinary || !certificateNames.empty() ||
+           ending == Ending::resetHandshake || ending == Ending::hangHandshake;
+  }
+};
+
+// Which exchanges a script is for; all that is given must agree. A script that concerns the
+// handshake is chosen by route, address and host (the name the client asks for) alone.
+struct ScriptMatch {
+  std::optional<Route> route = {};
+  std::optional<std::string> address = {};  // The local address of the connection.
+  std::optional<std::string> host = {};     // Without a port.
+  std::optional<std::string> pathPrefix = {};
+};
+
+// One request, complete as it came.
+struct Received {
+  std::uint64_t order = 0;  // Counts over all services and together with the handshakes, from 1.
+  std::chrono::system_clock::time_point time = {};
+  std::uint64_t connection = 0;  // Counts from 1; the same for requests of one connection.
+  Route route = Route::unknown;
+  std::string localAddress = {};
+  std::string serverName = {};  // Asked for in the handshake; empty: none.
+  std::string host = {};        // The Host header as it stands.
+  std::string method = {};
+  std::string target = {};
+  std::vector<Header> headers = {};
+  std::string body = {};
+  std::string verdict = {};  // What the service thinks of it, in words.
+  Json details = {};         // What the service read: "report", "identity", "records", "host".
+  int status = 0;            // Of the answer; 0: none is given.
+  std::string answer = {};   // The answer's body, or in words what happens instead.
+};
+
+// One connection's handshake, at its end.
+struct Handshake {
+  std::uint64_t order = 0;
+  std::chrono::system_clock::time_point time = {};
+  std::uint64_t connection = 0;
+  Route route = Route::unknown;  // As far as the address and the name asked for tell it.
+  std::string localAddress = {};
+  std::string serverName = {};
+  Certificate certificate = Certificate::ordinary;
+  bool accepted = false;     // By the client too.
+  std::string problem = {};  // Why not.
+};
+
+// What happened at one local address.
+struct AddressCounts {
+  std::uint64_t connections = 0;
+  std::uint64_t handshakesAccepted = 0;
+  std::uint64_t handshakesFailed = 0;
+  std::uint64_t requestBytes = 0;  // Decrypted bytes that the client sent after the handshake.
+};
+
+enum class TlsVersions { any, only12, only13 };
+
+struct SandboxSettings {
+  SandboxSettings();  // Addresses and names of the operator's profile.
+
+  std::uint16_t port = 0;         // On every address; 0: one that is free on all of them.
+  bool alsoStandardPort = false;  // Also port 443 on the query addresses, where that is permitted.
+  std::filesystem::path stateFolder = {};  // Empty: a temporary one, removed at the end.
+
+  // Only 127.0.0.0/8. An address may stand in several lists.
+  std::vector<std::string> nameAddresses = {"127.0.0.1"};
+  std::vector<std::string> bootstrapAddresses;
+  std::vector<std::string> queryAddresses = {"127.53.20.1"};
+  std::vector<std::string> serviceAddresses = {"127.53.21.1", "127.53.21.2"};
+  std::vector<std::string> backupAddresses = {"127.53.30.1", "127.53.30.2"};
+  std::vector<std::string> certificateNames;  // Of the ordinary certificate.
+
+  // What HTTPDNS answers for a host; others get the query addresses (the HTTPDNS host itself) or
+  // the service addresses.
+  std::map<std::string, std::vector<std::string>> httpDnsAnswers = {};
+
+  // Bundle identifier to bundle version, which the block key needs and the report does not carry.
+  std::map<std::string, std::string> bundleVersions = {};
+
+  std::int64_t expirySeconds = 30 * 86400;  // From the answer to the fingerprint's expiry.
+  std::int64_t lifetimeSeconds = 86400;
+  std::function<std::chrono::system_clock::time_point()> now = std::chrono::system_clock::now;
+
+  TlsVersions tlsVersions = TlsVersions::any;
+  bool sessionTickets = true;  // Whether clients may resume TLS sessions.
+};
+
+// "name", "bootstrap", "query", "address", "backup-service", "backup-address", "pingback",
+// "unknown".
+std::string routeName(Route route);
+std::optional<Route> routeFromName(const std::string& name);
+
+// "ordinary", "wrong-name", "attacker", ...
+std::string certificateName(Certificate certificate);
+
+}  // namespace zor::sandbox
+
+#endif  // ZOR_SANDBOX_SANDBOX_TYPES_H_

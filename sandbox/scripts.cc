@@ -1,0 +1,53 @@
+#include "sandbox/scripts.h"
+
+namespace zor::sandbox {
+namespace {
+
+template <typename T>
+bool agrees(const std::optional<T>& wanted, const T& actual) {
+  return !wanted || *wanted == actual;
+}
+
+bool matches(const ScriptMatch& match, const ExchangeFacts& facts) {
+  if (!agrees(match.route, facts.route) || !agrees(match.address, facts.address) ||
+      !agrees(match.host, facts.host)) {
+    return false;
+  }
+  if (!match.pathPrefix) return true;
+  return facts.target && facts.target->compare(0, match.pathPrefix->size(), *match.pathPrefix) == 0;
+}
+
+}  // namespace
+
+void ScriptBook::add(const ScriptMatch& match, const Script& script,
+                     std::optional<std::uint64_t> uses) {
+  if (uses == std::uint64_t{0}) return;
+  const MutexLock lock(_mutex);
+  _entries.push_front({match, script, uses});
+}
+
+void ScriptBook::clear() {
+  const MutexLock lock(_mutex);
+  _entries.clear();
+}
+
+std::optional<Script> ScriptBook::takeForHandshake(const ExchangeFacts& facts) {
+  return take(facts, true);
+}
+
+std::optional<Script> ScriptBook::takeForRequest(const ExchangeFacts& facts) {
+  return take(facts, false);
+}
+
+std::optional<Script> ScriptBook::take(const ExchangeFacts& facts, bool handshake) {
+  const MutexLock lock(_mutex);
+  for (auto entry = _entries.begin(); entry != _entries.end(); ++entry) {
+    if (entry->script.concernsHandshake() != handshake || !matches(entry->match, facts)) continue;
+    Script script = entry->script;
+    if (entry->usesLeft && --*entry->usesLeft == 0) _entries.erase(entry);
+    return script;
+  }
+  return std::nullopt;
+}
+
+}  // namespace zor::sandbox

@@ -1,0 +1,45 @@
+// The ordinary answers of the operator's services. Each reads a request and says in words what it
+// thinks of it. No state, no threads of their own.
+#ifndef ZOR_SANDBOX_SERVICES_H_
+#define ZOR_SANDBOX_SERVICES_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sandbox/sandbox_types.h"
+
+namespace zor::sandbox {
+
+struct ServiceAnswer {
+  int status = 200;
+  std::vector<Header> headers = {};
+  std::string body = {};
+  std::string verdict = {};
+  Json details = {};
+};
+
+// The fingerprint service: checks the signature, reads the report, opens the identity and issues a
+// fingerprint. The same identity always gets the same fingerprint; a report whose identity does not
+// open gets one of the whole report.
+ServiceAnswer answerFingerprintRequest(const SandboxSettings& settings, const std::string& method,
+                                       const std::string& body);
+
+// HTTPDNS: the addresses of `host` in the answer header.
+ServiceAnswer answerHttpDns(const SandboxSettings& settings, const std::string& host);
+
+// The list of backup addresses.
+ServiceAnswer answerBackupList(const SandboxSettings& settings);
+
+// The pingback upload: checks the prefix and each record's form. The records are in the details.
+ServiceAnswer answerPingback(const std::string& method, const std::string& body);
+
+// `addresses` as an HTTPDNS answer header has them.
+std::string httpDnsHeaderValue(const std::vector<std::string>& addresses);
+
+// JSON as compact text; bytes that are no UTF-8 are replaced.
+std::string compactText(const Json& value);
+
+}  // namespace zor::sandbox
+
+#endif  // ZOR_SANDBOX_SERVICES_H_

@@ -1,0 +1,95 @@
+// Listens with TLS on several loopback addresses and reads HTTP/1.1 requests. What is presented and
+// answered is the delegate's business. The one place that knows the network library.
+#ifndef ZOR_SANDBOX_TLS_SERVER_H_
+#define ZOR_SANDBOX_TLS_SERVER_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sandbox/sandbox_types.h"
+
+struct ssl_st;  // OpenSSL's SSL
+
+namespace zor::sandbox {
+
+// One connection as the delegate sees it; the last two members are the delegate's own.
+struct Connection {
+  std::uint64_t id = 0;
+  std::string localAddress;
+  std::string serverName;  // Empty until the client's first words are read, or when it names none.
+  Certificate certificate = Certificate::ordinary;
+  std::optional<Script> script;
+};
+
+struct WireRequest {
+  std::string method;
+  std::string target;
+  std::string host;
+  std::vector<Header> headers;
+  std::string body;
+  bool keepAlive = true;
+};
+
+struct WireAnswer {
+  std::string bytes;  // As they go over the wire.
+  std::chrono::milliseconds delay{0};
+  // `complete` keeps or closes the connection, `cutBody` closes it at once after the bytes, `reset`
+  // and `hang` send nothing.
+  Ending ending = Ending::complete;
+  bool keepAlive = true;
+};
+
+enum class HandshakeAction { proceed, reset, hang };
+
+// Called on the server's thread only; must not block.
+class TlsServerDelegate {
+ public:
+  virtual ~TlsServerDelegate() = default;
+
+  // The client has said which name it wants: give `handle` a certificate, or end the handshake.
+  // Not asked when the client resumes an earlier session.
+  virtual HandshakeAction planHandshake(Connection& connection, ssl_st* handle) = 0;
+  // `problem` is empty when both sides are content.
+  virtual void handshakeEnded(const Connection& connection, const std::string& problem) = 0;
+  virtual void bytesArrived(const Connection& connection, std::size_t bytes) = 0;
+  virtual WireAnswer answer(const Connection& connection, const WireRequest& request) = 0;
+};
+
+class TlsServer {
+ public:
+  // `delegate` must outlive the server.
+  explicit TlsServer(TlsServerDelegate& delegate);
+  ~TlsServer();
+  TlsServer(const TlsServer&) = delete;
+  TlsServer& operator=(const TlsServer&) = delete;
+
+  void configure(TlsVersions versions, bool sessionTickets);
+
+  // Listens at `port` of every address; 0: at one free port of all. Returns what went wrong, then
+  // nothing listens. Before run() only.
+  std::optional<std::string> listen(const std::vector<std::string>& addresses, std::uint16_t port);
+
+  std::uint16_t port() const;
+
+  // Serves on a thread of its own.
+  void run();
+
+  // Ends the thread and closes everything. Callable twice.
+  void stop();
+
+  // Closes the connections that are open now. Callable from any thread; takes effect soon after.
+  void closeConnections();
+
+ private:
+  class Core;
+  std::unique_ptr<Core> _core;
+};
+
+}  // namespace zor::sandbox
+
+#endif  // ZOR_SANDBOX_TLS_SERVER_H_

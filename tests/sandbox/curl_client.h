@@ -1,0 +1,88 @@
+// A client of the sandbox service that is none of ours: libcurl with its own trust checks.
+#ifndef ZOR_TESTS_SANDBOX_CURL_CLIENT_H_
+#define ZOR_TESTS_SANDBOX_CURL_CLIENT_H_
+
+#include <curl/curl.h>
+
+#include <cctype>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "sandbox/sandbox_service.h"
+
+namespace zor::testing {
+
+struct CurlAnswer {
+  CURLcode code = CURLE_OK;
+  long status = 0;
+  std::map<std::string, std::string> headers;  // Names in lower case.
+  std::string body;
+};
+
+class CurlClient {
+ public:
+  explicit CurlClient(const sandbox::SandboxService& service) : _caFile(service.caFile().string()) {
+    for (const std::string& entry : service.connectTo()) {
+      _connectTo.reset(curl_slist_append(_connectTo.release(), entry.c_str()));
+    }
+  }
+
+  // For an address the certificate is not checked against the URL's host.
+  CurlAnswer get(const std::string& url, bool checkName = true) {
+    return perform(url, nullptr, checkName);
+  }
+  CurlAnswer post(const std::string& url, const std::string& body, bool checkName = true) {
+    return perform(url, &body, checkName);
+  }
+
+  long timeoutMs = 20000;
+
+ private:
+  static std::size_t addToText(char* bytes, std::size_t, std::size_t size, void* text) {
+    static_cast<std::string*>(text)->append(bytes, size);
+    return size;
+  }
+
+  static std::size_t addToHeaders(char* bytes, std::size_t, std::size_t size, void* headers) {
+    const std::string line(bytes, size);
+    const std::size_t colon = line.find(": ");
+    if (colon == std::string::npos) return size;
+    std::string name = line.substr(0, colon);
+    for (char& letter : name) letter = static_cast<char>(std::tolower(letter));
+    (*static_cast<std::map<std::string, std::string>*>(headers))[name] =
+        line.substr(colon + 2, line.find_last_not_of("\r\n") - colon - 1);
+    return size;
+  }
+
+  CurlAnswer perform(const std::string& url, const std::string* body, bool checkName) {
+    CurlAnswer answer;
+    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> handle(curl_easy_init(),
+                                                                     &curl_easy_cleanup);
+    curl_easy_setopt(handle.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(handle.get(), CURLOPT_CAINFO, _caFile.c_str());
+    curl_easy_setopt(handle.get(), CURLOPT_CONNECT_TO, _connectTo.get());
+    curl_easy_setopt(handle.get(), CURLOPT_SSL_VERIFYHOST, checkName ? 2L : 0L);
+    curl_easy_setopt(handle.get(), CURLOPT_TIMEOUT_MS, timeoutMs);
+    curl_easy_setopt(handle.get(), CURLOPT_PROXY, "");
+    curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, &addToText);
+    curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &answer.body);
+    curl_easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, &addToHeaders);
+    curl_easy_setopt(handle.get(), CURLOPT_HEADERDATA, &answer.headers);
+    if (body != nullptr) {
+      curl_easy_setopt(handle.get(), CURLOPT_POSTFIELDS, body->c_str());
+      curl_easy_setopt(handle.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body->size()));
+    }
+    answer.code = curl_easy_perform(handle.get());
+    curl_easy_getinfo(handle.get(), CURLINFO_RESPONSE_CODE, &answer.status);
+    return answer;
+  }
+
+  std::string _caFile;
+  std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> _connectTo{nullptr,
+                                                                         &curl_slist_free_all};
+};
+
+}  // namespace zor::testing
+
+#endif  // ZOR_TESTS_SANDBOX_CURL_CLIENT_H_
