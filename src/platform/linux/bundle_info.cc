@@ -12,8 +12,8 @@ namespace zor {
 namespace {
 
 constexpr const char* kIdentifierKey = "CFBundleIdentifier";
-// Both as cmake/ZorEmbedBundleInfo.cmake writes them; the name's size counts its NUL.
-constexpr std::string_view kNoteName("ZORBundle", 10);
+// Both as cmake/ZorEmbedBundleInfo.cmake writes them; a note's name counts its NUL.
+constexpr char kNoteName[] = "ZORBundle";
 constexpr std::uint32_t kNoteType = 1;
 
 // Takes `size` bytes off the front of `bytes`, padding to `alignment` included, which the last note
@@ -74,7 +74,8 @@ std::optional<BundleInfo> bundleInfoFromNotes(std::string_view notes, std::size_
     if (misaligned != 0 && !take(notes, alignment - misaligned, 1)) return std::nullopt;
     const auto content = take(notes, *contentSize, alignment);
     if (!content) return std::nullopt;
-    if (*type == kNoteType && *name == kNoteName) return bundleInfoFromJson(*content);
+    if (*type == kNoteType && *name == std::string_view(kNoteName, sizeof kNoteName))
+      return bundleInfoFromJson(*content);
   }
   return std::nullopt;
 }

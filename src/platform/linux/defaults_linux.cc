@@ -217,8 +217,12 @@ void LinuxDefaults::dropChangesOfParent() {
 
 void LinuxDefaults::surviveForks() {
   registerForkHook({ForkRank::portState, this,
-                    [](void* self) { static_cast<LinuxDefaults*>(self)->_mutex.lock(); },
-                    [](void* self) { static_cast<LinuxDefaults*>(self)->_mutex.unlock(); },
+                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<LinuxDefaults*>(self)->_mutex.lock();
+                    },
+                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<LinuxDefaults*>(self)->_mutex.unlock();
+                    },
                     [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
                       auto* const defaults = static_cast<LinuxDefaults*>(self);
                       defaults->_forked = true;

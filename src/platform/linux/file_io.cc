@@ -180,8 +180,12 @@ class HeldLocks {
  private:
   HeldLocks() {
     registerForkHook({ForkRank::portState, this,
-                      [](void* self) { static_cast<HeldLocks*>(self)->_mutex.lock(); },
-                      [](void* self) { static_cast<HeldLocks*>(self)->_mutex.unlock(); },
+                      [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                        static_cast<HeldLocks*>(self)->_mutex.lock();
+                      },
+                      [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                        static_cast<HeldLocks*>(self)->_mutex.unlock();
+                      },
                       [](void* self) { static_cast<HeldLocks*>(self)->dropInChild(); }});
   }
 
