@@ -13,6 +13,7 @@ namespace zor {
 
 // The lock order of the process-wide locks: a lock of a lower rank is taken first.
 enum class ForkRank : int {
+  loader = 5,  // Held while the transport asks its owners, who take any of the others.
   facade = 10,
   resolver = 20,
   transport = 30,

@@ -56,14 +56,6 @@ class NoIntegrity final : public IntegrityPort {
   IntegritySignal signal() override { return {}; }
 };
 
-class NoURLLoading final : public URLLoadingPort {
- public:
-  std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate>,
-                                            OperationQueue&) override {
-    return nullptr;
-  }
-};
-
 template <typename Port>
 Port& single() {
   static auto& port = *new Port;
@@ -78,6 +70,5 @@ SystemPort& linuxSystemPort() { return single<NoSystem>(); }
 NetworkPort& linuxNetworkPort() { return single<NoNetwork>(); }
 WiFiPort& linuxWiFiPort() { return single<NoWiFi>(); }
 IntegrityPort& linuxIntegrityPort() { return single<NoIntegrity>(); }
-URLLoadingPort& linuxURLLoadingPort() { return single<NoURLLoading>(); }
 
 }  // namespace zor

@@ -1,0 +1,64 @@
+// Runs all exchanges of the process with one curl multi handle on one thread.
+#ifndef ZOR_PLATFORM_LINUX_NET_CURL_LOADER_H_
+#define ZOR_PLATFORM_LINUX_NET_CURL_LOADER_H_
+
+#include <memory>
+#include <vector>
+
+#include "platform/linux/net/c_handles.h"
+#include "platform/linux/net/net_module.h"
+#include "platform/linux/net/transfer.h"
+#include "support/mutex.h"
+
+namespace zor::net {
+
+class CurlLoader final : public Loader {
+ public:
+  void start(std::unique_ptr<Exchange> exchange) noexcept override;
+  void holdForFork() noexcept override;
+  void releaseInParent() noexcept override;
+  void startAfreshInChild() noexcept override;
+
+  // At exit, before the libraries tear themselves down: when it returns, the thread is outside of
+  // them and stays there.
+  void leaveLibraries() noexcept ZOR_EXCLUDES(_libraryMutex);
+
+ private:
+  using Exchanges = std::vector<std::unique_ptr<Exchange>>;
+  using Transfers = std::vector<std::unique_ptr<Transfer>>;
+
+  // False: the system has none to spare.
+  bool startThread() ZOR_REQUIRES(_mutex);
+
+  // The rest runs on the thread.
+  void run() noexcept;
+  CurlMulti openMulti();
+  void close(CurlMulti multi) ZOR_EXCLUDES(_libraryMutex);
+  Exchanges takeWaiting() ZOR_EXCLUDES(_mutex);
+  // One round of work. Returns what has ended.
+  Transfers advance(CURLM* multi, Exchanges arrived, Transfers& underWay)
+      ZOR_EXCLUDES(_libraryMutex);
+  // Returns what failed at once.
+  Transfers begin(CURLM* multi, Exchanges arrived, Transfers& underWay) ZOR_REQUIRES(_libraryMutex);
+  static void collect(CURLM* multi, Transfers& underWay, Transfers& ended);
+  // False: new work has come.
+  bool retire() ZOR_EXCLUDES(_mutex);
+
+  // Held by the thread while it is inside curl or OpenSSL, except for waiting, and while delegates
+  // are asked: taken before every other lock of the process. Never held while an outcome is
+  // delivered. Whoever takes it keeps the thread out of the libraries.
+  Mutex _libraryMutex;
+  bool _leaving ZOR_GUARDED_BY(_libraryMutex) = false;
+  SystemRoots _roots ZOR_GUARDED_BY(_libraryMutex);
+
+  // Guards the members below. Taken after every other lock; nothing is called under it but the
+  // start of the thread and curl's wake-up.
+  Mutex _mutex;
+  Exchanges _waiting ZOR_GUARDED_BY(_mutex);
+  bool _running ZOR_GUARDED_BY(_mutex) = false;
+  CURLM* _multi ZOR_GUARDED_BY(_mutex) = nullptr;  // The thread's; null while it has none.
+};
+
+}  // namespace zor::net
+
+#endif  // ZOR_PLATFORM_LINUX_NET_CURL_LOADER_H_

@@ -1,0 +1,72 @@
+// What the URL-loading backend and its private module know of each other. Both come from one build;
+// objects cross the border in both directions, exceptions do not.
+#ifndef ZOR_PLATFORM_LINUX_NET_NET_MODULE_H_
+#define ZOR_PLATFORM_LINUX_NET_NET_MODULE_H_
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/url_loading_port.h"
+
+namespace zor::net {
+
+struct Failure {
+  URLErrorCode code = URLErrorCode::unknown;
+  std::string description;  // For people; without addresses.
+};
+
+// How an exchange ended. The body is there exactly when the exchange succeeded; the response also
+// when it arrived before a failure.
+struct Outcome {
+  std::optional<Data> body;
+  std::optional<URLResponse> response;
+  std::optional<Failure> failure;
+};
+
+// One exchange as the backend hands it over. Used by one thread of the loader at a time.
+class Exchange {
+ public:
+  virtual ~Exchange() = default;
+  // Constant.
+  virtual const URLRequest& request() const = 0;
+  // Entries HOST:PORT:HOST:PORT; an empty part means any (left) or the same (right). Constant.
+  virtual const std::vector<std::string>& connectTo() const = 0;
+  // Who answers challenges; null when it is gone.
+  virtual std::shared_ptr<URLSessionDelegate> delegate() const = 0;
+  // Called exactly once, with no lock held; throws nothing.
+  virtual void finish(Outcome outcome) noexcept = 0;
+};
+
+// Runs exchanges on one thread of its own, which is started when there is work and ends when there
+// has been none for a while. Never destroyed.
+class Loader {
+ public:
+  virtual ~Loader() = default;
+  // Returns at once. Callable from any thread.
+  virtual void start(std::unique_ptr<Exchange> exchange) noexcept = 0;
+
+  // Around a fork: the first before it, then one of the others on each side. The first waits until
+  // the loader's thread is outside of the libraries it drives. The child has no exchanges; those
+  // under way stay the parent's.
+  virtual void holdForFork() noexcept = 0;
+  virtual void releaseInParent() noexcept = 0;
+  virtual void startAfreshInChild() noexcept = 0;
+};
+
+// What the module exports.
+struct Module {
+  // Of the build that made the module; nothing else may be used when it is not the caller's own.
+  const char* interfaceDigest;
+  // Makes the process's loader at the first call; null: the libraries cannot be set up. Not to be
+  // called by two threads at once.
+  Loader* (*loader)() noexcept;
+};
+
+// The one exported function, `zor_net_module`. Never returns null.
+using ModuleFunction = const Module* (*)();
+
+}  // namespace zor::net
+
+#endif  // ZOR_PLATFORM_LINUX_NET_NET_MODULE_H_

@@ -1,0 +1,139 @@
+#include "platform/linux/net/server_trust.h"
+
+#include <arpa/inet.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+#include <utility>
+
+namespace zor::net {
+namespace {
+
+// What OpenSSL calls level 2: keys of 112 bits of security, no SHA-1 signatures.
+constexpr int kSecurityLevel = 2;
+
+constexpr const char* kNothingToJudgeBy = "no valid host is expected";
+
+// Changes whenever the file or the folder's entries do.
+std::string stampOf(const std::string& path) {
+  struct stat status {};
+  std::ostringstream stamp;
+  stamp << path << '\n';
+  if (::stat(path.c_str(), &status) == 0) {
+    stamp << status.st_dev << ' ' << status.st_ino << ' ' << status.st_size << ' '
+          << status.st_mtim.tv_sec << ' ' << status.st_mtim.tv_nsec << '\n';
+  }
+  return stamp.str();
+}
+
+// As OpenSSL reads them: not at all in a program with raised privileges.
+std::string settingOr(const char* variable, const char* fallback) {
+  const char* const value = ::secure_getenv(variable);
+  return value != nullptr ? value : fallback;
+}
+
+std::string stampOfRoots() {
+  std::string stamp =
+      stampOf(settingOr(X509_get_default_cert_file_env(), X509_get_default_cert_file()));
+  std::istringstream folders(
+      settingOr(X509_get_default_cert_dir_env(), X509_get_default_cert_dir()));
+  for (std::string folder; std::getline(folders, folder, ':');) stamp += stampOf(folder);
+  return stamp;
+}
+
+bool isAddress(const std::string& host) {
+  in6_addr address{};
+  return ::inet_pton(AF_INET, host.c_str(), &address) == 1 ||
+         ::inet_pton(AF_INET6, host.c_str(), &address) == 1;
+}
+
+// OpenSSL takes an empty name for no question at all and a leading dot for all names below, and
+// reads up to the first NUL.
+bool isUsable(const TrustPolicy& policy) {
+  if (!policy.serverHostName) return true;
+  const std::string& host = *policy.serverHostName;
+  return !host.empty() && host.front() != '.' && host.find('\0') == std::string::npos;
+}
+
+bool requireHost(X509_VERIFY_PARAM* parameters, std::string host) {
+  if (isAddress(host)) return X509_VERIFY_PARAM_set1_ip_asc(parameters, host.c_str()) == 1;
+  if (host.size() > 1 && host.back() == '.') host.pop_back();  // The root's label, never in names.
+  return X509_VERIFY_PARAM_set1_host(parameters, host.data(), host.size()) == 1;
+}
+
+bool configure(X509_STORE_CTX* context, const TrustPolicy& policy) {
+  // Purpose and trust of a TLS server's certificate.
+  if (X509_STORE_CTX_set_default(context, "ssl_server") != 1) return false;
+  X509_VERIFY_PARAM* const parameters = X509_STORE_CTX_get0_param(context);
+  X509_VERIFY_PARAM_set_auth_level(parameters, kSecurityLevel);
+  X509_VERIFY_PARAM_set_hostflags(
+      parameters, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
+  return !policy.serverHostName || requireHost(parameters, *policy.serverHostName);
+}
+
+}  // namespace
+
+X509_STORE* SystemRoots::current() {
+  std::string stamp = stampOfRoots();
+  if (_store != nullptr && stamp == _loadedFrom) return _store.get();
+  CertificateStore store(X509_STORE_new());
+  // Files that are missing or damaged are no failure here: then no chain ends in a root.
+  if (store == nullptr || X509_STORE_set_default_paths(store.get()) != 1) return nullptr;
+  _store = std::move(store);
+  _loadedFrom = std::move(stamp);
+  return _store.get();
+}
+
+PresentedChain::PresentedChain(SystemRoots& roots, STACK_OF(X509) * presented,
+                               std::vector<TrustPolicy> policies)
+    : _roots(roots),
+      _chain(presented != nullptr ? X509_chain_up_ref(presented) : nullptr),
+      _policies(std::move(policies)) {}
+
+bool PresentedChain::setPolicies(const std::vector<TrustPolicy>& policies) {
+  _policies = policies;
+  if (!_policies.empty() && std::all_of(_policies.begin(), _policies.end(), isUsable)) return true;
+  _lastReason = kNothingToJudgeBy;
+  return false;
+}
+
+std::optional<TrustEvaluation> PresentedChain::evaluate() {
+  TrustEvaluation evaluation{TrustResult::deny, kNothingToJudgeBy};
+  for (const TrustPolicy& policy : _policies) {
+    const auto judged = evaluate(policy);
+    // What a failed verification leaves in the thread's queue would be taken for a connection's.
+    ERR_clear_error();
+    if (!judged) return std::nullopt;
+    evaluation = *judged;
+    if (evaluation.result != TrustResult::unspecified) break;
+  }
+  _lastReason = evaluation.reason;
+  return evaluation;
+}
+
+std::optional<TrustEvaluation> PresentedChain::evaluate(const TrustPolicy& policy) {
+  if (!isUsable(policy)) return TrustEvaluation{TrustResult::deny, kNothingToJudgeBy};
+  if (!credentialAvailable()) return TrustEvaluation{TrustResult::invalid, "there is none"};
+  X509_STORE* const roots = _roots.current();
+  const VerificationContext context(X509_STORE_CTX_new());
+  if (roots == nullptr || context == nullptr ||
+      X509_STORE_CTX_init(context.get(), roots, sk_X509_value(_chain.get(), 0), _chain.get()) !=
+          1 ||
+      !configure(context.get(), policy)) {
+    return std::nullopt;
+  }
+  const int verified = X509_verify_cert(context.get());
+  const int error = X509_STORE_CTX_get_error(context.get());
+  if (verified == 1 && error == X509_V_OK) return TrustEvaluation{TrustResult::unspecified, {}};
+  if (verified < 0) return std::nullopt;
+  return TrustEvaluation{TrustResult::recoverableFailure, X509_verify_cert_error_string(error)};
+}
+
+bool PresentedChain::credentialAvailable() { return sk_X509_num(_chain.get()) > 0; }
+
+}  // namespace zor::net

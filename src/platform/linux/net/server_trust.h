@@ -1,0 +1,54 @@
+// Judges the certificates that servers present.
+#ifndef ZOR_PLATFORM_LINUX_NET_SERVER_TRUST_H_
+#define ZOR_PLATFORM_LINUX_NET_SERVER_TRUST_H_
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/net/c_handles.h"
+#include "platform/url_loading_port.h"
+
+namespace zor::net {
+
+// The roots that this system trusts: OpenSSL's default file and folders, or those that
+// SSL_CERT_FILE and SSL_CERT_DIR name. Confined to the loader's thread.
+class SystemRoots {
+ public:
+  // The roots as they are now, loaded anew when the files or the variables changed. Borrowed until
+  // the next call; null: out of memory.
+  X509_STORE* current();
+
+ private:
+  std::string _loadedFrom;
+  CertificateStore _store;
+};
+
+// A presented chain, judged against the system's roots. Keeps its certificates; may outlive the
+// connection, but not the roots.
+class PresentedChain final : public ServerTrust {
+ public:
+  // `presented`: the server's certificate first; may be null or empty. `policies`: at first.
+  PresentedChain(SystemRoots& roots, STACK_OF(X509) * presented, std::vector<TrustPolicy> policies);
+
+  // False for no policies and for a host name that is empty, has a NUL in it or starts with a dot:
+  // none of those may match, however the policies are used afterwards.
+  bool setPolicies(const std::vector<TrustPolicy>& policies) override;
+  std::optional<TrustEvaluation> evaluate() override;
+  bool credentialAvailable() override;
+
+  // Why the policies or the chain were refused last; empty before.
+  const std::string& lastReason() const { return _lastReason; }
+
+ private:
+  std::optional<TrustEvaluation> evaluate(const TrustPolicy& policy);
+
+  SystemRoots& _roots;
+  const CertificateChain _chain;
+  std::vector<TrustPolicy> _policies;
+  std::string _lastReason;
+};
+
+}  // namespace zor::net
+
+#endif  // ZOR_PLATFORM_LINUX_NET_SERVER_TRUST_H_
