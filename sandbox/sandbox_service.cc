@@ -65,7 +65,8 @@ class SandboxService::Core final : public TlsServerDelegate {
     _server.configure(settings->tlsVersions, settings->sessionTickets);
     if (auto problem = _server.listen(addresses, settings->port)) return problem;
     if (settings->alsoStandardPort && _server.port() != kStandardPort) {
-      standardPortOpen = !_server.listen(settings->queryAddresses, kStandardPort);
+      standardPortProblem = _server.listen(settings->queryAddresses, kStandardPort);
+      standardPortOpen = !standardPortProblem;
     }
     _server.run();
     return std::nullopt;
@@ -107,7 +108,14 @@ class SandboxService::Core final : public TlsServerDelegate {
     if (!scripted) scripted = connection.script;
     const Script script = scripted.value_or(Script{});
     const ServiceAnswer answer = changedByScript(ordinaryAnswer(route, request), script);
-    record(connection, route, request, answer, script);
+    Received entry = received(connection, request, answer);
+    entry.route = route;
+    entry.scripted = scripted.has_value();
+    entry.status =
+        script.ending == Ending::reset || script.ending == Ending::hang ? 0 : answer.status;
+    entry.answer = wordsForAnswer(answer, script);
+    entry = log.add(std::move(entry));
+    if (onRequest) onRequest(entry);
     return wireAnswer(answer, script, request);
   }
 
@@ -131,6 +139,7 @@ class SandboxService::Core final : public TlsServerDelegate {
   std::function<void(const Received&)> onRequest;
   std::function<void(const Handshake&)> onHandshake;
   bool standardPortOpen = false;
+  std::optional<std::string> standardPortProblem;
 
   ScriptBook scripts;
   ReceivedLog log;
@@ -175,11 +184,10 @@ class SandboxService::Core final : public TlsServerDelegate {
     return nothing;
   }
 
-  void record(const Connection& connection, Route route, const WireRequest& request,
-              const ServiceAnswer& answer, const Script& script) {
+  static Received received(const Connection& connection, const WireRequest& request,
+                           const ServiceAnswer& answer) {
     Received entry;
     entry.connection = connection.id;
-    entry.route = route;
     entry.localAddress = connection.localAddress;
     entry.serverName = connection.serverName;
     entry.host = request.host;
@@ -189,11 +197,7 @@ class SandboxService::Core final : public TlsServerDelegate {
     entry.body = request.body;
     entry.verdict = answer.verdict;
     entry.details = answer.details;
-    const bool silent = script.ending == Ending::reset || script.ending == Ending::hang;
-    entry.status = silent ? 0 : answer.status;
-    entry.answer = wordsForAnswer(answer, script);
-    entry = log.add(std::move(entry));
-    if (onRequest) onRequest(entry);
+    return entry;
   }
 
   // Guards the pointer only; what it points to never changes.
@@ -227,6 +231,10 @@ std::filesystem::path SandboxService::caFile() const { return _core->caFile(); }
 std::uint16_t SandboxService::port() const { return _core->server().port(); }
 
 bool SandboxService::standardPortOpen() const { return _core->standardPortOpen; }
+
+std::optional<std::string> SandboxService::standardPortProblem() const {
+  return _core->standardPortProblem;
+}
 
 std::vector<std::string> SandboxService::connectTo() const {
   return _core->routing().connectTo(port(), _core->standardPortOpen);

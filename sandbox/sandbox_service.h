@@ -46,7 +46,9 @@ class SandboxService {
   // The trusted root in PEM; exists until this object ends, longer when a state folder was given.
   std::filesystem::path caFile() const;
   std::uint16_t port() const;
-  bool standardPortOpen() const;  // Whether the query addresses listen on 443 too.
+  // Whether the query addresses listen on port 443 too, and why not where that was asked for.
+  bool standardPortOpen() const;
+  std::optional<std::string> standardPortProblem() const;
 
   // How a client finds the port: entries in the form of curl's connect-to.
   std::vector<std::string> connectTo() const;

@@ -98,6 +98,7 @@ struct Received {
   std::string body = {};
   std::string verdict = {};  // What the service thinks of it, in words.
   Json details = {};         // What the service read: "report", "identity", "records", "host".
+  bool scripted = false;     // Whether a script decided on the answer.
   int status = 0;            // Of the answer; 0: none is given.
   std::string answer = {};   // The answer's body, or in words what happens instead.
 };

@@ -1,0 +1,28 @@
+// Scripts as the command line writes them.
+#ifndef ZOR_SANDBOX_FAULT_TEXT_H_
+#define ZOR_SANDBOX_FAULT_TEXT_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "sandbox/sandbox_types.h"
+
+namespace zor::sandbox {
+
+struct Fault {
+  ScriptMatch match;
+  Script script;
+  std::optional<std::uint64_t> uses;  // Absent: for all exchanges.
+};
+
+// Reads "ROUTE=FAULT" or "ROUTE*TIMES=FAULT", as faultHelp() explains. On failure the result is
+// empty and `problem` says what is not understood.
+std::optional<Fault> readFault(const std::string& text, std::string& problem);
+
+// The routes and faults, for the program's help.
+std::string faultHelp();
+
+}  // namespace zor::sandbox
+
+#endif  // ZOR_SANDBOX_FAULT_TEXT_H_

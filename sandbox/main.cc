@@ -1,0 +1,195 @@
+// zorfp-sandbox: the local fingerprint service as a program.
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "sandbox/fault_text.h"
+#include "sandbox/log_lines.h"
+#include "sandbox/sandbox_service.h"
+
+namespace {
+
+using zor::sandbox::Fault;
+using zor::sandbox::Handshake;
+using zor::sandbox::Json;
+using zor::sandbox::Received;
+using zor::sandbox::SandboxService;
+using zor::sandbox::SandboxSettings;
+
+constexpr int kExitFailure = 1;
+constexpr int kExitUsage = 2;
+constexpr std::uint16_t kDefaultPort = 8443;
+constexpr std::int64_t kLongestSeconds = 1'000'000'000'000;
+
+struct Arguments {
+  SandboxSettings settings;
+  std::vector<Fault> faults;
+  std::string logFile;
+  std::string readyFile;
+};
+
+int fail(const std::string& message) {
+  std::cerr << "zorfp-sandbox: " << message << "\n";
+  return kExitFailure;
+}
+
+// Both lists are "NAME=VALUE" texts of the command line; returns what is not understood.
+std::string readLists(const std::vector<std::string>& faults,
+                      const std::vector<std::string>& bundleVersions, Arguments& arguments) {
+  std::string problem;
+  for (const std::string& text : faults) {
+    const auto fault = zor::sandbox::readFault(text, problem);
+    if (!fault) return "--fault: " + problem;
+    arguments.faults.push_back(*fault);
+  }
+  for (const std::string& text : bundleVersions) {
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos) return "--bundle-version: not ID=VERSION: " + text;
+    arguments.settings.bundleVersions[text.substr(0, equals)] = text.substr(equals + 1);
+  }
+  return "";
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+  std::string all;
+  for (const std::string& text : texts) all += (all.empty() ? "" : ",") + text;
+  return all;
+}
+
+std::string shellQuoted(const std::string& text) {
+  std::string quoted = "'";
+  for (const char letter : text)
+    quoted += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
+  return quoted + "'";
+}
+
+// A reader sees no file or the whole one.
+bool writeWhole(const std::filesystem::path& path, const std::string& content) {
+  const std::filesystem::path unfinished = path.string() + ".new";
+  std::ofstream file(unfinished, std::ios::binary | std::ios::trunc);
+  file << content;
+  file.close();
+  std::error_code error;
+  if (file) std::filesystem::rename(unfinished, path, error);
+  return file && !error;
+}
+
+std::string environmentLines(const SandboxService& service) {
+  return "export SSL_CERT_FILE=" + shellQuoted(service.caFile().string()) +
+         "\nexport ZORFP_CONNECT_TO=" + shellQuoted(joined(service.connectTo())) + "\n";
+}
+
+std::string readyText(const SandboxService& service) {
+  const Json ready = {{"port", service.port()},
+                      {"ca_file", service.caFile().string()},
+                      {"connect_to", service.connectTo()}};
+  return ready.dump() + "\n";
+}
+
+void greet(const SandboxService& service, const SandboxSettings& settings,
+           const std::filesystem::path& environmentFile) {
+  std::cout << "Listening on port " << service.port() << " of\n"
+            << "  names             " << joined(settings.nameAddresses) << "\n"
+            << "  bootstrap         " << joined(settings.bootstrapAddresses) << "\n"
+            << "  query             " << joined(settings.queryAddresses) << "\n"
+            << "  address           " << joined(settings.serviceAddresses) << "\n"
+            << "  backup-address    " << joined(settings.backupAddresses) << "\n";
+  if (const auto problem = service.standardPortProblem()) {
+    std::cout << "Not on port 443 (" << *problem << "); clients need ZORFP_CONNECT_TO.\n";
+  }
+  std::cout << "For a client's shell: . " << environmentFile.string() << "\n"
+            << environmentLines(service) << std::endl;
+}
+
+// Prints and logs what comes in. The lines come from the service's thread only.
+void reportTo(SandboxService& service, std::ofstream& log) {
+  const auto report = [&log](const auto& entry) {
+    std::cout << zor::sandbox::linesForPeople(entry) << std::flush;
+    if (log.is_open()) log << zor::sandbox::lineForPrograms(entry) << std::endl;
+  };
+  service.observe([report](const Received& request) { report(request); },
+                  [report](const Handshake& handshake) { report(handshake); });
+}
+
+int serve(const Arguments& arguments) {
+  // Blocked before the service's thread exists, so that the signals wait for the loop below.
+  sigset_t endings;
+  sigemptyset(&endings);
+  sigaddset(&endings, SIGINT);
+  sigaddset(&endings, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &endings, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
+
+  std::ofstream log;
+  if (!arguments.logFile.empty()) {
+    log.open(arguments.logFile, std::ios::app);
+    if (!log) return fail("cannot write the log " + arguments.logFile);
+  }
+  SandboxService service(arguments.settings);
+  reportTo(service, log);
+  for (const Fault& fault : arguments.faults) service.script(fault.match, fault.script, fault.uses);
+  if (const auto problem = service.start()) return fail(*problem);
+
+  const std::filesystem::path environmentFile = service.caFile().parent_path() / "env";
+  if (!writeWhole(environmentFile, environmentLines(service))) {
+    return fail("cannot write " + environmentFile.string());
+  }
+  greet(service, arguments.settings, environmentFile);
+  if (!arguments.readyFile.empty() && !writeWhole(arguments.readyFile, readyText(service))) {
+    return fail("cannot write " + arguments.readyFile);
+  }
+  int ending = 0;
+  sigwait(&endings, &ending);
+  service.stop();
+  std::cout << "Ended after " << service.received().size() << " requests.\n";
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Arguments arguments;
+  SandboxSettings& settings = arguments.settings;
+  settings.port = kDefaultPort;
+  settings.alsoStandardPort = true;
+  std::string stateFolder;
+  std::vector<std::string> faults;
+  std::vector<std::string> bundleVersions;
+
+  CLI::App app("A local fingerprint service: everything that the library speaks, on loopback.");
+  app.footer(zor::sandbox::faultHelp());
+  app.add_option("--port", settings.port, "Port on every address; 0 for a free one")
+      ->capture_default_str();
+  app.add_option("--state", stateFolder, "Folder of the certificates; a temporary one otherwise");
+  app.add_option("--expiry", settings.expirySeconds, "Seconds until a fingerprint expires")
+      ->check(CLI::Range(std::int64_t{0}, kLongestSeconds))
+      ->capture_default_str();
+  app.add_option("--lifetime", settings.lifetimeSeconds, "Lifetime of a fingerprint in seconds")
+      ->check(CLI::Range(std::int64_t{0}, kLongestSeconds))
+      ->capture_default_str();
+  app.add_option("--fault", faults, "ROUTE=FAULT, see below; repeatable")->allow_extra_args(false);
+  app.add_option("--bundle-version", bundleVersions,
+                 "ID=VERSION of a host whose identity is to be unsealed; repeatable")
+      ->allow_extra_args(false);
+  app.add_option("--log", arguments.logFile, "Append what comes in here, a line of JSON each");
+  app.add_option("--ready-file", arguments.readyFile,
+                 "Written once it listens: JSON with port, ca_file and connect_to");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kExitUsage;
+  }
+  if (!stateFolder.empty()) settings.stateFolder = std::filesystem::absolute(stateFolder);
+  if (const std::string problem = readLists(faults, bundleVersions, arguments); !problem.empty()) {
+    fail(problem);
+    return kExitUsage;
+  }
+  return serve(arguments);
+}
