@@ -1,0 +1,56 @@
+#import <Foundation/Foundation.h>
+
+#include "platform/macos/macos_ports.h"
+#include "platform/macos/values_macos.h"
+
+namespace zor {
+namespace {
+
+// What an archive may hold. Any process of the user writes to the pasteboards, so that nothing
+// else is made from one; an archive with another class in it is as good as damaged.
+NSSet<Class>* archivedClasses() {
+  return [NSSet setWithArray:@[
+    NSDictionary.class, NSArray.class, NSString.class, NSNumber.class, NSDate.class, NSData.class,
+    NSNull.class
+  ]];
+}
+
+class MacArchive final : public ArchivePort {
+ public:
+  std::optional<Data> archivedData(const PropertyDictionary& dictionary) override {
+    @autoreleasepool {
+      id object = objectFromPropertyValue(dictionary);
+      if (object == nil) return std::nullopt;
+      NSData* archive = [NSKeyedArchiver archivedDataWithRootObject:object
+                                              requiringSecureCoding:YES
+                                                              error:nil];
+      if (archive == nil) return std::nullopt;
+      return bytesFromData(archive);
+    }
+  }
+
+  std::optional<PropertyDictionary> unarchivedDictionary(const Data& data) override {
+    @autoreleasepool {
+      // Damaged archives are refused by an exception as well as by an error.
+      @try {
+        id object = [NSKeyedUnarchiver unarchivedObjectOfClasses:archivedClasses()
+                                                        fromData:foundationData(data)
+                                                           error:nil];
+        const auto value = propertyValueFromObject(object);
+        if (!value.has_value() || value->dictionary() == nullptr) return std::nullopt;
+        return *value->dictionary();
+      } @catch (NSException*) {
+        return std::nullopt;
+      }
+    }
+  }
+};
+
+}  // namespace
+
+ArchivePort& macosArchivePort() {
+  static auto& port = *new MacArchive;
+  return port;
+}
+
+}  // namespace zor

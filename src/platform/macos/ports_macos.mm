@@ -1,0 +1,14 @@
+#include "platform/macos/macos_ports.h"
+
+namespace zor {
+
+const PortSet& systemPorts() {
+  static const auto& set = *new PortSet{
+      macosRegistryPort(),   macosPowerSourcePort(), macosSystemPort(), macosNetworkPort(),
+      macosWiFiPort(),       macosIntegrityPort(),   macosBundlePort(), macosDefaultsPort(),
+      macosPasteboardPort(), macosArchivePort(),     macosFilePort(),   macosCryptoPort(),
+      macosClockPort(),      macosRandomPort(),      macosLogPort(),    macosURLLoadingPort()};
+  return set;
+}
+
+}  // namespace zor

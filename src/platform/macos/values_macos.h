@@ -1,0 +1,42 @@
+// Between the library's values and Foundation's. Objective-C++ only.
+//
+// Callers hold an autorelease pool: the library's own threads have none. Callable from any thread.
+#ifndef ZOR_PLATFORM_MACOS_VALUES_MACOS_H_
+#define ZOR_PLATFORM_MACOS_VALUES_MACOS_H_
+
+#import <Foundation/Foundation.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/registry_port.h"
+#include "support/property_value.h"
+
+namespace zor {
+
+// nil: `text` is no UTF-8. NUL bytes are kept.
+NSString* foundationString(std::string_view text);
+
+// nullopt: `text` is nil or has no UTF-8 form (an unpaired surrogate).
+std::optional<std::string> textFromString(NSString* text);
+
+NSData* foundationData(const Data& data);
+
+// The bytes of `data`; none for nil.
+Data bytesFromData(NSData* data);
+
+// A registry or power-source property, by its kind. nullopt: `value` is nil, or a text that has no
+// UTF-8 form.
+std::optional<RegistryValue> registryValueFromObject(id value);
+
+// A property-list object of the same kind; nil when a text or key in it is no UTF-8.
+id objectFromPropertyValue(const PropertyValue& value);
+
+// nullopt: `object` is nil or of a kind that is no PropertyValue. Such entries of a dictionary are
+// left out, and so are dictionaries nested more than 32 deep: an archive may hold a circle.
+std::optional<PropertyValue> propertyValueFromObject(id object);
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_MACOS_VALUES_MACOS_H_
