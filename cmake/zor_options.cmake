@@ -3,7 +3,7 @@ add_library(zor_options INTERFACE)
 target_compile_features(zor_options INTERFACE cxx_std_20)
 target_compile_options(zor_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
-  -fvisibility=hidden -fvisibility-inlines-hidden -fno-semantic-interposition
+  -fvisibility=hidden -fvisibility-inlines-hidden
   -ffunction-sections -fdata-sections ${ZOR_COMPILE_OPTIONS})
 target_include_directories(zor_options INTERFACE
   ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src ${CMAKE_BINARY_DIR}/generated)
@@ -18,6 +18,7 @@ if(ZOR_SANITIZE)
   endif()
 endif()
 if(NOT APPLE)
+  target_compile_options(zor_options INTERFACE -fno-semantic-interposition)
   target_link_options(zor_options INTERFACE -Wl,--gc-sections)
 endif()
 option(ZOR_PRECOMPILE "Precompile the large headers" OFF)
