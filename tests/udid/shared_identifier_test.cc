@@ -1,7 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <set>
+#include <thread>
+
 #include "literals/literals.h"
+#include "platform/linux/defaults_linux.h"
+#include "platform/linux/pasteboards_linux.h"
+#include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
+#include "tests/fakes/temporary_folder.h"
 #include "udid/_OpenUDID.h"
 
 namespace zor {
@@ -28,6 +35,33 @@ class SharedIdentifier : public ::testing::Test {
     const auto stored = machine.defaults.objectForKey(literals::kSharedIdentifierKey.str());
     if (!stored || stored->dictionary() == nullptr) return std::nullopt;
     return *stored->dictionary();
+  }
+
+  static std::string slotName(unsigned index) {
+    return literals::kSharedSlotPrefix.str() + std::to_string(index);
+  }
+  void fillSlot(unsigned index, const Data& data) {
+    machine.pasteboards.boards[slotName(index)][literals::kSharedPasteboardType.str()] = data;
+  }
+  void fillSlot(unsigned index, const PropertyDictionary& dictionary) {
+    fillSlot(index, linuxArchivePort().archivedData(dictionary).value());
+  }
+  void fillSlots(const std::vector<std::string>& identifiers) {
+    for (unsigned index = 0; index < identifiers.size(); ++index) {
+      fillSlot(index, {{literals::kSharedIdentifierKey.str(), identifiers[index]}});
+    }
+  }
+  PropertyDictionary slot(unsigned index) {
+    const auto pasteboard = machine.pasteboards.pasteboardWithName(slotName(index));
+    return _OpenUDID::_getDictFromPasteboard(pasteboard.get());
+  }
+  void keepLocally(const PropertyDictionary& dictionary) {
+    machine.defaults.setObject(literals::kSharedIdentifierKey.str(), dictionary);
+  }
+  // As another application of the user: the slots are the same, the defaults are its own.
+  std::string valueInAnotherApplication() {
+    machine.defaults.removeObject(literals::kSharedIdentifierKey.str());
+    return valueInNewProcess();
   }
 
   testing::FakeMachine machine;
@@ -85,13 +119,137 @@ TEST_F(SharedIdentifier, ADefaultsEntryThatIsNoDictionaryIsReplaced) {
   EXPECT_EQ(textForKey(*local(), literals::kSharedIdentifierKey.str()), identifier);
 }
 
+TEST_F(SharedIdentifier, AnotherApplicationAdoptsItAndClaimsTheNextSlot) {
+  const std::string identifier = value();
+  EXPECT_EQ(slot(0), *local()) << "The slot holds the whole local dictionary.";
+  EXPECT_EQ(valueInAnotherApplication(), identifier);
+  EXPECT_EQ(textForKey(*local(), literals::kSharedSlotKey.str()), slotName(1));
+  EXPECT_EQ(valueInNewProcess(), identifier);
+  EXPECT_TRUE(slot(2).empty()) << "Who has a slot claims no other one.";
+}
+
+TEST_F(SharedIdentifier, TheValueOfMostSlotsIsAdoptedAndOfTiedOnesTheLast) {
+  const struct {
+    std::vector<std::string> slots;
+    std::string adopted;
+  } rows[] = {{{"A", "A", "B"}, "A"}, {{"B", "A", "A"}, "A"}, {{"A", "B"}, "B"}, {{"B", "A"}, "B"}};
+  for (const auto& row : rows) {
+    machine.pasteboards.boards.clear();
+    fillSlots(row.slots);
+    EXPECT_EQ(valueInAnotherApplication(), row.adopted);
+    EXPECT_EQ(error.code, 0);
+  }
+}
+
+TEST_F(SharedIdentifier, ALocalIdentifierIsKeptAgainstMostSlotsWithAConflict) {
+  fillSlots({"A", "A", "B"});
+  keepLocally({{literals::kSharedIdentifierKey.str(), "B"}});
+  EXPECT_EQ(value(), "B");
+  EXPECT_EQ(error.code, 2);
+  EXPECT_EQ(textForKey(slot(3), literals::kSharedIdentifierKey.str()), "B");
+}
+
+TEST_F(SharedIdentifier, HostileSlotsReadAsEmptyAndMayBeClaimed) {
+  const std::string key = literals::kSharedIdentifierKey.str();
+  fillSlot(0, Data{0x00, 0xff, 'j', 'u', 'n', 'k'});
+  fillSlot(1, {{key, 5.0}});
+  fillSlot(2, {{key, Date{1}}});
+  fillSlot(3, {{key, PropertyDictionary{{key, "A"}}}});
+  fillSlot(4, {{key, ""}});
+  fillSlot(5, {{key, std::string(10000, 'x')}});
+  fillSlot(6, {{key, "A"}, {"filler", std::string(100000, 'x')}});
+  EXPECT_EQ(value().size(), 40U);
+  EXPECT_EQ(textForKey(slot(0), key), value());
+}
+
+TEST_F(SharedIdentifier, ASlotIsClaimedAgainOnlyWhenItsOwnIsTheFirstFreeOne) {
+  const std::string identifier = value();
+  fillSlot(1, {{literals::kSharedIdentifierKey.str(), identifier}});
+  machine.pasteboards.boards.erase(slotName(0));
+  EXPECT_EQ(valueInNewProcess(), identifier);
+  EXPECT_EQ(slot(0), *local());
+
+  keepLocally({{literals::kSharedIdentifierKey.str(), identifier},
+               {literals::kSharedSlotKey.str(), slotName(1)}});
+  machine.pasteboards.boards.clear();
+  EXPECT_EQ(valueInNewProcess(), identifier);
+  EXPECT_TRUE(slot(0).empty());
+  EXPECT_TRUE(slot(1).empty());
+}
+
+// An application that finds its own slot is opted out only if the slot says so too; and a claimed
+// slot is not rewritten.
+TEST_F(SharedIdentifier, AnApplicationThatKnowsItsSlotIsOptedOutOnlyIfTheSlotIs) {
+  machine.defaults.setObject(literals::kSharedApplicationKey.str(), "APP");
+  const std::string identifier = value();
+  _OpenUDID::_dfp_setOptOut(true);
+  EXPECT_EQ(value(), identifier);
+  EXPECT_EQ(error.code, 0);
+  EXPECT_TRUE(dateForKey(*local(), literals::kSharedOptOutKey.str()));
+
+  fillSlot(0, *local());
+  EXPECT_EQ(valueInNewProcess(), literals::kSharedOptedOutPlaceholder.str());
+  _OpenUDID::_dfp_setOptOut(false);
+  EXPECT_EQ(value(), identifier) << "A slot alone opts nobody out.";
+}
+
+TEST_F(SharedIdentifier, WithEverySlotTakenTheIdentifierIsFoundWithoutOne) {
+  fillSlots(std::vector<std::string>(kSharedIdentifierSlots, "A"));
+  EXPECT_EQ(value(), "A");
+  EXPECT_FALSE(textForKey(*local(), literals::kSharedSlotKey.str()));
+}
+
 TEST_F(SharedIdentifier, WithoutAnyPasteboardTheApplicationKeepsAnIdentifierOfItsOwn) {
   for (unsigned index = 0; index < kSharedIdentifierSlots; ++index) {
-    machine.pasteboards.missing.push_back(literals::kSharedSlotPrefix.str() +
-                                          std::to_string(index));
+    machine.pasteboards.missing.push_back(slotName(index));
   }
   const std::string identifier = value();
   EXPECT_EQ(valueInNewProcess(), identifier);
+}
+
+TEST_F(SharedIdentifier, ThreadsThatAskAtOnceGetOneIdentifier) {
+  std::vector<std::string> found(4);
+  std::vector<std::thread> threads;
+  for (std::string& each : found) {
+    threads.emplace_back([&each] { each = _OpenUDID::_dfp_value(); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(std::set<std::string>(found.begin(), found.end()).size(), 1U);
+}
+
+TEST_F(SharedIdentifier, ApplicationsStartedAtOnceOnANewMachineFindOneIdentifierAndASlotEach) {
+  constexpr int kApplications = 12;
+  LinuxPasteboards pasteboards([this] { return machine.root + "/pasteboards"; });
+  const auto fileOf = [this](int application, const char* what) {
+    return machine.root + "/" + std::to_string(application) + what;
+  };
+  const auto runApplication = [&](int application) {
+    LinuxDefaults defaults([&] { return fileOf(application, ".defaults"); });
+    const PortSet& fake = ports();
+    const ScopedPorts own({fake.registry, fake.powerSources, fake.system, fake.network, fake.wifi,
+                           fake.integrity, fake.bundle, defaults, pasteboards, fake.archive,
+                           fake.files, fake.crypto, linuxClockPort(), linuxRandomPort(), fake.log,
+                           fake.urlLoading});
+    testing::writeText(fileOf(application, ".identifier"), _OpenUDID::_dfp_value());
+    const auto kept = defaults.objectForKey(literals::kSharedIdentifierKey.str());
+    testing::writeText(fileOf(application, ".slot"),
+                       textForKey(*kept->dictionary(), literals::kSharedSlotKey.str()).value());
+    return 0;
+  };
+  std::vector<std::unique_ptr<testing::ChildProcess>> processes;
+  for (int application = 0; application < kApplications; ++application) {
+    processes.push_back(std::make_unique<testing::ChildProcess>(
+        [&, application] { return runApplication(application); }));
+  }
+  std::set<std::string> identifiers;
+  std::set<std::string> slots;
+  for (int application = 0; application < kApplications; ++application) {
+    EXPECT_EQ(processes[static_cast<std::size_t>(application)]->wait(), 0);
+    identifiers.insert(testing::readText(fileOf(application, ".identifier")));
+    slots.insert(testing::readText(fileOf(application, ".slot")));
+  }
+  EXPECT_EQ(identifiers.size(), 1U);
+  EXPECT_EQ(slots.size(), std::size_t{kApplications});
 }
 
 }  // namespace
