@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "fingerprint/slot_keys.h"
 #include "literals/labels.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
@@ -39,9 +40,8 @@ void capture(BundlePort& bundle) {
 
 // The fingerprint that the cache keeps now, if any.
 std::optional<std::string> storedFingerprint() {
-  const auto stored = ports().defaults.objectForKey(literals::kSlotKeyPrefix.str() +
-                                                    literals::kFingerprintSlot.str() +
-                                                    literals::kSlotKeySuffix.str());
+  const auto stored =
+      ports().defaults.objectForKey(dfp_slot_key(literals::kFingerprintSlot.view()));
   if (!stored || stored->text() == nullptr) return std::nullopt;
   return *stored->text();
 }

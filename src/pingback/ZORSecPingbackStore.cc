@@ -9,6 +9,7 @@
 
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
+#include "platform/log.h"
 #include "platform/ports.h"
 #include "support/fork_hooks.h"
 #include "support/text.h"
@@ -142,8 +143,18 @@ void ZORSecPingbackStore::surviveFork() {
   _file_io.surviveFork(ForkRank::queue);
 }
 
+// A log line of the store reaches the host's handler on `_file_io`, and the handler may come back.
+void ZORSecPingbackStore::onQueueAndWait(const OperationQueue::Operation& operation) {
+  if (_file_io.isCurrent()) {
+    operation();
+  } else {
+    _file_io.addOperationAndWait(operation);
+  }
+}
+
 // Only on `_file_io`.
 void ZORSecPingbackStore::onOpenFile(const FileOperation& operation) {
+  const LogDeferral deferral;
   const MutexLock lock(_fileMutex);
   const OpenFile open(*_file);
   operation(*_file);
@@ -152,6 +163,7 @@ void ZORSecPingbackStore::onOpenFile(const FileOperation& operation) {
 // As onOpenFile, for what changes the file: other applications of the user, and other processes of
 // this one, wait until it is closed again. Only on `_file_io`.
 void ZORSecPingbackStore::onLockedFile(const FileOperation& operation) {
+  const LogDeferral deferral;
   const auto processLock = ports().files.lockBeside(_file->fullPath());
   onOpenFile(operation);
 }
@@ -164,13 +176,13 @@ void ZORSecPingbackStore::writeDictionary(const std::optional<Json>& dictionary,
   if (async) {
     _file_io.addOperation(write);
   } else {
-    _file_io.addOperationAndWait(write);
+    onQueueAndWait(write);
   }
 }
 
 std::optional<std::string> ZORSecPingbackStore::readStr() {
   std::optional<std::string> text;
-  _file_io.addOperationAndWait([this, &text] {
+  onQueueAndWait([this, &text] {
     onOpenFile([&text](ZORSecFileUti& file) { text = file.readToTheEndOfFile(); });
   });
   return text;
@@ -182,7 +194,7 @@ void ZORSecPingbackStore::clearFileContent() {
 
 std::uint64_t ZORSecPingbackStore::fileSize() {
   std::uint64_t size = 0;
-  _file_io.addOperationAndWait(
+  onQueueAndWait(
       [this, &size] { onOpenFile([&size](ZORSecFileUti& file) { size = file.size(); }); });
   return size;
 }

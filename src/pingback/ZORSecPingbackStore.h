@@ -44,8 +44,7 @@ using PingbackUploadCompletion = std::function<void(const std::optional<URLRespo
 
 // Keeps records in one file: a JSON array, compact, in UTF-8, oldest record first.
 //
-// Threads:   callable from any thread but that of the store's own queue, on which alone the file is
-//            touched.
+// Threads:   callable from any; the file is touched on the store's own serial queue alone.
 // Processes: share the file; each change is made under a lock between processes and as a whole.
 // Lifetime:  destroying the store finishes what is queued. An upload in flight holds it weakly.
 class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPingbackStore> {
@@ -89,6 +88,7 @@ class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPing
  private:
   using FileOperation = std::function<void(ZORSecFileUti& file)>;
 
+  void onQueueAndWait(const OperationQueue::Operation& operation);
   void onOpenFile(const FileOperation& operation);
   void onLockedFile(const FileOperation& operation);
   void startUpload(const std::string& text, const PingbackUploadCompletion& completion);

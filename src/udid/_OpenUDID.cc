@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "literals/literals.h"
+#include "platform/log.h"
 #include "platform/ports.h"
 #include "support/fork_hooks.h"
 #include "support/mutex.h"
@@ -253,12 +254,14 @@ std::string _OpenUDID::_dfp_value() { return _dfp_valueWithError(nullptr); }
 
 std::string _OpenUDID::_dfp_valueWithError(ZORError* error) {
   Session& state = session();
+  const LogDeferral deferral;
   const MutexLock lock(state.mutex);
   return valueWithError(state, error);
 }
 
 void _OpenUDID::_dfp_setOptOut(bool optOut) {
   Session& state = session();
+  const LogDeferral deferral;
   const MutexLock lock(state.mutex);
   std::ignore = valueWithError(state, nullptr);  // So that there is a local dictionary.
   PropertyDictionary local = localDictionary().value_or(PropertyDictionary{});

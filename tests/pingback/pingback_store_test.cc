@@ -7,6 +7,7 @@
 
 #include "pingback/ZORSecPingback.h"
 #include "pingback/ZORSecPingbackStore.h"
+#include "platform/log.h"
 #include "support/json_codec.h"
 #include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
@@ -128,6 +129,15 @@ TEST_F(PingbackStore, ReportingDoesNotWaitForTheFile) {
   ASSERT_TRUE(records && records->size() == 2);
   EXPECT_EQ(records->at(0).at("pbErrorType"), "first");
   EXPECT_EQ(records->at(1).at("pbErrorType"), "second");
+}
+
+TEST_F(PingbackStore, ALogHandlerMayComeBackToTheStore) {
+  std::optional<std::string> seen;
+  setLogHandler([&](const std::string&) { seen = store->readStr(); });
+  put("damaged");
+  store->writeDictionary(record(1), false);
+  setLogHandler({});
+  EXPECT_EQ(seen, R"([{"n":1}])") << "After the file is closed.";
 }
 
 TEST_F(PingbackStore, ProcessesThatAppendAtOnceLoseNoRecord) {
