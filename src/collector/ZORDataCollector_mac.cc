@@ -1,0 +1,27 @@
+#include "collector/ZORDataCollector_mac.h"
+
+#include "collector/report_entries.h"
+#include "literals/labels.h"
+#include "platform/ports.h"
+
+namespace zor {
+
+void ZORDataCollector_mac::load() {
+  ports().integrity.enable();
+  static_cast<void>(N0000000001());
+}
+
+std::string ZORDataCollector_mac::PLATFORM() { return platformLabel(); }
+
+std::string ZORDataCollector_mac::VERSION() { return versionLabel(); }
+
+Json ZORDataCollector_mac::collect() {
+  _collect();
+  return _params;
+}
+
+void ZORDataCollector_mac::_collect() {
+  for (const ReportEntry& entry : reportEntries()) _params[entry.key] = reportValue(entry);
+}
+
+}  // namespace zor

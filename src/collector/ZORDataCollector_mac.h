@@ -1,0 +1,39 @@
+// Gathers what the library reports about the machine and the host application.
+#ifndef ZOR_COLLECTOR_ZORDATACOLLECTOR_MAC_H_
+#define ZOR_COLLECTOR_ZORDATACOLLECTOR_MAC_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <string>
+
+namespace zor {
+
+// Empty by design; load() names it so that it is part of every image of the library.
+class N0000000001 {};
+
+// One collection: made, asked once, discarded. The name is given and the same on every platform.
+// Threads: confined to one at a time; the class methods are callable from any.
+class ZORDataCollector_mac {
+ public:
+  // Selector: load
+  // Enables the integrity signal. Runs when the library is loaded.
+  static void load();
+
+  // The platform label and the version of the report.
+  static std::string PLATFORM();
+  static std::string VERSION();
+
+  // Selector: collect
+  // The collected-parameters dictionary: always all 23 entries, null where the machine has no
+  // answer. Takes milliseconds; nothing is thrown. A second call overwrites the same entries.
+  Json collect();
+
+ private:
+  void _collect();
+
+  Json _params = Json::object();
+};
+
+}  // namespace zor
+
+#endif  // ZOR_COLLECTOR_ZORDATACOLLECTOR_MAC_H_

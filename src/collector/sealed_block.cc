@@ -1,0 +1,77 @@
+#include "collector/sealed_block.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "collector/block_key.h"
+#include "collector/report_values.h"
+#include "crypto/zero_padding.h"
+#include "literals/literals.h"
+#include "platform/ports.h"
+#include "support/json_codec.h"
+#include "support/text.h"
+
+namespace zor {
+namespace {
+
+static_assert(decltype(literals::kSealVector)::length() == kAesBlockBytes);
+
+AesBlock sealVector() {
+  AesBlock vector{};
+  const std::string_view text = literals::kSealVector.view();
+  std::copy(text.begin(), text.end(), vector.begin());
+  return vector;
+}
+
+std::optional<Data> cipher(CipherOperation operation, const AesKey& key, const Data& input) {
+  return ports().crypto.aes128Cbc(operation, key, sealVector(), input);
+}
+
+// The address of a designated interface; null when there is no such interface.
+Json addressOf(const std::map<std::string, std::string>& addresses,
+               const std::optional<std::string>& interface) {
+  const auto found = interface ? addresses.find(*interface) : addresses.end();
+  return found == addresses.end() ? Json() : reportable(found->second);
+}
+
+}  // namespace
+
+Json identityBlock(const HardwareIdentity& identity, const DesignatedInterfaces& designated) {
+  auto others = identity.hardwareAddresses;
+  Json block = Json::object();
+  block[literals::kSealedFirstInterfaceKey.str()] = addressOf(others, designated.first);
+  block[literals::kSealedSecondInterfaceKey.str()] = addressOf(others, designated.second);
+  block[literals::kSealedThirdInterfaceKey.str()] = addressOf(others, designated.third);
+  block[literals::kSealedBluetoothAddressKey.str()] = orNull(identity.bluetoothAddress);
+  for (const auto& interface : {designated.first, designated.second, designated.third}) {
+    if (interface) others.erase(*interface);
+  }
+  block[literals::kSealedOtherInterfacesKey.str()] = reportable(others);
+  block[literals::kSealedHardwareUUIDKey.str()] = orNull(identity.hardwareUUID);
+  block[literals::kSealedSerialNumberKey.str()] = orNull(identity.serialNumber);
+  return block;
+}
+
+std::optional<std::string> sealText(const std::optional<std::string>& json, const AesKey& key) {
+  if (!json || json->empty()) return std::nullopt;
+  const auto sealed = cipher(CipherOperation::encrypt, key, zeroPadded(utf8Bytes(*json)));
+  if (!sealed) return std::nullopt;
+  return ports().crypto.base64Encode(*sealed);
+}
+
+std::optional<std::string> sealBlock(const Json& block) {
+  return sealText(serializeJson(block), hostBlockKey());
+}
+
+std::optional<Json> openSealedBlock(const std::string& text) {
+  const auto sealed = ports().crypto.base64Decode(text);
+  if (!sealed || sealed->empty()) return std::nullopt;
+  auto clear = cipher(CipherOperation::decrypt, hostBlockKey(), *sealed);
+  if (!clear) return std::nullopt;
+  const auto json = textFromUtf8(withoutTrailingZeros(std::move(*clear)));
+  auto block = json ? parseJson(*json) : std::nullopt;
+  return block && block->is_object() ? std::move(block) : std::nullopt;
+}
+
+}  // namespace zor
