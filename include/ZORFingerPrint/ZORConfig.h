@@ -1,0 +1,26 @@
+// What a host may set.
+#ifndef ZORFINGERPRINT_ZORCONFIG_H_
+#define ZORFINGERPRINT_ZORCONFIG_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace zor {
+
+class ZOR_EXPORT ZORConfig {
+ public:
+  // An absolute path of a folder that takes the place of the default one for the store file; it is
+  // made when it is needed. Absent or empty: no change.
+  const std::optional<std::string>& storePath() const { return _storePath; }
+  void setStorePath(std::optional<std::string> path) { _storePath = std::move(path); }
+
+ private:
+  std::optional<std::string> _storePath;
+};
+
+}  // namespace zor
+
+#endif  // ZORFINGERPRINT_ZORCONFIG_H_

@@ -1,0 +1,101 @@
+// The device fingerprint that the service issued for this machine: the one header a host needs.
+//
+//   zor::ZORFingerPrint::sharedInstance()->getFingerprint(
+//       [](bool success, const zor::ZORFingerprintError& error, const std::string& fingerprint) {
+//         ...
+//       });
+//
+// Nothing is thrown across this interface. After a fork the child may use it afresh; callbacks that
+// waited in the parent stay the parent's.
+#ifndef ZORFINGERPRINT_ZORFINGERPRINT_H_
+#define ZORFINGERPRINT_ZORFINGERPRINT_H_
+
+#include <ZORFingerPrint/ZORConfig.h>
+#include <ZORFingerPrint/ZORJsonHelper.h>
+#include <ZORFingerPrint/ZORLog.h>
+#include <ZORFingerPrint/ZORProbes.h>
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+extern "C" {
+// The version of the library as a framework carries it.
+ZOR_EXPORT extern const double ZORFingerPrintVersionNumber;
+ZOR_EXPORT extern const unsigned char ZORFingerPrintVersionString[];
+}
+
+namespace zor {
+
+// The outcome of getFingerprint(). On success `error` holds nothing; `fingerprint` has content, but
+// for a service that answered without one. On failure `fingerprint` is "" and `error` is what the
+// transport reported, the service's whole answer when it refused, or nothing when its answer could
+// not be read.
+using ZORFingerprintCallback = std::function<void(bool success, const ZORFingerprintError& error,
+                                                  const std::string& fingerprint)>;
+
+class ZOR_EXPORT ZORFingerPrint final {
+  struct Private {};
+
+ public:
+  // The code in ZORError when the environment report could not be made.
+  static constexpr std::int64_t kNoReportCode = -177;
+
+  // Selector: sharedInstance
+  // The instance of this process, made at the first call and never released. Never null.
+  static std::shared_ptr<ZORFingerPrint> sharedInstance();
+
+  // Selector: init
+  // Another instance, with requests of its own and the same cache. When it is released, a request
+  // under way ends without a call of its callbacks.
+  static std::shared_ptr<ZORFingerPrint> create();
+  explicit ZORFingerPrint(Private);  // For the two above only.
+  ~ZORFingerPrint();
+  ZORFingerPrint(const ZORFingerPrint&) = delete;
+  ZORFingerPrint& operator=(const ZORFingerPrint&) = delete;
+
+  // Selector: setWithConfig:
+  // Keeps the config's store path in the user defaults, for this run and later ones. A path that is
+  // absent or empty leaves an earlier one in force.
+  static void setWithConfig(const ZORConfig& config);
+
+  // Selectors: PLATFORM, VERSION
+  // The platform label and the version that go with every report.
+  static std::string PLATFORM();
+  static std::string VERSION();
+
+  // Selector: identifier
+  // A random identifier of this installation, kept between runs; the same for the whole process.
+  static std::string identifier();
+
+  // Selector: getFingerprint:
+  // The fingerprint when it is cached and valid, else "" and a request to the service, which all
+  // callers that come before its end share.
+  //
+  // Callback: may be empty. Called exactly once: for a cached fingerprint before this returns, on
+  //           the calling thread; else when the request ends, on a thread of the library, in the
+  //           order of the calls. No lock is held, so it may call anything here. What it throws
+  //           ends there.
+  // Threads:  callable from any, also from a callback.
+  std::string getFingerprint(const ZORFingerprintCallback& callback = {});
+
+  // Selector: getEnvInfo
+  // The environment report as it is sent: base64 of a JSON dictionary that is collected now.
+  // nullopt when it cannot be written as JSON.
+  std::optional<std::string> getEnvInfo();
+
+  // Selector: clearFingerprintCache
+  // Forgets the cached fingerprint; the installation identifier stays.
+  void clearFingerprintCache();
+
+ private:
+  class Implementation;
+
+  const std::shared_ptr<Implementation> _implementation;
+};
+
+}  // namespace zor
+
+#endif  // ZORFINGERPRINT_ZORFINGERPRINT_H_

@@ -1,0 +1,76 @@
+/* The library for programs in C.
+ *
+ * The interface is stable: functions are never removed or changed, structures only grow at their
+ * end. Texts are UTF-8 and NUL-terminated. A text that a function returns belongs to the caller,
+ * who gives it back to zor_fingerprint_free(). All functions are callable from any thread.
+ */
+#ifndef ZORFINGERPRINT_ZORFINGERPRINTC_H_
+#define ZORFINGERPRINT_ZORFINGERPRINTC_H_
+
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define ZOR_FINGERPRINT_API __attribute__((visibility("default")))
+#else
+#define ZOR_FINGERPRINT_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Why there is no fingerprint. Valid only while the callback runs. */
+typedef struct zor_fingerprint_error {
+  /* Of the transport or of this library; NULL when the service refused or its answer could not be
+   * read. */
+  const char* domain;
+  int64_t code; /* Defined by the domain; 0 without one. */
+  /* For people; NULL without a domain. */
+  const char* description;
+  /* The service's whole answer as JSON when it refused, else NULL. */
+  const char* answer;
+} zor_fingerprint_error;
+
+/* The outcome of zor_fingerprint_get(). `success` is 1 or 0; `error` is NULL on success;
+ * `fingerprint` is never NULL, and "" on failure. */
+typedef void (*zor_fingerprint_callback)(void* context, int success,
+                                         const zor_fingerprint_error* error,
+                                         const char* fingerprint);
+
+typedef void (*zor_fingerprint_log_handler)(void* context, const char* line);
+
+/* The fingerprint when it is cached and valid, else "" and a request to the service. `callback` may
+ * be NULL; it is called exactly once with `context`: for a cached fingerprint before this returns,
+ * else later on a thread of the library. NULL only when memory ran out. */
+ZOR_FINGERPRINT_API char* zor_fingerprint_get(zor_fingerprint_callback callback, void* context);
+
+/* The identifier of this installation, kept between runs. NULL when memory ran out. */
+ZOR_FINGERPRINT_API char* zor_fingerprint_identifier(void);
+
+/* The environment report as it is sent; NULL when it cannot be made. */
+ZOR_FINGERPRINT_API char* zor_fingerprint_environment(void);
+
+/* Forgets the cached fingerprint. */
+ZOR_FINGERPRINT_API void zor_fingerprint_clear_cache(void);
+
+/* Makes `path`, an absolute path of a folder, the place of the store file, for this run and later
+ * ones. NULL and "" change nothing. */
+ZOR_FINGERPRINT_API void zor_fingerprint_set_store_path(const char* path);
+
+/* Sends the library's log lines to `handler`, with `context`; NULL restores the system log. May be
+ * called on several threads at once. */
+ZOR_FINGERPRINT_API void zor_fingerprint_set_log_handler(zor_fingerprint_log_handler handler,
+                                                         void* context);
+
+/* The platform label and the version that go with every report. NULL when memory ran out. */
+ZOR_FINGERPRINT_API char* zor_fingerprint_platform(void);
+ZOR_FINGERPRINT_API char* zor_fingerprint_version(void);
+
+/* Gives back a text; NULL is allowed. */
+ZOR_FINGERPRINT_API void zor_fingerprint_free(char* text);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZORFINGERPRINT_ZORFINGERPRINTC_H_ */

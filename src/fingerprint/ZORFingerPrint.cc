@@ -1,0 +1,232 @@
+#include <ZORFingerPrint/ZORFingerPrint.h>
+
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "collector/ZORDataCollector_mac.h"
+#include "fingerprint/dfp_cache.h"
+#include "fingerprint/fingerprint_request.h"
+#include "fingerprint/installation_identifier.h"
+#include "literals/literals.h"
+#include "pingback/ZORSecPingback.h"
+#include "pingback/ZORSecPingbackStore.h"
+#include "platform/log.h"
+#include "platform/ports.h"
+#include "support/fork_hooks.h"
+#include "support/json_codec.h"
+#include "support/mutex.h"
+#include "support/text.h"
+#include "transport/ZORDing.h"
+
+namespace zor {
+namespace {
+
+constexpr std::int64_t kRequestErrorClass = 0;  // Of a pingback.
+
+// A callback that throws ends alone: neither its caller nor the callbacks after it are touched.
+void callBack(const ZORFingerprintCallback& callback, bool success,
+              const ZORFingerprintError& error, const std::string& fingerprint) {
+  if (!callback) return;
+  try {
+    callback(success, error, fingerprint);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the host's own failure.
+  }
+}
+
+ZORError noReportError() {
+  return {literals::kFingerprintErrorDomain.str(), ZORFingerPrint::kNoReportCode,
+          literals::kFingerprintNoReportMessage.str()};
+}
+
+std::optional<std::string> environmentReport() {
+  const auto json = serializeJson(ZORDataCollector_mac().collect());
+  if (!json) return std::nullopt;
+  return ports().crypto.base64Encode(utf8Bytes(*json));
+}
+
+}  // namespace
+
+// Threads: callable from any. Completions hold it weakly.
+class ZORFingerPrint::Implementation final : public std::enable_shared_from_this<Implementation> {
+ public:
+  // What a caller gets to see of the cache.
+  struct Look {
+    std::string fingerprint;  // "" when there is none or it is expired.
+    bool expired = true;
+    bool startRequest = false;  // This caller is the one to start the request.
+  };
+
+  // Queues `callback` for the end of the request when the cache is expired.
+  Look lookAtCache(const ZORFingerprintCallback& callback) ZOR_EXCLUDES(mutext);
+
+  // Selector: requestFingerprint
+  // Starts the request; called by the one caller that was told to, with no lock held.
+  void requestFingerprint() ZOR_EXCLUDES(mutext);
+
+  // Selector: requestComplete:error:fingerprint:
+  // Ends the request: every waiting callback is called, in order, on this thread.
+  void requestComplete(bool success, const ZORFingerprintError& error,
+                       const std::string& fingerprint) ZOR_EXCLUDES(mutext);
+
+  // Selector: setFingerprint:
+  void setFingerprint(const Json& data) ZOR_EXCLUDES(mutext);
+
+  // For an instance that is never released, once.
+  void surviveFork();
+
+ private:
+  void send(const std::string& report);
+  void finish(const FingerprintOutcome& outcome);
+  void startAfreshInChild() ZOR_RELEASE(mutext);
+
+  // Guards the two members below and each look at the cache. Taken before the store mutex, never
+  // after. Not held while a request is started, a callback runs or a log line is sent.
+  Mutex mutext ZOR_ACQUIRED_BEFORE(initPthreadMutex());
+  std::vector<ZORFingerprintCallback> _requestCallbacks ZOR_GUARDED_BY(mutext);
+  // Spelled so in the interface: a request is in flight.
+  bool _isExcuting ZOR_GUARDED_BY(mutext) = false;
+
+  const std::shared_ptr<ZORDing> _httpAdapter = ZORDing::create();
+};
+
+ZORFingerPrint::Implementation::Look ZORFingerPrint::Implementation::lookAtCache(
+    const ZORFingerprintCallback& callback) {
+  const LogDeferral lines;
+  const MutexLock lock(mutext);
+  const auto cached = cachedFingerprint();
+  const bool expired = is_dfp_expired();
+  if (!cached) clear_dfp_cache();
+  // Deliberate: valid times without a fingerprint are a success with "".
+  if (!expired) return {cached.value_or(""), false, false};
+
+  clear_dfp_cache();
+  if (callback) _requestCallbacks.push_back(callback);
+  return {"", true, !std::exchange(_isExcuting, true)};
+}
+
+void ZORFingerPrint::Implementation::requestFingerprint() {
+  try {
+    const auto report = environmentReport();
+    if (report) return send(*report);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): those who wait are told below.
+  }
+  requestComplete(false, noReportError(), "");
+}
+
+void ZORFingerPrint::Implementation::send(const std::string& report) {
+  _httpAdapter->performRequest(
+      fingerprintRequest(report),
+      [weakSelf = weak_from_this()](const std::optional<Data>& body,
+                                    const std::optional<URLResponse>& response,
+                                    const std::optional<ZORError>& error) {
+        const FingerprintOutcome outcome = judgeFingerprintAnswer(body, response, error);
+        if (const auto self = weakSelf.lock()) self->finish(outcome);
+        if (!outcome.pingback) return;
+        ZORSecPingback::sendWithError(kRequestErrorClass,
+                                      literals::kPingbackTypeRequestFailed.str(), outcome.pingback);
+      });
+}
+
+void ZORFingerPrint::Implementation::finish(const FingerprintOutcome& outcome) {
+  // Stored first: a callback that asks again finds the new fingerprint.
+  if (outcome.success) setFingerprint(outcome.data);
+  requestComplete(outcome.success, outcome.error, outcome.fingerprint);
+}
+
+void ZORFingerPrint::Implementation::setFingerprint(const Json& data) {
+  const LogDeferral lines;
+  // Between the look of a caller who finds the cache expired and the clearing that follows it, a
+  // fingerprint stored here would be lost.
+  const MutexLock lock(mutext);
+  storeFingerprint(data);
+}
+
+void ZORFingerPrint::Implementation::requestComplete(bool success, const ZORFingerprintError& error,
+                                                     const std::string& fingerprint) {
+  std::vector<ZORFingerprintCallback> waiting;
+  {
+    const MutexLock lock(mutext);
+    _isExcuting = false;
+    waiting.swap(_requestCallbacks);
+  }
+  for (const ZORFingerprintCallback& callback : waiting) {
+    callBack(callback, success, error, fingerprint);
+  }
+}
+
+void ZORFingerPrint::Implementation::surviveFork() {
+  registerForkHook({ForkRank::facade, this,
+                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<Implementation*>(self)->mutext.lock();
+                    },
+                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<Implementation*>(self)->mutext.unlock();
+                    },
+                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
+                      static_cast<Implementation*>(self)->startAfreshInChild();
+                    }});
+}
+
+void ZORFingerPrint::Implementation::startAfreshInChild() {
+  // The callbacks are left where they are, never destroyed: what they hold is the host's and may
+  // wait for a lock of a thread that is not here.
+  using Callbacks = std::vector<ZORFingerprintCallback>;
+  alignas(Callbacks) static unsigned char lost[sizeof(Callbacks)];
+  ::new (lost) Callbacks(std::move(_requestCallbacks));
+  _requestCallbacks.clear();
+  _isExcuting = false;
+  mutext.unlock();
+}
+
+std::shared_ptr<ZORFingerPrint> ZORFingerPrint::sharedInstance() {
+  static const auto& instance = []() -> const std::shared_ptr<ZORFingerPrint>& {
+    const auto& made = *new std::shared_ptr<ZORFingerPrint>(create());
+    made->_implementation->surviveFork();
+    return made;
+  }();
+  return instance;
+}
+
+std::shared_ptr<ZORFingerPrint> ZORFingerPrint::create() {
+  return std::make_shared<ZORFingerPrint>(Private());
+}
+
+ZORFingerPrint::ZORFingerPrint(Private) : _implementation(std::make_shared<Implementation>()) {}
+
+ZORFingerPrint::~ZORFingerPrint() = default;
+
+void ZORFingerPrint::setWithConfig(const ZORConfig& config) {
+  const auto& path = config.storePath();
+  if (!path || path->empty()) return;
+  ports().defaults.setObject(literals::kStorePathDefaultsKey.str(), *path);
+}
+
+std::string ZORFingerPrint::PLATFORM() { return ZORDataCollector_mac::PLATFORM(); }
+
+std::string ZORFingerPrint::VERSION() { return ZORDataCollector_mac::VERSION(); }
+
+std::string ZORFingerPrint::identifier() { return installationIdentifier(); }
+
+std::string ZORFingerPrint::getFingerprint(const ZORFingerprintCallback& callback) try {
+  const auto look = _implementation->lookAtCache(callback);
+  if (look.startRequest) _implementation->requestFingerprint();
+  if (!look.expired) callBack(callback, true, {}, look.fingerprint);
+  GetPingbackStore()->checkIfNeedUpload();
+  return look.fingerprint;
+} catch (...) {  // Memory ran out.
+  return {};
+}
+
+std::optional<std::string> ZORFingerPrint::getEnvInfo() try {
+  return environmentReport();
+} catch (...) {
+  return std::nullopt;
+}
+
+void ZORFingerPrint::clearFingerprintCache() try {
+  clear_dfp_cache();
+} catch (...) {  // NOLINT(bugprone-empty-catch): nothing is thrown across the interface.
+}
+
+}  // namespace zor

@@ -1,0 +1,97 @@
+#include <ZORFingerPrint/ZORFingerPrint.h>
+#include <ZORFingerPrint/ZORFingerPrintC.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "support/json_codec.h"
+
+namespace zor {
+namespace {
+
+// Ends at a NUL inside, as C texts do.
+char* newText(const std::string& text) noexcept { return ::strdup(text.c_str()); }
+
+// The result of `function`; null when it throws or has none.
+template <typename Function>
+char* textOf(const Function& function) noexcept {
+  try {
+    const std::optional<std::string> text = function();
+    return text ? newText(*text) : nullptr;
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+// Runs `function`; what it throws ends here.
+template <typename Function>
+void quietly(const Function& function) noexcept {
+  try {
+    function();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): C knows no exceptions.
+  }
+}
+
+void callBack(zor_fingerprint_callback callback, void* context, bool success,
+              const ZORFingerprintError& error, const std::string& fingerprint) {
+  zor_fingerprint_error shown{};
+  std::string answer;
+  if (const auto* known = std::get_if<ZORError>(&error)) {
+    shown.domain = known->domain.c_str();
+    shown.code = known->code;
+    shown.description = known->localizedDescription.c_str();
+  } else if (const auto* refusal = std::get_if<Json>(&error)) {
+    answer = serializeJson(*refusal).value_or("");
+    shown.answer = answer.c_str();
+  }
+  callback(context, success ? 1 : 0, success ? nullptr : &shown, fingerprint.c_str());
+}
+
+}  // namespace
+}  // namespace zor
+
+using zor::ZORFingerPrint;
+
+char* zor_fingerprint_get(zor_fingerprint_callback callback, void* context) {
+  return zor::textOf([callback, context]() {
+    if (callback == nullptr) return ZORFingerPrint::sharedInstance()->getFingerprint();
+    return ZORFingerPrint::sharedInstance()->getFingerprint(
+        [callback, context](bool success, const zor::ZORFingerprintError& error,
+                            const std::string& fingerprint) {
+          zor::callBack(callback, context, success, error, fingerprint);
+        });
+  });
+}
+
+char* zor_fingerprint_identifier(void) { return zor::textOf(&ZORFingerPrint::identifier); }
+
+char* zor_fingerprint_environment(void) {
+  return zor::textOf([] { return ZORFingerPrint::sharedInstance()->getEnvInfo(); });
+}
+
+void zor_fingerprint_clear_cache(void) {
+  zor::quietly([] { ZORFingerPrint::sharedInstance()->clearFingerprintCache(); });
+}
+
+void zor_fingerprint_set_store_path(const char* path) {
+  if (path == nullptr) return;
+  zor::quietly([path] {
+    zor::ZORConfig config;
+    config.setStorePath(path);
+    ZORFingerPrint::setWithConfig(config);
+  });
+}
+
+void zor_fingerprint_set_log_handler(zor_fingerprint_log_handler handler, void* context) {
+  zor::quietly([handler, context] {
+    if (handler == nullptr) return zor::ZORSetLogHandler({});
+    zor::ZORSetLogHandler(
+        [handler, context](const std::string& line) { handler(context, line.c_str()); });
+  });
+}
+
+char* zor_fingerprint_platform(void) { return zor::textOf(&ZORFingerPrint::PLATFORM); }
+
+char* zor_fingerprint_version(void) { return zor::textOf(&ZORFingerPrint::VERSION); }
+
+void zor_fingerprint_free(char* text) { std::free(text); }

@@ -1,0 +1,40 @@
+// What goes to the fingerprint service and what comes back: functions of plain values.
+#ifndef ZOR_FINGERPRINT_FINGERPRINT_REQUEST_H_
+#define ZOR_FINGERPRINT_FINGERPRINT_REQUEST_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <optional>
+#include <string>
+
+#include "platform/url_loading_port.h"
+
+namespace zor {
+
+// The request for that environment report: a signed JSON dictionary of five entries, 10 s in all.
+URLRequest fingerprintRequest(const std::string& environmentReport);
+
+// What an exchange with the service came to.
+struct FingerprintOutcome {
+  bool success = false;
+  // Nothing on success; also when the status alone was wrong, or the answer was no JSON. Else the
+  // transport's error, or the service's whole answer.
+  ZORFingerprintError error;
+  // The data object of a success, of whatever kind the service sent it, and the fingerprint in it;
+  // "" when that is no text.
+  Json data;
+  std::string fingerprint;
+  // The description of a failure that is to be reported.
+  std::optional<std::string> pingback;
+};
+
+// Success needs no error, HTTP status 200 and the number 0, integer or not, as the answer's status;
+// the text "0", false, null and a missing status are refusals. Nothing is thrown, whatever `body`
+// holds.
+FingerprintOutcome judgeFingerprintAnswer(const std::optional<Data>& body,
+                                          const std::optional<URLResponse>& response,
+                                          const std::optional<ZORError>& error);
+
+}  // namespace zor
+
+#endif  // ZOR_FINGERPRINT_FINGERPRINT_REQUEST_H_

@@ -1,0 +1,15 @@
+// What runs when the library is loaded; nothing else does. Both steps stand in one place, so that
+// their order does not depend on the order in which files are linked.
+#include "collector/ZORDataCollector_mac.h"
+#include "pingback/ZORSecPingback.h"
+
+namespace zor {
+namespace {
+
+__attribute__((constructor)) void load() {
+  ZORDataCollector_mac::load();
+  ZORSecPingback::load();
+}
+
+}  // namespace
+}  // namespace zor
