@@ -9,7 +9,9 @@ namespace zor {
 // Two sets with one bit for each registry-access function, in the backend's fixed order.
 struct IntegritySignal {
   std::int64_t foreignAddress = 0;  // Its address lies outside the object that should own it.
-  std::int64_t changedCode = 0;     // Its first 32 bytes differ from the file on disk.
+  // Its first 32 bytes differ from the file on disk; on a platform whose libraries have no files of
+  // their own, from what they were when the library was loaded.
+  std::int64_t changedCode = 0;
 };
 
 // Callable from any thread. A report for the service, never a reason to stop.

@@ -56,11 +56,11 @@ class MacCrypto final : public CryptoPort {
       NSString* encoded = foundationString(text);
       if (encoded == nil) return std::nullopt;
       NSData* decoded = [[NSData alloc] initWithBase64EncodedString:encoded options:0];
+      if (decoded == nil) return std::nullopt;
+      Data data = bytesFromData(decoded);
       // Whatever else the platform's reader lets pass is not what its writer makes.
-      const bool canonical =
-          decoded != nil && [[decoded base64EncodedStringWithOptions:0] isEqualToString:encoded];
-      if (!canonical) return std::nullopt;
-      return bytesFromData(decoded);
+      if (base64Encode(data) != text) return std::nullopt;
+      return data;
     }
   }
 };

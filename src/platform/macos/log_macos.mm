@@ -2,6 +2,7 @@
 
 #include "platform/macos/macos_ports.h"
 #include "platform/macos/values_macos.h"
+#include "support/text.h"
 
 namespace zor {
 namespace {
@@ -10,7 +11,7 @@ class MacLog final : public LogPort {
  public:
   void writeLine(const std::string& line) override {
     @autoreleasepool {
-      NSLog(@"%@", foundationString(line));
+      NSLog(@"%@", foundationString(wellFormedUtf8(line)));
     }
   }
 };

@@ -36,8 +36,10 @@ InterfaceAddress interfaceAddress(const ifaddrs& entry) {
 class ResolverState {
  public:
   ResolverState() : _initialised(res_9_ninit(&_state) == 0) {}
-  // Also after a failed start: it frees what that left behind, and a cleared state holds nothing.
-  ~ResolverState() { res_9_ndestroy(&_state); }
+  // Not after a failed start: a state that was never set up reads as one whose socket is number 0.
+  ~ResolverState() {
+    if (_initialised) res_9_ndestroy(&_state);
+  }
   ResolverState(const ResolverState&) = delete;
   ResolverState& operator=(const ResolverState&) = delete;
 

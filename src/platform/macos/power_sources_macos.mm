@@ -28,7 +28,8 @@ class MacPowerSources final : public PowerSourcePort {
     noteProbeSource("IOPowerSources");
     @autoreleasepool {
       std::vector<std::optional<PowerSourceDescription>> descriptions;
-      id information = CFBridgingRelease(IOPSCopyPowerSourcesInfo());
+      // Kept to the end of the scope: the calls below borrow from it behind the compiler's back.
+      NS_VALID_UNTIL_END_OF_SCOPE id information = CFBridgingRelease(IOPSCopyPowerSourcesInfo());
       if (information == nil) return descriptions;
       CFTypeRef blob = (__bridge CFTypeRef)information;
       NSArray* sources = CFBridgingRelease(IOPSCopyPowerSourcesList(blob));

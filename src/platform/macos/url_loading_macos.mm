@@ -219,11 +219,16 @@ NSURLSessionConfiguration* configurationFor(const URLRequest& request) {
   NSURLCredential* credential = nil;
   if (const auto delegate = _delegate.lock()) {
     bool wantsCredential = false;
-    delegate->didReceiveChallenge(
-        question, [&disposition, &wantsCredential](zor::ChallengeDisposition answer, bool with) {
-          disposition = answer;
-          wantsCredential = with;
-        });
+    try {
+      delegate->didReceiveChallenge(
+          question, [&disposition, &wantsCredential](zor::ChallengeDisposition answer, bool with) {
+            disposition = answer;
+            wantsCredential = with;
+          });
+    } catch (...) {
+      disposition = zor::ChallengeDisposition::rejectProtectionSpace;
+      wantsCredential = false;
+    }
     if (wantsCredential && trust != nullptr) credential = trust->credential();
   }
   completionHandler(static_cast<NSURLSessionAuthChallengeDisposition>(disposition), credential);
