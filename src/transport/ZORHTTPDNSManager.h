@@ -66,6 +66,9 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   // Whether no look-up for `host` is under way. Selector: checkIfNeedResolveHost:
   bool checkIfNeedResolveHost(const std::string& host);
 
+  // Registers the behaviour over a fork. Once, and only for a resolver that is never destroyed.
+  void surviveFork();
+
  private:
   using ResolvedResults = std::map<std::string, std::vector<std::string>>;
   using RequestSuccess =
@@ -104,7 +107,6 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
 
   Callbacks takeCallbacks(const std::string& host);
   std::string httpDnsHost();
-  void surviveFork();
   void startAfreshInChild() ZOR_RELEASE(mutext);
 
   // Guards the members up to the session. Not recursive; never held while a request is sent or a

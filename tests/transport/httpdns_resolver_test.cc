@@ -234,5 +234,27 @@ TEST_F(HttpDnsResolver, AnswersEveryCallerOnceWhateverComesBetween) {
   EXPECT_EQ(answered, 100);
 }
 
+TEST_F(HttpDnsResolver, AChildForgetsLookUpsUnderWayAndMakesItsOwn) {
+  // Never destroyed, as what survives a fork must be.
+  resolver = *new std::shared_ptr<ZORHTTPDNSManager>(
+      ZORHTTPDNSManager::create(ZORHttpDnsConfig("dns.example", {"192.0.2.1"})));
+  resolver->surviveFork();
+  network.resolve("a.example", "10.0.0.1");
+  {
+    const CompletionsHeld held;
+    resolve("a.example");
+    const pid_t child = ::fork();
+    if (child == 0) {
+      const bool forgotten = resolver->checkIfNeedResolveHost("dns.example");
+      ::_exit(forgotten && resolved("a.example").size() == 1 ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  ScriptedNetwork::drain();
+  EXPECT_EQ(notes, Texts{"a.example is <10.0.0.1>"});
+}
+
 }  // namespace
 }  // namespace zor

@@ -113,22 +113,6 @@ TEST_F(RequestRunner, AFailedResolverLeavesTheBackupAddress) {
   EXPECT_EQ(bodyOf(perform()), "by backup");
 }
 
-TEST_F(RequestRunner, AnAddressThatIsNoneIsAnAttemptThatFailedAndLeadsNowhere) {
-  for (const char* text : {"evil.example/x?", "u@evil.example", "evil.example#", "10.0.0.1:444",
-                           "10.0.0.1 ", "evil%2eexample", ",10.0.0.1"}) {
-    const ScopedHTTPDNSManager fresh(
-        ZORHTTPDNSManager::create(ZORHttpDnsConfig("dns.example", {"192.0.2.1"})));
-    const std::size_t before = network.urls().size();
-    network.resolve("fp.example", text);
-    keepBackup(R"(")" + std::string(text) + R"(")");
-    runner = ZORDing::create();
-    EXPECT_TRUE(perform().error.has_value()) << text;
-    auto urls = network.urls();
-    urls.erase(urls.begin(), urls.begin() + static_cast<std::ptrdiff_t>(before) + 4);
-    EXPECT_EQ(urls, Urls(4, "")) << text;  // Twice by HTTPDNS and twice by backup.
-  }
-}
-
 TEST_F(RequestRunner, OnlyTheFirstRoutesFailureIsReported) {
   network.resolve("fp.example", "10.0.0.1");
   perform();
