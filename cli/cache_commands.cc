@@ -1,0 +1,71 @@
+#include <ZORFingerPrint/ZORFingerPrint.h>
+
+#include <cmath>
+#include <cstdio>
+#include <ctime>
+
+#include "cli/commands.h"
+#include "cli/exit_status.h"
+#include "cli/terminal.h"
+#include "fingerprint/dfp_cache.h"
+
+namespace zor::cli {
+namespace {
+
+Json numberOrNull(const std::optional<double>& number) {
+  return number && std::isfinite(*number) ? Json(*number) : Json();
+}
+
+// "2026-11-22 20:31:05 UTC"; "-" when absent or beyond what a calendar can show.
+std::string shownTime(const std::optional<double>& secondsSince1970) {
+  constexpr double kYear9999 = 253402300799.0;
+  if (!secondsSince1970 || !(std::abs(*secondsSince1970) <= kYear9999)) return "-";
+  const auto seconds = static_cast<std::time_t>(*secondsSince1970);
+  std::tm utc{};
+  ::gmtime_r(&seconds, &utc);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d UTC", utc.tm_year + 1900,
+                utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
+  return text;
+}
+
+std::string shownSeconds(const std::optional<double>& seconds) {
+  return seconds ? Json(*seconds).dump() + " s" : "-";
+}
+
+Json asJson(const CacheState& state) {
+  return {{"present", state.fingerprintPresent},
+          {"valid", state.fingerprintPresent && !state.expired},
+          {"expiry", numberOrNull(state.times.expiry)},
+          {"lifetime", numberOrNull(state.times.lifetime)},
+          {"storedAt", numberOrNull(state.times.storedAt)},
+          {"storeFile", state.storeFilePath ? Json(*state.storeFilePath) : Json()}};
+}
+
+}  // namespace
+
+int runCacheShow(bool json) {
+  const CacheState state = cacheState();
+  if (json) {
+    printJson(asJson(state));
+    return kDone;
+  }
+  const std::string verdict = !state.fingerprintPresent ? "none"
+                              : state.expired           ? "expired"
+                                                        : "valid";
+  printTable({{"fingerprint", verdict},
+              {"stored at", shownTime(state.times.storedAt)},
+              {"lifetime", shownSeconds(state.times.lifetime)},
+              {"expires at", shownTime(state.times.expiry)},
+              {"store file", state.storeFilePath.value_or("-")}});
+  return kDone;
+}
+
+int runCacheClear() {
+  ZORFingerPrint::sharedInstance()->clearFingerprintCache();
+  const bool cleared = !cacheState().fingerprintPresent;
+  if (!cleared) printDiagnostic("The cached fingerprint could not be dropped.");
+  return cleared ? kDone : kFailed;
+}
+
+}  // namespace zor::cli

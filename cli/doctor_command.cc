@@ -1,0 +1,217 @@
+#include <condition_variable>
+#include <iostream>
+#include <mutex>
+#include <optional>
+#include <sstream>
+
+#include "cli/commands.h"
+#include "cli/exit_status.h"
+#include "cli/terminal.h"
+#include "literals/literals.h"
+#include "platform/ports.h"
+#include "support/text.h"
+#include "support/url.h"
+#include "transport/ZORDing.h"
+#include "transport/ZORHTTPDNSManager.h"
+#include "transport/ZORHttpsURLSession.h"
+
+namespace zor::cli {
+namespace {
+
+// Judges certificates as the library does and remembers the verdict.
+class JudgingDelegate final : public URLSessionDelegate {
+ public:
+  explicit JudgingDelegate(std::optional<std::string> acceptHost)
+      : _acceptHost(std::move(acceptHost)) {}
+
+  void didReceiveChallenge(const AuthenticationChallenge& challenge,
+                           const ChallengeCompletion& completionHandler) override {
+    if (challenge.method != AuthenticationMethod::serverTrust) {
+      return completionHandler(ChallengeDisposition::performDefaultHandling, false);
+    }
+    const TrustEvaluation evaluation = evaluate(*challenge.serverTrust);
+    {
+      const std::lock_guard<std::mutex> lock(_mutex);
+      _evaluation = evaluation;
+    }
+    const bool trusted =
+        evaluation.result == TrustResult::unspecified || evaluation.result == TrustResult::proceed;
+    completionHandler(
+        trusted ? ChallengeDisposition::useCredential : ChallengeDisposition::rejectProtectionSpace,
+        trusted);
+  }
+
+  // nullopt: no certificate was presented.
+  std::optional<TrustEvaluation> evaluation() {
+    const std::lock_guard<std::mutex> lock(_mutex);
+    return _evaluation;
+  }
+
+ private:
+  TrustEvaluation evaluate(ServerTrust& trust) const {
+    if (!trust.setPolicies({TrustPolicy{_acceptHost}})) {
+      return {TrustResult::invalid, "no policy for this name"};
+    }
+    return trust.evaluate().value_or(TrustEvaluation{TrustResult::invalid, "not evaluated"});
+  }
+
+  const std::optional<std::string> _acceptHost;
+  std::mutex _mutex;
+  std::optional<TrustEvaluation> _evaluation;
+};
+
+struct Answer {
+  std::optional<URLResponse> response;
+  std::optional<ZORError> error;
+};
+
+// Waits for the completion of one exchange; every exchange has a time limit of its own.
+class AnswerSlot {
+ public:
+  void put(Answer answer) {
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _answer = std::move(answer);
+    _filled.notify_all();
+  }
+  Answer take() {
+    std::unique_lock<std::mutex> lock(_mutex);
+    _filled.wait(lock, [this] { return _answer.has_value(); });
+    return *_answer;
+  }
+
+ private:
+  std::mutex _mutex;
+  std::condition_variable _filled;
+  std::optional<Answer> _answer;
+};
+
+struct RouteCheck {
+  std::string route;
+  std::string url;
+  Answer answer;
+  std::string verdict;
+  std::chrono::duration<double, std::milli> duration{};
+
+  bool reached() const { return answer.response.has_value(); }
+};
+
+std::string verdictText(const std::optional<TrustEvaluation>& evaluation) {
+  if (!evaluation) return "none presented";
+  const bool trusted =
+      evaluation->result == TrustResult::unspecified || evaluation->result == TrustResult::proceed;
+  return trusted ? "trusted" : "refused: " + evaluation->reason;
+}
+
+// Makes one exchange. `acceptHost`: the name the certificate must be for; absent: any.
+RouteCheck check(const std::string& route, const std::string& url,
+                 const std::optional<std::string>& acceptHost) {
+  constexpr double kTimeoutSeconds = 10;
+  const auto delegate = std::make_shared<JudgingDelegate>(acceptHost);
+  const auto session = ports().urlLoading.createSession(delegate, zor_httpsOperationQueue());
+  const auto slot = std::make_shared<AnswerSlot>();
+  URLRequest request;
+  request.url = url;
+  request.timeoutSeconds = kTimeoutSeconds;
+  const auto start = std::chrono::steady_clock::now();
+  session->startDataTask(request, [slot](const auto&, const auto& response, const auto& error) {
+    slot->put({response, error});
+  });
+  const Answer answer = slot->take();
+  return {route, url, answer, verdictText(delegate->evaluation()),
+          std::chrono::steady_clock::now() - start};
+}
+
+// The addresses in an HTTPDNS answer.
+std::vector<std::string> answeredAddresses(const RouteCheck& query) {
+  if (!query.reached() || query.answer.response->statusCode != 200) return {};
+  const auto header = query.answer.response->header(literals::kHttpDnsAnswerHeader.str());
+  std::vector<std::string> addresses;
+  std::istringstream stream(header.value_or(""));
+  for (std::string piece; std::getline(stream, piece, literals::kHttpDnsSeparator.view()[0]);) {
+    if (!piece.empty()) addresses.push_back(piece);
+  }
+  return addresses;
+}
+
+void checkByAddress(const std::string& route, const std::string& url, const std::string& host,
+                    const std::string& address, std::vector<RouteCheck>& checks) {
+  const auto byAddress = urlByReplacingHost(url, address);
+  if (byAddress) checks.push_back(check(route, *byAddress, host));
+}
+
+void checkHttpDns(const std::string& url, const std::string& host,
+                  std::vector<RouteCheck>& checks) {
+  std::vector<std::string> serviceAddresses;
+  const auto config = ZORHttpDnsConfig::defaultConfig();
+  for (const std::string& fixed : config.ips()) {
+    checks.push_back(
+        check("HTTPDNS bootstrap",
+              formatText(literals::kHttpDnsBootstrapFormat.view(), {fixed, config.httpDnsHost()}),
+              std::nullopt));
+    serviceAddresses = answeredAddresses(checks.back());
+    if (!serviceAddresses.empty()) break;
+  }
+  if (serviceAddresses.empty()) return;
+  checks.push_back(
+      check("HTTPDNS query",
+            formatText(literals::kHttpDnsQueryFormat.view(), {serviceAddresses.front(), host}),
+            std::nullopt));
+  const auto addresses = answeredAddresses(checks.back());
+  if (!addresses.empty()) checkByAddress("address", url, host, addresses.front(), checks);
+}
+
+std::vector<RouteCheck> checkEveryRoute() {
+  const std::string url = literals::kFingerprintURL.str();
+  const std::string host = hostOfUrl(url).value_or("");
+  const std::string backupUrl = literals::kBackupURL.str();
+  std::vector<RouteCheck> checks{check("name", url, host)};
+  checkHttpDns(url, host, checks);
+  checks.push_back(check("backup list", backupUrl, hostOfUrl(backupUrl)));
+  if (const auto stored = ZORDing::create()->randomBackupIP()) {
+    checkByAddress("backup address", url, host, *stored, checks);
+  }
+  return checks;
+}
+
+Json asJson(const RouteCheck& check) {
+  return {{"route", check.route},
+          {"url", check.url},
+          {"reached", check.reached()},
+          {"status", check.reached() ? Json(check.answer.response->statusCode) : Json()},
+          {"milliseconds", check.duration.count()},
+          {"certificate", check.verdict},
+          {"error", check.answer.error ? Json(check.answer.error->localizedDescription) : Json()}};
+}
+
+void printChecks(const std::vector<RouteCheck>& checks) {
+  std::vector<std::vector<std::string>> rows{
+      {"ROUTE", "REACHED", "STATUS", "TIME", "CERTIFICATE", "URL", "WHY NOT"}};
+  for (const RouteCheck& check : checks) {
+    rows.push_back({check.route, check.reached() ? "yes" : "no",
+                    check.reached() ? std::to_string(check.answer.response->statusCode) : "-",
+                    shownDuration(check.duration), check.verdict, check.url,
+                    check.answer.error ? shown(check.answer.error->localizedDescription) : ""});
+  }
+  printTable(rows);
+}
+
+}  // namespace
+
+int runDoctor(bool json, HostPorts& host) {
+  const std::vector<RouteCheck> checks = checkEveryRoute();
+  host.urlLoading().waitUntilIdle(std::chrono::seconds(1));
+  bool anyReached = false;
+  Json list = Json::array();
+  for (const RouteCheck& check : checks) {
+    anyReached = anyReached || check.reached();
+    list.push_back(asJson(check));
+  }
+  if (json) {
+    printJson(list);
+  } else {
+    printChecks(checks);
+  }
+  return anyReached ? kDone : kTransport;
+}
+
+}  // namespace zor::cli

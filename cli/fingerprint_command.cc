@@ -1,0 +1,129 @@
+#include <ZORFingerPrint/ZORFingerPrint.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <iostream>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "cli/commands.h"
+#include "cli/exit_status.h"
+#include "cli/terminal.h"
+#include "pingback/ZORSecPingbackStore.h"
+
+namespace zor::cli {
+namespace {
+
+struct Outcome {
+  bool success = false;
+  bool cached = false;
+  ZORFingerprintError error;
+  std::string fingerprint;
+};
+
+// Waits for the one callback of a request.
+class Waiter {
+ public:
+  void deliver(Outcome outcome) {
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _outcome = std::move(outcome);
+    _delivered.notify_all();
+  }
+
+  // nullopt: nothing came in time.
+  std::optional<Outcome> wait(std::chrono::duration<double> limit) {
+    Progress progress("Asking the fingerprint service");
+    const auto end = std::chrono::steady_clock::now() + limit;
+    std::unique_lock<std::mutex> lock(_mutex);
+    while (!_outcome && std::chrono::steady_clock::now() < end) {
+      _delivered.wait_for(lock, std::chrono::milliseconds(200));
+      if (!_outcome) progress.update();
+    }
+    return _outcome;
+  }
+
+ private:
+  std::mutex _mutex;
+  std::condition_variable _delivered;
+  std::optional<Outcome> _outcome;
+};
+
+int exitStatus(const Outcome& outcome) {
+  if (outcome.success) return kDone;
+  if (std::holds_alternative<Json>(outcome.error)) return kRefused;
+  const auto* error = std::get_if<ZORError>(&outcome.error);
+  constexpr std::int64_t kNoReport = -177;
+  return error != nullptr && error->code == kNoReport ? kFailed : kTransport;
+}
+
+Json errorAsJson(const ZORFingerprintError& error) {
+  if (const auto* answer = std::get_if<Json>(&error)) return *answer;
+  if (const auto* known = std::get_if<ZORError>(&error)) {
+    return {{"domain", known->domain},
+            {"code", known->code},
+            {"description", known->localizedDescription}};
+  }
+  return nullptr;
+}
+
+std::string errorForPeople(const ZORFingerprintError& error) {
+  if (const auto* answer = std::get_if<Json>(&error)) {
+    return "The service refused: " + shown(*answer);
+  }
+  if (const auto* known = std::get_if<ZORError>(&error)) {
+    return known->localizedDescription + " (" + known->domain + " " + std::to_string(known->code) +
+           ")";
+  }
+  return "The service gave no usable answer.";
+}
+
+void print(const Outcome& outcome, bool json) {
+  if (json) {
+    printJson({{"success", outcome.success},
+               {"fingerprint", outcome.fingerprint},
+               {"cached", outcome.cached},
+               {"error", errorAsJson(outcome.error)}});
+  } else if (outcome.success) {
+    std::cout << outcome.fingerprint << (outcome.cached ? "  (cached)" : "  (from the service)")
+              << std::endl;
+  } else {
+    printDiagnostic(errorForPeople(outcome.error));
+  }
+}
+
+int reportNoAnswer(bool json) {
+  if (json) {
+    printJson({{"success", false},
+               {"fingerprint", ""},
+               {"cached", false},
+               {"error", {{"description", "no answer in time"}}}});
+  }
+  printDiagnostic("No answer in time.");
+  return kNoAnswerInTime;
+}
+
+}  // namespace
+
+int runFingerprint(const FingerprintOptions& options, HostPorts& host) {
+  // Shared, for the callback may come after this function has given up.
+  const auto waiter = std::make_shared<Waiter>();
+  const auto caller = std::this_thread::get_id();
+  ZORFingerPrint::sharedInstance()->getFingerprint(
+      [waiter, caller](bool success, const ZORFingerprintError& error,
+                       const std::string& fingerprint) {
+        // Only a cached value is handed over on the caller's own thread with success.
+        const bool cached = success && std::this_thread::get_id() == caller;
+        waiter->deliver({success, cached, error, fingerprint});
+      });
+  const auto outcome = waiter->wait(std::chrono::duration<double>(options.timeoutSeconds));
+  if (!outcome) return reportNoAnswer(options.json);
+  print(*outcome, options.json);
+  constexpr std::chrono::seconds kForTheBackupAddresses{2};
+  host.urlLoading().waitUntilIdle(kForTheBackupAddresses);
+  // Reading runs behind the records that wait to be written, so that they reach the file.
+  static_cast<void>(GetPingbackStore()->readStr());
+  return exitStatus(*outcome);
+}
+
+}  // namespace zor::cli

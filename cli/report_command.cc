@@ -1,0 +1,50 @@
+#include "cli/commands.h"
+#include "cli/exit_status.h"
+#include "cli/terminal.h"
+#include "collector/ZORDataCollector_mac.h"
+#include "collector/sealed_block.h"
+#include "literals/literals.h"
+
+namespace zor::cli {
+namespace {
+
+// Puts what the sealed block holds in its place; false when it cannot be opened.
+bool unseal(Json& report) {
+  Json& sealed = report[literals::kParamSealedBlockKey.str()];
+  const auto opened =
+      sealed.is_string() ? openSealedBlock(sealed.get<std::string>()) : std::nullopt;
+  if (!opened) return false;
+  sealed = *opened;
+  return true;
+}
+
+// A line for each entry, those of a dictionary below it.
+void addRows(const Json& dictionary, const std::string& indent,
+             std::vector<std::vector<std::string>>& rows) {
+  for (const auto& [key, value] : dictionary.items()) {
+    if (value.is_object() && !value.empty()) {
+      rows.push_back({indent + key, ""});
+      addRows(value, indent + "  ", rows);
+    } else {
+      rows.push_back({indent + key, shown(value)});
+    }
+  }
+}
+
+}  // namespace
+
+int runReport(const ReportOptions& options) {
+  Json report = ZORDataCollector_mac().collect();
+  const bool opened = !options.unseal || unseal(report);
+  if (options.json) {
+    printJson(report);
+  } else {
+    std::vector<std::vector<std::string>> rows;
+    addRows(report, "", rows);
+    printTable(rows);
+  }
+  if (!opened) printDiagnostic("The sealed block could not be opened.");
+  return opened ? kDone : kFailed;
+}
+
+}  // namespace zor::cli

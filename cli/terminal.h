@@ -1,0 +1,47 @@
+// Output for people: tables on standard output, progress and diagnostics on standard error.
+#ifndef ZOR_CLI_TERMINAL_H_
+#define ZOR_CLI_TERMINAL_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace zor::cli {
+
+// Prints rows as columns wide enough for their widest cell; the first row is the heading.
+void printTable(const std::vector<std::vector<std::string>>& rows);
+
+// Prints one line of compact JSON; ill-formed UTF-8 in it is replaced.
+void printJson(const Json& value);
+
+// `value` for people: a text as it is (control characters escaped), null as "-", the rest as JSON.
+std::string shown(const Json& value);
+
+// Prints "zorfp: " and `message` on standard error.
+void printDiagnostic(const std::string& message);
+
+// `milliseconds` with one decimal: "12.3 ms".
+std::string shownDuration(std::chrono::duration<double, std::milli> duration);
+
+// Tells a waiting person on a terminal that something is going on; silent elsewhere.
+class Progress {
+ public:
+  explicit Progress(std::string activity);
+  ~Progress();  // Wipes the line.
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  // Shows the time waited so far. Call it about once a second or more often.
+  void update();
+
+ private:
+  const std::string _activity;
+  const std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
+  const bool _onTerminal;
+};
+
+}  // namespace zor::cli
+
+#endif  // ZOR_CLI_TERMINAL_H_
