@@ -31,11 +31,11 @@ TEST(RegistryProbes, KeepTheKindsOfAPropertyApart) {
 TEST(RegistryProbes, EachReadsItsOwnPropertyOfItsOwnClass) {
   FakeMachine machine;
   auto& firmware = machine.registry.add("dmi");
-  firmware.properties = {{"product_uuid", std::string("uuid")},
-                         {"product_serial", std::string("serial")},
+  firmware.properties = {{"product_serial", std::string("serial")},
                          {"product_name", std::string("product")},
                          {"product_version", std::string("model")},
                          {"board_name", std::string("board")}};
+  machine.registry.add("machine").properties["hardware_uuid"] = std::string("uuid");
   machine.registry.add("bluetooth").properties = {{"name", std::string("Zoë")},
                                                   {"address", std::string("00:AA:01:00:00:00")}};
   EXPECT_EQ(getHardwareUDID(), "uuid");

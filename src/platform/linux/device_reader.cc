@@ -1,0 +1,118 @@
+#include "platform/linux/device_reader.h"
+
+#include <dirent.h>
+#include <limits.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <string_view>
+
+#include "literals/literals.h"
+#include "platform/linux/c_handles.h"
+#include "platform/linux/file_reading.h"
+#include "platform/linux/text_lines.h"
+#include "platform/probe_trace.h"
+#include "support/text.h"
+
+namespace zor {
+namespace {
+
+using Folder = std::unique_ptr<DIR, FreeWith<closedir>>;
+
+// Nothing that a device shows as an attribute is longer than a page.
+constexpr std::size_t kAttributeBytes = 4096;
+
+std::string devicePath(const std::string& folder, const std::string& name) {
+  char link[PATH_MAX];
+  const ssize_t size = ::readlink((folder + "/" + name).c_str(), link, sizeof link);
+  if (size <= 0) return folder + "/" + name;
+  return linkedPath(folder, std::string(link, static_cast<std::size_t>(size)));
+}
+
+std::vector<std::string> namesIn(DIR* folder) {
+  std::vector<std::string> names;
+  while (const dirent* entry = ::readdir(folder)) {
+    if (entry->d_name[0] != '.') names.emplace_back(entry->d_name);
+  }
+  return names;
+}
+
+std::vector<Device> devicesIn(const std::string& folder, DIR* opened) {
+  const auto names = namesIn(opened);
+  std::vector<Device> devices;
+  for (const std::string& name : names) {
+    devices.emplace_back(devicePath(folder, name),
+                         folder + (names.size() == 1 ? "/" + name : "/*"));
+  }
+  std::sort(devices.begin(), devices.end(),
+            [](const Device& left, const Device& right) { return left.path() < right.path(); });
+  return devices;
+}
+
+}  // namespace
+
+std::string linkedPath(const std::string& folder, const std::string& link) {
+  if (link.rfind("../", 0) != 0) return link.front() == '/' ? link : folder + "/" + link;
+  // Links of the kernel lead up to the root of sysfs and down from there.
+  return "/sys/" + link.substr(link.find_first_not_of("./"));
+}
+
+std::string eventVariable(const std::string& content, const std::string& name) {
+  for (const std::string_view line : lines(content)) {
+    const bool found = line.size() > name.size() && line.substr(0, name.size()) == name &&
+                       line[name.size()] == '=';
+    if (found) return std::string(line.substr(name.size() + 1));
+  }
+  return {};
+}
+
+std::string Device::name() const { return _path.substr(_path.rfind('/') + 1); }
+
+bool Device::exists() const { return ::access(_path.c_str(), F_OK) == 0; }
+
+std::string Device::type() const {
+  const auto event = readSmallFile(_path + "/uevent", kAttributeBytes, _label + "/uevent");
+  return event ? eventVariable(*event, literals::kDeviceTypeVariable.str()) : "";
+}
+
+std::optional<Device> Device::behind() const {
+  const std::string link = "/" + literals::kInterfacePlane.str();
+  if (::access((_path + link).c_str(), F_OK) != 0) return std::nullopt;
+  return Device(_path + link, _label + link);
+}
+
+std::optional<std::string> Device::attribute(const std::string& key) const {
+  auto text = readSmallFile(_path + "/" + key, kAttributeBytes, _label + "/" + key);
+  if (!text || !isValidUtf8(*text)) return std::nullopt;
+  text->erase(text->find_last_not_of('\n') + 1);
+  return text;
+}
+
+std::optional<std::vector<Device>> devicesOf(const std::string& classOrBus) {
+  for (const std::string& folder :
+       {"/sys/class/" + classOrBus, "/sys/bus/" + classOrBus + "/devices"}) {
+    const Folder opened(::opendir(folder.c_str()));
+    const int error = opened ? 0 : errno;
+    if (error != ENOENT) noteProbeSource(folder);
+    if (opened) return devicesIn(folder, opened.get());
+    if (error == EACCES || error == EPERM) {
+      noteProbeDenied(folder);
+      return std::nullopt;
+    }
+  }
+  noteProbeSource("/sys/class/" + classOrBus);
+  return std::vector<Device>();
+}
+
+std::optional<std::vector<Device>> interfacesBackedByDevices() {
+  auto devices = devicesOf(literals::kInterfaceClass.str());
+  if (!devices) return std::nullopt;
+  devices->erase(std::remove_if(devices->begin(), devices->end(),
+                                [](const Device& device) { return !device.behind(); }),
+                 devices->end());
+  return devices;
+}
+
+}  // namespace zor

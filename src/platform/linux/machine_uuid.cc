@@ -1,0 +1,91 @@
+#include "platform/linux/machine_uuid.h"
+
+#include <nettle/hmac.h>
+
+#include <algorithm>
+
+#include "literals/literals.h"
+#include "platform/linux/file_reading.h"
+
+namespace zor {
+namespace {
+
+int digitValue(char digit) {
+  if (digit >= '0' && digit <= '9') return digit - '0';
+  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+  return -1;
+}
+
+std::string_view withoutLineEnd(std::string_view text) {
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
+  return text;
+}
+
+bool isDashPlace(std::size_t place) {
+  return place == 8 || place == 13 || place == 18 || place == 23;
+}
+
+std::string uuidText(const std::uint8_t* bytes) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  for (std::size_t index = 0; index < 16; ++index) {
+    if (isDashPlace(text.size())) text += '-';
+    text += kDigits[bytes[index] >> 4];
+    text += kDigits[bytes[index] & 15];
+  }
+  return text;
+}
+
+}  // namespace
+
+std::optional<MachineId> machineIdFromText(std::string_view content) {
+  const std::string_view text = withoutLineEnd(content);
+  MachineId id;
+  if (text.size() != 2 * id.size()) return std::nullopt;
+  for (std::size_t index = 0; index < id.size(); ++index) {
+    const int high = digitValue(text[2 * index]);
+    const int low = digitValue(text[2 * index + 1]);
+    if (high < 0 || low < 0) return std::nullopt;
+    id[index] = static_cast<std::uint8_t>(high << 4 | low);
+  }
+  if (id == MachineId{}) return std::nullopt;
+  return id;
+}
+
+std::string machineUuid(const MachineId& id) {
+  const std::string message = literals::kMachineIdMessage.str();
+  hmac_sha256_ctx context;
+  hmac_sha256_set_key(&context, id.size(), id.data());
+  hmac_sha256_update(&context, message.size(),
+                     reinterpret_cast<const std::uint8_t*>(message.data()));
+  std::uint8_t bytes[16];
+  hmac_sha256_digest(&context, sizeof bytes, bytes);
+  bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);
+  bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
+  return uuidText(bytes);
+}
+
+std::optional<std::string> firmwareUuid(std::string_view content) {
+  std::string text;
+  for (const char character : withoutLineEnd(content)) {
+    const bool dashDue = isDashPlace(text.size());
+    if (dashDue ? character != '-' : digitValue(character) < 0) return std::nullopt;
+    text += character >= 'a' ? static_cast<char>(character - 'a' + 'A') : character;
+  }
+  if (text.size() != 36) return std::nullopt;
+  const bool filler = text.find_first_not_of("0-") == std::string::npos ||
+                      text.find_first_not_of("F-") == std::string::npos;
+  if (filler) return std::nullopt;
+  return text;
+}
+
+std::optional<std::string> hardwareUuid() {
+  const auto machineIdFile = readSmallFile(literals::kMachineIdPath.str());
+  const auto id = machineIdFile ? machineIdFromText(*machineIdFile) : std::nullopt;
+  if (id) return machineUuid(*id);
+  const auto firmware = readSmallFile(literals::kFirmwareUUIDPath.str());
+  return firmware ? firmwareUuid(*firmware) : std::nullopt;
+}
+
+}  // namespace zor

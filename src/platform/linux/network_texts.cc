@@ -1,0 +1,99 @@
+#include "platform/linux/network_texts.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+#include "literals/literals.h"
+#include "platform/linux/text_lines.h"
+
+namespace zor {
+namespace {
+
+// Columns of the kernel's tables.
+constexpr std::size_t kRouteColumns = 8;
+constexpr std::size_t kNameColumn = 0;
+constexpr std::size_t kDestinationColumn = 1;
+constexpr std::size_t kFlagsColumn = 3;
+constexpr std::size_t kMetricColumn = 6;
+constexpr std::size_t kMaskColumn = 7;
+constexpr std::size_t kSixthVersionColumns = 10;
+constexpr std::size_t kSixthVersionPrefixColumn = 1;
+constexpr std::size_t kSixthVersionMetricColumn = 5;
+constexpr std::size_t kSixthVersionFlagsColumn = 8;
+constexpr std::size_t kSixthVersionNameColumn = 9;
+
+constexpr std::uint32_t kRouteUp = 0x1;
+constexpr std::uint32_t kRouteRefuses = 0x200;
+
+std::uint32_t number(std::string_view text, int base) {
+  std::uint32_t value = 0;
+  std::from_chars(text.data(), text.data() + text.size(), value, base);
+  return value;
+}
+
+struct Route {
+  std::string_view interfaceName;
+  std::uint32_t metric = 0;
+};
+
+std::optional<Route> defaultRoute(const std::vector<std::string_view>& row) {
+  const bool isDefault = row.size() >= kRouteColumns && row[kDestinationColumn] == "00000000" &&
+                         row[kMaskColumn] == "00000000";
+  if (!isDefault) return std::nullopt;
+  const std::uint32_t flags = number(row[kFlagsColumn], 16);
+  if ((flags & kRouteUp) == 0 || (flags & kRouteRefuses) != 0) return std::nullopt;
+  return Route{row[kNameColumn], number(row[kMetricColumn], 10)};
+}
+
+std::optional<Route> defaultRouteOfSixthVersion(const std::vector<std::string_view>& row) {
+  const bool isDefault = row.size() >= kSixthVersionColumns &&
+                         row[kSixthVersionPrefixColumn] == "00" &&
+                         row.front().find_first_not_of('0') == std::string_view::npos;
+  if (!isDefault) return std::nullopt;
+  const std::uint32_t flags = number(row[kSixthVersionFlagsColumn], 16);
+  if ((flags & kRouteUp) == 0 || (flags & kRouteRefuses) != 0) return std::nullopt;
+  return Route{row[kSixthVersionNameColumn], number(row[kSixthVersionMetricColumn], 16)};
+}
+
+template <typename RouteOfRow>
+std::optional<std::string> bestInterface(std::string_view table, RouteOfRow routeOfRow) {
+  std::optional<Route> best;
+  for (const std::string_view line : lines(table)) {
+    const std::optional<Route> route = routeOfRow(words(line));
+    if (route && (!best || route->metric < best->metric)) best = route;
+  }
+  if (!best) return std::nullopt;
+  return std::string(best->interfaceName);
+}
+
+}  // namespace
+
+DesignatedInterfaces designatedAmong(std::vector<BackedInterface> interfaces) {
+  std::sort(interfaces.begin(), interfaces.end(),
+            [](const auto& left, const auto& right) { return left.index < right.index; });
+  DesignatedInterfaces designated;
+  for (const BackedInterface& interface : interfaces) {
+    if (interface.wireless && !designated.second) designated.second = interface.name;
+    if (!interface.wired) continue;
+    auto& place = designated.first ? designated.third : designated.first;
+    if (!place) place = interface.name;
+  }
+  return designated;
+}
+
+std::optional<std::string> defaultRouteInterface(std::string_view routes,
+                                                 std::string_view routesOfSixthVersion) {
+  auto name = bestInterface(routes, defaultRoute);
+  return name ? name : bestInterface(routesOfSixthVersion, defaultRouteOfSixthVersion);
+}
+
+bool namesServer(std::string_view configuration) {
+  for (const std::string_view line : lines(configuration)) {
+    const auto row = words(line);
+    if (row.size() >= 2 && row.front() == literals::kResolverServerWord.view()) return true;
+  }
+  return false;
+}
+
+}  // namespace zor

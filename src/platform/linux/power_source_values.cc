@@ -1,0 +1,59 @@
+#include "platform/linux/power_source_values.h"
+
+#include <algorithm>
+
+#include "literals/literals.h"
+#include "support/text.h"
+
+namespace zor {
+namespace {
+
+// `now` in percent of `full`, rounded down as the kernel's drivers do.
+std::optional<std::int64_t> percentOf(const SupplyAttribute& attribute, const std::string& now,
+                                      const std::string& full) {
+  const std::int64_t fullAmount = longLongValue(attribute(full).value_or(""));
+  const auto amount = attribute(now);
+  if (fullAmount <= 0 || !amount) return std::nullopt;
+  const double percent =
+      100.0 * static_cast<double>(longLongValue(*amount)) / static_cast<double>(fullAmount);
+  return static_cast<std::int64_t>(std::clamp(percent, 0.0, 100.0));
+}
+
+std::optional<std::int64_t> chargePercent(const SupplyAttribute& attribute) {
+  if (const auto shown = attribute(literals::kPowerFirstNumberKey.str())) {
+    return longLongValue(*shown);
+  }
+  const auto energy = percentOf(attribute, literals::kPowerEnergyNowProperty.str(),
+                                literals::kPowerEnergyFullProperty.str());
+  return energy ? energy
+                : percentOf(attribute, literals::kPowerChargeNowProperty.str(),
+                            literals::kPowerChargeFullProperty.str());
+}
+
+}  // namespace
+
+bool isMachinePowerSource(const SupplyAttribute& attribute) {
+  const auto type = attribute(literals::kPowerUnusedKey.str());
+  const bool feeds = type && (*type == literals::kPowerBatteryType.view() ||
+                              *type == literals::kPowerUPSType.view());
+  return feeds &&
+         attribute(literals::kPowerScopeProperty.str()) != literals::kPowerDeviceScope.str() &&
+         attribute(literals::kPowerPresentProperty.str()) != "0";
+}
+
+std::optional<PowerSourceDescription> powerSourceDescription(const std::string& name,
+                                                             const SupplyAttribute& attribute) {
+  const auto percent = chargePercent(attribute);
+  const auto state = attribute(literals::kPowerFirstTextKey.str());
+  if (!percent && !state) return std::nullopt;
+  PowerSourceDescription description;
+  if (percent) {
+    description[literals::kPowerFirstNumberKey.str()] = *percent;
+    description[literals::kPowerSecondNumberKey.str()] = std::int64_t{100};
+  }
+  if (state) description[literals::kPowerFirstTextKey.str()] = *state;
+  description[literals::kPowerSecondTextKey.str()] = name;
+  return description;
+}
+
+}  // namespace zor

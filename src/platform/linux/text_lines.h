@@ -1,0 +1,35 @@
+// Lines and words of text files.
+#ifndef ZOR_PLATFORM_LINUX_TEXT_LINES_H_
+#define ZOR_PLATFORM_LINUX_TEXT_LINES_H_
+
+#include <string_view>
+#include <vector>
+
+namespace zor {
+
+// `text` without white space at both ends.
+inline std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view kWhiteSpace = " \t\r\n";
+  const auto start = text.find_first_not_of(kWhiteSpace);
+  if (start == std::string_view::npos) return {};
+  return text.substr(start, text.find_last_not_of(kWhiteSpace) - start + 1);
+}
+
+// The pieces between any of `separators`, empty ones left out.
+inline std::vector<std::string_view> pieces(std::string_view text, std::string_view separators) {
+  std::vector<std::string_view> found;
+  while (true) {
+    const auto start = text.find_first_not_of(separators);
+    if (start == std::string_view::npos) return found;
+    text.remove_prefix(start);
+    found.push_back(text.substr(0, text.find_first_of(separators)));
+    text.remove_prefix(found.back().size());
+  }
+}
+
+inline std::vector<std::string_view> lines(std::string_view text) { return pieces(text, "\n"); }
+inline std::vector<std::string_view> words(std::string_view text) { return pieces(text, " \t"); }
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_LINUX_TEXT_LINES_H_

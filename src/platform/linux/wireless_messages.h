@@ -1,0 +1,51 @@
+// The kernel's messages about wireless interfaces (nl80211), as functions of their bytes.
+#ifndef ZOR_PLATFORM_LINUX_WIRELESS_MESSAGES_H_
+#define ZOR_PLATFORM_LINUX_WIRELESS_MESSAGES_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/netlink.h"
+
+namespace zor {
+
+struct WirelessInterface {
+  std::uint32_t index = 0;
+  std::string name;
+  bool station = false;      // Joins networks, rather than offering one or listening.
+  std::optional<Data> ssid;  // Some kernels leave it out where another program joined.
+};
+
+struct Association {
+  std::optional<Data> ssid;
+  std::optional<Data> accessPoint;
+};
+
+struct StationSignal {
+  std::optional<Data> accessPoint;
+  std::int64_t dbm = 0;
+};
+
+// Each takes the payload of one message of a table. nullopt: a wireless device without an interface
+// (peer-to-peer management), a network seen but not joined, a station without a signal, damage.
+std::optional<WirelessInterface> wirelessInterfaceFromMessage(Bytes payload);
+std::optional<Association> associationFromMessage(Bytes payload);
+std::optional<StationSignal> stationSignalFromMessage(Bytes payload);
+
+// The number that the kernel gave to a generic family, out of its answer.
+std::optional<std::uint16_t> familyNumberFromMessage(Bytes payload);
+
+// The first station by index, else the first interface of any kind.
+std::optional<WirelessInterface> defaultAmong(const std::vector<WirelessInterface>& interfaces);
+
+// A network's name: UTF-8 as it is, anything else as Windows Latin 1. nullopt for a hidden name
+// (nothing, or zeros).
+std::optional<std::string> networkName(const Data& ssid);
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_LINUX_WIRELESS_MESSAGES_H_
