@@ -1,0 +1,52 @@
+// A shared object as it lies in this process, and its file.
+#ifndef ZOR_PLATFORM_LINUX_LOADED_OBJECT_H_
+#define ZOR_PLATFORM_LINUX_LOADED_OBJECT_H_
+
+#include <link.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/linux/file_io.h"
+
+namespace zor {
+
+// Valid while the object stays loaded. Confined to the thread that uses it.
+class LoadedObject {
+ public:
+  // The object that the process has under `soname`; nullopt when it has none. Loads nothing.
+  static std::optional<LoadedObject> find(const char* soname);
+
+  // Whether `address` lies in one of its segments.
+  bool contains(const void* address) const;
+
+  // Its own definition of `name`, whatever other objects put before it; null when it has none.
+  const void* ownDefinition(const char* name) const;
+
+  // Whether the code at `address` differs from the file. nullopt: that cannot be told, as when the
+  // file was replaced by an update since it was loaded.
+  std::optional<bool> differsFromFile(const void* address, std::size_t size) const;
+
+ private:
+  struct Segment {
+    ElfW(Addr) start = 0;
+    ElfW(Phdr) header = {};
+  };
+
+  LoadedObject() = default;
+  const Segment* segmentOf(const void* address) const;
+  bool isFileOfThisObject() const;
+
+  std::vector<Segment> _segments;
+  std::vector<Segment> _notes;
+  std::string _soname;
+  FileDescriptor _file;
+};
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_LINUX_LOADED_OBJECT_H_

@@ -1,0 +1,70 @@
+// Prints what every probe tells of this machine, one line each, with the sources and the time.
+#include <ZORFingerPrint/ZORProbes.h>
+
+#include <chrono>
+#include <cstdio>
+
+#include "platform/ports.h"
+#include "platform/probe_trace.h"
+
+namespace zor {
+namespace {
+
+template <typename Value>
+Json shown(const std::optional<Value>& value) {
+  return value ? Json(*value) : Json();
+}
+template <typename Value>
+Json shown(const Value& value) {
+  return value;
+}
+
+template <typename Probe>
+void dump(const char* name, Probe probe) {
+  const ProbeTrace trace;
+  const auto start = std::chrono::steady_clock::now();
+  const Json value = shown(probe());
+  const std::chrono::duration<double, std::micro> time = std::chrono::steady_clock::now() - start;
+  std::printf("%-24s %6.0f us  %s  [%s]%s\n", name, time.count(),
+              value.dump(-1, ' ', false, Json::error_handler_t::replace).c_str(),
+              trace.sources().c_str(), trace.denied() ? " DENIED" : "");
+}
+
+std::vector<std::int64_t> integritySignal() {
+  const auto signal = ports().integrity.signal();
+  return {signal.foreignAddress, signal.changedCode};
+}
+
+}  // namespace
+}  // namespace zor
+
+int main() {
+  zor::ports().integrity.enable();
+#define ZOR_DUMP(probe) zor::dump(#probe, zor::probe)
+  ZOR_DUMP(getKernalVersion);
+  ZOR_DUMP(getMemorySize);
+  ZOR_DUMP(getProductName);
+  ZOR_DUMP(getModel);
+  ZOR_DUMP(getCpuCount);
+  ZOR_DUMP(getCPUBrand);
+  ZOR_DUMP(getUSBDevices);
+  ZOR_DUMP(getStorageSize);
+  ZOR_DUMP(getPowerInfo);
+  ZOR_DUMP(getBluetoothDeviceName);
+  ZOR_DUMP(getWiFiInfo);
+  ZOR_DUMP(getSystemVersion);
+  ZOR_DUMP(getPaths);
+  ZOR_DUMP(getDnsServer);
+  ZOR_DUMP(getIPAddresses);
+  ZOR_DUMP(integritySignal);
+  ZOR_DUMP(getMacAddress);
+  ZOR_DUMP(getBluetoothAddress);
+  ZOR_DUMP(getHardwareUDID);
+  ZOR_DUMP(getHardwareSerialNumber);
+  ZOR_DUMP(getDeviceName);
+  ZOR_DUMP(getProcessName);
+  ZOR_DUMP(getProcessUniqueString);
+  ZOR_DUMP(getProcessId);
+  ZOR_DUMP(getSystemUptime);
+#undef ZOR_DUMP
+}
