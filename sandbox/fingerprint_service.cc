@@ -23,8 +23,9 @@ struct FingerprintRequest {
 };
 
 std::optional<FingerprintRequest> readRequest(const std::string& body) {
-  const Json content = Json::parse(body, nullptr, false);
-  if (!content.is_object()) return std::nullopt;
+  const auto json = readJson(body);
+  if (!json || !json->is_object()) return std::nullopt;
+  const Json& content = *json;
   const auto text = [&content](std::string_view key) -> std::optional<std::string> {
     const auto entry = content.find(std::string(key));
     if (entry == content.end() || !entry->is_string()) return std::nullopt;
@@ -110,10 +111,10 @@ ServiceAnswer answerFingerprintRequest(const SandboxSettings& settings, const st
   if (!request) return notUnderstood(kBadRequest, "body without the five texts");
   if (!isSigned(*request)) return refusal(kStatusWrongSignature, "the signature is wrong");
   const auto text = decodeBase64(request->environment);
-  const Json report = text ? Json::parse(*text, nullptr, false) : Json();
-  if (!report.is_object())
+  const auto report = text ? readJson(*text) : std::nullopt;
+  if (!report || !report->is_object())
     return refusal(kStatusUnreadableReport, "the report is no JSON in base64");
-  return issue(settings, report);
+  return issue(settings, *report);
 }
 
 }  // namespace zor::sandbox

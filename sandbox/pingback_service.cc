@@ -41,8 +41,9 @@ ServiceAnswer answerPingback(const std::string& method, const std::string& body)
   }
   const std::string_view prefix = literals::kPingbackBodyPrefix.view();
   if (body.compare(0, prefix.size(), prefix) != 0) return badUpload(kBadRequest, "no prefix");
-  const Json records = Json::parse(body.substr(prefix.size()), nullptr, false);
-  if (!records.is_array()) return badUpload(kBadRequest, "no JSON array");
+  const auto json = readJson(std::string_view(body).substr(prefix.size()));
+  if (!json || !json->is_array()) return badUpload(kBadRequest, "no JSON array");
+  const Json& records = *json;
   ServiceAnswer answer;
   answer.details = {{"records", records}};
   for (std::size_t index = 0; index < records.size(); ++index) {

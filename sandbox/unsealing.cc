@@ -6,6 +6,7 @@
 
 #include "literals/literals.h"
 #include "sandbox/service_crypto.h"
+#include "sandbox/services.h"
 #include "support/text.h"
 
 namespace zor::sandbox {
@@ -100,8 +101,8 @@ std::optional<UnsealedIdentity> unsealIdentity(
     const auto clear = openZeroFilled(blockKey(bundleVersion, identifier, version),
                                       literals::kSealVector.view(), *sealed);
     if (!clear) continue;
-    Json identity = Json::parse(*clear, nullptr, false);
-    if (isIdentity(identity)) return UnsealedIdentity{std::move(identity), bundleVersion};
+    const auto identity = readJson(*clear);
+    if (identity && isIdentity(*identity)) return UnsealedIdentity{*identity, bundleVersion};
   }
   return std::nullopt;
 }

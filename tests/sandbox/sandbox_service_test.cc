@@ -177,6 +177,8 @@ TEST_F(SandboxServiceTest, PingbackUploadMustHaveThePrefixAndNineEntriesARecord)
   EXPECT_EQ(_client->post(url, prefix + Json::array({record, record}).dump()).status, 200);
   EXPECT_THAT(_service.pingbackRecords(), SizeIs(2));
   EXPECT_EQ(_client->post(url, Json::array({record}).dump()).status, 400);
+  const std::string nested = std::string(99999, '[') + std::string(99999, ']');
+  EXPECT_EQ(_client->post(url, prefix + nested).status, 400);
   record["pbErrorClass"] = "1";
   EXPECT_EQ(_client->post(url, prefix + Json::array({record}).dump()).status, 400);
 }
