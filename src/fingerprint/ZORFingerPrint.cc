@@ -48,7 +48,8 @@ std::optional<std::string> environmentReport() {
 }  // namespace
 
 // Threads: callable from any. Completions hold it weakly.
-class ZORFingerPrint::Implementation final : public std::enable_shared_from_this<Implementation> {
+class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
+    : public std::enable_shared_from_this<Implementation> {
  public:
   // What a caller gets to see of the cache.
   struct Look {

@@ -1,0 +1,266 @@
+#include <ZORFingerPrint/ZORFingerPrint.h>
+#include <ZORFingerPrint/ZORFingerPrintC.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "crypto/request_signature.h"
+#include "fingerprint/dfp_cache.h"
+#include "fingerprint/slot_keys.h"
+#include "support/json_codec.h"
+#include "support/text.h"
+#include "tests/fakes/child_process.h"
+#include "tests/transport/scripted_network.h"
+
+namespace zor {
+namespace {
+
+using testing::CompletionsHeld;
+using testing::ScriptedNetwork;
+using testing::ScriptedURLLoading;
+
+std::string accepted(const std::string& fingerprint, int lifetimeSeconds = 100) {
+  const Json data = {{literals::kAnswerFingerprintKey.str(), fingerprint},
+                     {literals::kAnswerExpiryKey.str(), 1},
+                     {literals::kAnswerLifetimeKey.str(), lifetimeSeconds}};
+  return Json({{literals::kAnswerStatusKey.str(), 0}, {literals::kAnswerDataKey.str(), data}})
+      .dump();
+}
+
+void serve(ScriptedNetwork& network, const std::string& body, int status = 200) {
+  network.set(literals::kFingerprintURL.str(), ScriptedURLLoading::status(status, body));
+}
+
+std::string refusal() { return Json({{literals::kAnswerStatusKey.str(), 7}}).dump(); }
+
+class FacadeTest : public ::testing::Test {
+ protected:
+  std::vector<URLRequest> requests() {
+    std::vector<URLRequest> sent;
+    for (const URLRequest& request : network.machine.urlLoading.requests()) {
+      if (request.url == literals::kFingerprintURL.view()) sent.push_back(request);
+    }
+    return sent;
+  }
+  // Notes the outcomes in the order of the calls.
+  ZORFingerprintCallback noting(const std::string& name) {
+    return [this, name](bool success, const ZORFingerprintError&, const std::string& fingerprint) {
+      outcomes.push_back(name + (success ? " " : " failed ") + fingerprint);
+    };
+  }
+  void putValid(const std::string& fingerprint) {
+    storeFingerprint({{literals::kAnswerFingerprintKey.str(), fingerprint},
+                      {literals::kAnswerLifetimeKey.str(), 100}});
+  }
+
+  ScriptedNetwork network;
+  std::vector<std::string> outcomes;
+  std::shared_ptr<ZORFingerPrint> facade = ZORFingerPrint::create();
+};
+
+TEST_F(FacadeTest, CallersShareTheRequestInFlightAndHearInOrder) {
+  serve(network, accepted("fp-1"));
+  {
+    const CompletionsHeld held;
+    EXPECT_EQ(facade->getFingerprint(noting("a")), "");
+    EXPECT_EQ(facade->getFingerprint(), "");
+    EXPECT_EQ(facade->getFingerprint(noting("b")), "");
+  }
+  ScriptedNetwork::drain();
+  EXPECT_EQ(outcomes, (std::vector<std::string>{"a fp-1", "b fp-1"}));
+  EXPECT_EQ(requests().size(), 1U);
+
+  EXPECT_EQ(facade->getFingerprint(noting("hit")), "fp-1");
+  EXPECT_EQ(outcomes.back(), "hit fp-1");
+  network.machine.clock.advance(100.5);
+  EXPECT_EQ(facade->getFingerprint(), "");
+  ScriptedNetwork::drain();
+  EXPECT_EQ(requests().size(), 2U);
+}
+
+TEST_F(FacadeTest, AHundredThreadsMakeOneRequestAndEachCallbackRunsOnce) {
+  serve(network, accepted("fp"));
+  std::atomic<int> calls[100] = {};
+  {
+    const CompletionsHeld held;
+    std::vector<std::thread> threads;
+    for (int index = 0; index < 100; ++index) {
+      threads.emplace_back([this, index, &calls] {
+        if (index % 3 == 0) return static_cast<void>(facade->getFingerprint());
+        facade->getFingerprint([index, &calls](bool success, const auto&, const auto&) {
+          calls[index] += success ? 1 : 100;
+        });
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+  }
+  ScriptedNetwork::drain();
+  EXPECT_EQ(requests().size(), 1U);
+  for (int index = 0; index < 100; ++index) EXPECT_EQ(calls[index], index % 3 == 0 ? 0 : 1);
+}
+
+TEST_F(FacadeTest, TheRequestCarriesTheSignedReport) {
+  serve(network, accepted("fp"));
+  facade->getFingerprint();
+  ScriptedNetwork::drain();
+  ASSERT_EQ(requests().size(), 1U);
+  const URLRequest request = requests().front();
+  EXPECT_EQ(request.timeoutSeconds, 10.0);
+  EXPECT_EQ(request.method, literals::kFingerprintMethod.view());
+  const Json body = Json::parse(request.body);
+  EXPECT_EQ(body.size(), 5U);
+  const std::string report = body.at(literals::kBodyEnvironmentKey.str());
+  EXPECT_EQ(body.at(literals::kBodySignatureKey.str()), calcSignature(report).value());
+  EXPECT_EQ(body.at(literals::kBodyFifthKey.str()), "");
+  EXPECT_EQ(Json::parse(ports().crypto.base64Decode(report).value()).size(), 23U);
+}
+
+TEST_F(FacadeTest, ACallbackMayAskAgainAndSeesTheNewFingerprint) {
+  serve(network, accepted("fp-new"));
+  std::string seen;
+  facade->getFingerprint([this, &seen](bool, const auto&, const auto&) {
+    seen = facade->getFingerprint(noting("again"));
+  });
+  ScriptedNetwork::drain();
+  EXPECT_EQ(seen, "fp-new");
+  EXPECT_EQ(outcomes, std::vector<std::string>{"again fp-new"});
+}
+
+TEST_F(FacadeTest, ACallbackThatThrowsTakesNoOtherWithIt) {
+  serve(network, accepted("fp"));
+  const auto throwing = [](bool, const auto&, const auto&) { throw 5; };
+  facade->getFingerprint(throwing);
+  facade->getFingerprint(noting("next"));
+  ScriptedNetwork::drain();
+  EXPECT_EQ(outcomes, std::vector<std::string>{"next fp"});
+  EXPECT_EQ(facade->getFingerprint(throwing), "fp");
+}
+
+TEST_F(FacadeTest, AFailureIsReportedAndTheNextCallerTriesAgain) {
+  serve(network, refusal());
+  ZORFingerprintError given;
+  facade->getFingerprint([&given](bool, const auto& error, const auto&) { given = error; });
+  ScriptedNetwork::drain();
+  EXPECT_EQ(std::get<Json>(given), Json::parse(refusal()));
+  std::vector<std::string> types;  // Of class 0; the backup list fails beside it.
+  for (const Json& record : Json::parse(GetPingbackStore()->readStr().value_or("[]"))) {
+    if (record.at(literals::kPingbackErrorClassKey.str()) != 0) continue;
+    types.push_back(record.at(literals::kPingbackErrorTypeKey.str()));
+  }
+  EXPECT_EQ(types, std::vector<std::string>{literals::kPingbackTypeRequestFailed.str()});
+
+  serve(network, accepted("fp"));
+  facade->getFingerprint(noting("second"));
+  ScriptedNetwork::drain();
+  EXPECT_EQ(outcomes, std::vector<std::string>{"second fp"});
+}
+
+TEST_F(FacadeTest, AnExpiredFingerprintIsForgottenBeforeTheRequest) {
+  putValid("old");
+  network.machine.clock.advance(101);
+  EXPECT_EQ(facade->getFingerprint(noting("a")), "");
+  ScriptedNetwork::drain();  // The service cannot be reached.
+  EXPECT_EQ(outcomes, std::vector<std::string>{"a failed "});
+  EXPECT_EQ(cachedFingerprint(), std::nullopt);
+}
+
+TEST_F(FacadeTest, ValidTimesWithoutAFingerprintAreASuccessWithNothingOnce) {
+  putValid("fp");
+  const std::string key = dfp_slot_key(literals::kFingerprintSlot.view());
+  network.machine.defaults.setObject(key, 12.0);
+  dfp_store_write(key, std::nullopt);
+  EXPECT_EQ(facade->getFingerprint(noting("a")), "");
+  EXPECT_EQ(outcomes, std::vector<std::string>{"a "});
+  EXPECT_TRUE(requests().empty());
+  EXPECT_TRUE(is_dfp_expired());
+}
+
+TEST_F(FacadeTest, AReleasedInstanceCallsNobody) {
+  serve(network, accepted("fp"));
+  {
+    const CompletionsHeld held;
+    facade->getFingerprint(noting("a"));
+    facade.reset();
+  }
+  ScriptedNetwork::drain();
+  EXPECT_TRUE(outcomes.empty());
+}
+
+TEST_F(FacadeTest, AnEmptyStorePathLeavesTheEarlierOneInForce) {
+  ZORConfig config;
+  config.setStorePath(network.machine.root + "/elsewhere");
+  ZORFingerPrint::setWithConfig(config);
+  for (const auto& path : {std::optional<std::string>(""), std::optional<std::string>()}) {
+    config.setStorePath(path);
+    ZORFingerPrint::setWithConfig(config);
+  }
+  EXPECT_EQ(storeFilePath(), network.machine.root + "/elsewhere/" + literals::kStoreFileName.str());
+}
+
+TEST_F(FacadeTest, ALogHandlerMayCallTheLibrary) {
+  std::atomic<int> lines{0};
+  ZORSetLogHandler([this, &lines](const std::string&) {
+    if (++lines == 1) facade->getFingerprint(noting("from the handler"));
+  });
+  facade->getFingerprint();  // Logs that the store file was created.
+  ScriptedNetwork::drain();
+  ZORSetLogHandler({});
+  EXPECT_GT(lines, 0);
+  EXPECT_EQ(outcomes, std::vector<std::string>{"from the handler failed "});
+}
+
+// The shared instance keeps the network of its first use: these run in processes of their own.
+
+TEST(SharedInstanceTest, TheChildOfAForkAsksAfreshAndLeavesTheParentsCallbacks) {
+  EXPECT_EQ(testing::inChildProcess([] {
+              ScriptedNetwork network;
+              serve(network, accepted("fp"));
+              std::atomic<int> parents{0};
+              int inChild = -1;
+              {
+                const CompletionsHeld held;
+                ZORFingerPrint::sharedInstance()->getFingerprint(
+                    [&parents](bool, const auto&, const auto&) { ++parents; });
+                inChild = testing::inChildProcess([&parents] {
+                  std::atomic<int> own{0};
+                  ZORFingerPrint::sharedInstance()->getFingerprint(
+                      [&own](bool success, const auto&, const auto&) { own += success ? 1 : 9; });
+                  ScriptedNetwork::drain();
+                  return parents == 0 && own == 1 ? 0 : 1;
+                });
+              }
+              ScriptedNetwork::drain();
+              return inChild == 0 && parents == 1 ? 0 : 1 + inChild;
+            }),
+            0);
+}
+
+TEST(SharedInstanceTest, TheCInterfaceTellsRefusalsFromFingerprints) {
+  EXPECT_EQ(testing::inChildProcess([] {
+              ScriptedNetwork network;
+              static std::string seen;
+              const auto note = [](void* context, int success, const zor_fingerprint_error* error,
+                                   const char* fingerprint) {
+                *static_cast<int*>(context) += 1;
+                seen += std::to_string(success) + fingerprint;
+                if (error != nullptr && error->domain == nullptr) seen += error->answer;
+              };
+              int calls = 0;
+              serve(network, refusal());
+              zor_fingerprint_free(zor_fingerprint_get(note, &calls));
+              ScriptedNetwork::drain();
+              serve(network, accepted("fp"));
+              zor_fingerprint_free(zor_fingerprint_get(nullptr, nullptr));
+              ScriptedNetwork::drain();
+              char* hit = zor_fingerprint_get(note, &calls);
+              const bool right =
+                  calls == 2 && std::string(hit) == "fp" && seen == "0" + refusal() + "1fp";
+              zor_fingerprint_free(hit);
+              return right ? 0 : 1;
+            }),
+            0);
+}
+
+}  // namespace
+}  // namespace zor
