@@ -221,7 +221,7 @@ int Transfer::handshakeShowsChain(X509_STORE_CTX* context, void* self) {
   Transfer& transfer = transferOf(self);
   const bool accepted = transfer.judge(X509_STORE_CTX_get0_untrusted(context));
   // curl asks for this result as well, and nothing has set it.
-  X509_STORE_CTX_set_error(context, accepted ? X509_V_OK : X509_V_ERR_APPLICATION_VERIFICATION);
+  X509_STORE_CTX_set_error(context, accepted ? X509_V_OK : X509_V_ERR_CERT_REJECTED);
   if (!accepted) return 0;
   transfer._judgedConnection = static_cast<const SSL*>(
       X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
