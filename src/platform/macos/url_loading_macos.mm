@@ -117,7 +117,7 @@ bool isHttps(NSURL* url) {
 }
 
 // nil: the URL is none.
-NSURLRequest* requestFromRequest(const URLRequest& request) {
+NSURLRequest* foundationRequest(const URLRequest& request) {
   NSString* text = foundationString(request.url);
   NSURL* url = text == nil ? nil : [NSURL URLWithString:text];
   NSString* method = foundationString(request.method);
@@ -292,7 +292,7 @@ class MacURLSession final : public URLSession {
       ZORURLExchange* exchange = [[ZORURLExchange alloc] initWithDelegate:_delegate
                                                                     queue:_queue
                                                                completion:std::move(completion)];
-      NSURLRequest* converted = requestFromRequest(request);
+      NSURLRequest* converted = foundationRequest(request);
       if (converted == nil || !isHttps(converted.URL)) {
         const auto code = converted == nil ? URLErrorCode::badURL : URLErrorCode::unsupportedURL;
         [exchange finishWithResponse:nil error:errorWithCode(code)];
