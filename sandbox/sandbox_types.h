@@ -148,7 +148,8 @@ struct SandboxSettings {
   // Bundle identifier to bundle version, which the block key needs and the report does not carry.
   std::map<std::string, std::string> bundleVersions = {};
 
-  std::int64_t expirySeconds = 30 * 86400;  // From the answer to the fingerprint's expiry.
+  std::int64_t expirySeconds =
+      std::int64_t{30} * 86400;  // From the answer to the fingerprint's expiry.
   std::int64_t lifetimeSeconds = 86400;
   std::function<std::chrono::system_clock::time_point()> now = std::chrono::system_clock::now;
 
