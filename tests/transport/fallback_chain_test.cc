@@ -1,0 +1,260 @@
+// The whole chain over TLS, counted by what the services received.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <thread>
+
+#include "literals/literals.h"
+#include "pingback/ZORSecPingback.h"
+#include "pingback/ZORSecPingbackStore.h"
+#include "platform/linux/linux_ports.h"
+#include "platform/linux/url_loading_linux.h"
+#include "sandbox/sandbox_service.h"
+#include "support/operation_queue.h"
+#include "support/text.h"
+#include "tests/fakes/fake_ports.h"
+#include "transport/ZORDing.h"
+#include "transport/ZORHTTPDNSManager.h"
+#include "transport/ZORHttpsURLSession.h"
+
+namespace zor {
+namespace {
+
+using sandbox::Certificate;
+using sandbox::Ending;
+using sandbox::Route;
+using sandbox::SandboxService;
+using sandbox::Script;
+
+constexpr char kServiceHost[] = "fingerprint.localhost";
+constexpr char kServiceAddress[] = "127.53.21.1";
+constexpr char kBackupAddress[] = "127.53.30.1";
+constexpr char kBackupKey[] = "com.tidewater.dfpo08cefd3";
+constexpr int kUntrusted = static_cast<int>(URLErrorCode::serverCertificateUntrusted);
+
+struct Outcome {
+  bool arrived = false;
+  int status = 0;  // 0: no response.
+  std::int64_t error = 0;
+};
+
+// A fake machine with a real network, on which the sandbox is every service.
+class FallbackChain : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto problem = service.start();
+    ASSERT_FALSE(problem.has_value()) << *problem;
+    ::setenv("SSL_CERT_FILE", service.caFile().c_str(), 1);
+    startOver();
+  }
+  void TearDown() override { ::unsetenv("SSL_CERT_FILE"); }
+
+  // Every route answers, and nothing was received. The backup list that is fetched beside each
+  // request changes nothing, whenever it arrives.
+  void startOver() {
+    service.closeConnections();
+    service.clearReceived();
+    service.clearScripts();
+    for (const Route route : {Route::name, Route::address, Route::backupAddress}) {
+      service.script({.route = route}, {.status = 200, .body = "answer"});
+    }
+    service.script({.route = Route::backupService}, {.status = 200, .body = "[]"});
+  }
+
+  // A library of its own over this machine, whose connections go where `connectTo` says first.
+  struct Library {
+    Library(FallbackChain& test, std::vector<std::string> connectTo)
+        : loading(makeLinuxURLLoading({std::move(connectTo)})),
+          scope(PortSet{test.machine.registry, test.machine.powerSources, test.machine.system,
+                        test.machine.network, test.machine.wifi, test.machine.integrity,
+                        test.machine.bundle, test.machine.defaults, test.machine.pasteboards,
+                        linuxArchivePort(), test.machine.files, linuxCryptoPort(),
+                        test.machine.clock, test.machine.random, test.machine.log, *loading}),
+          environment(test.machine.bundle) {}
+
+    const std::unique_ptr<URLLoadingPort> loading;
+    const ScopedPorts scope;
+    const ScopedPingbackEnvironment environment;
+    const ScopedPingbackStore pingbacks;
+    const ScopedHTTPDNSManager resolver{ZORHTTPDNSManager::create()};
+    const std::shared_ptr<ZORDing> runner = ZORDing::create();
+  };
+
+  std::vector<std::string> connectTo(std::vector<std::string> first) {
+    const auto all = service.connectTo();
+    first.insert(first.end(), all.begin(), all.end());
+    return first;
+  }
+
+  Outcome perform(const std::vector<std::string>& connectFirst = {}) {
+    const Library library(*this, connectTo(connectFirst));
+    return perform(*library.runner);
+  }
+
+  Outcome perform(ZORDing& runner) {
+    URLRequest request;
+    request.url = literals::kFingerprintURL.str();
+    request.method = "POST";
+    request.body = utf8Bytes("secret");
+    request.timeoutSeconds = 20;
+    Outcome outcome;
+    runner.performRequest(request, [&](const auto&, const auto& response, const auto& error) {
+      const MutexLock lock(mutex);
+      EXPECT_FALSE(outcome.arrived);
+      outcome.arrived = true;
+      outcome.status = response ? response->statusCode : 0;
+      outcome.error = error ? error->code : 0;
+      done.notifyAll();
+    });
+    const MutexLock lock(mutex);
+    while (!outcome.arrived) done.wait(mutex);
+    return outcome;
+  }
+
+  void keepBackupAddress() {
+    machine.defaults.setObject(kBackupKey, std::string(R"({"backuplist":{"pool":[{"ip":[")") +
+                                               kBackupAddress + R"("]}]}})");
+  }
+
+  // How many requests reached the service by each route of the chain.
+  std::vector<std::size_t> received() {
+    std::vector<std::size_t> counts;
+    for (const Route route :
+         {Route::name, Route::bootstrap, Route::query, Route::address, Route::backupAddress}) {
+      counts.push_back(service.received(route).size());
+    }
+    return counts;
+  }
+
+  SandboxService service;
+  testing::FakeMachine machine;
+  Mutex mutex;
+  ConditionVariable done;
+};
+
+using Counts = std::vector<std::size_t>;
+
+TEST_F(FallbackChain, ADeadNameLeadsToAnAddressFromHttpDns) {
+  const struct {
+    const char* sentence;
+    std::vector<std::string> connectTo;
+    Script script;
+    std::size_t byName;
+  } rows[] = {
+      {"unresolvable", {"fingerprint.localhost:8443:nowhere.invalid:8443"}, {}, 0},
+      {"refusing", {"fingerprint.localhost:8443:127.0.0.1:1"}, {}, 0},
+      {"resetting", {}, {.ending = Ending::resetHandshake}, 0},
+      {"for another name", {}, {.certificate = Certificate::wrongName}, 0},
+      {"of an attacker", {}, {.certificate = Certificate::attacker}, 0},
+      {"expired", {}, {.certificate = Certificate::expired}, 0},
+      {"signed by itself", {}, {.certificate = Certificate::selfSigned}, 0},
+      {"of an unknown root", {}, {.certificate = Certificate::unknownRoot}, 0},
+      {"answering 500", {}, {.status = 500}, 2},
+  };
+  for (const auto& row : rows) {
+    startOver();
+    service.script({.route = Route::name}, row.script);
+    const Outcome outcome = perform(row.connectTo);
+    EXPECT_EQ(outcome.status, 200) << row.sentence;
+    EXPECT_EQ(received(), (Counts{row.byName, 1, 1, 1, 0})) << row.sentence;
+    const auto byAddress = service.received(Route::address);
+    ASSERT_EQ(byAddress.size(), 1U) << row.sentence;
+    EXPECT_EQ(byAddress[0].host, std::string(kServiceAddress) + ":8443") << row.sentence;
+    EXPECT_EQ(byAddress[0].body, "secret") << row.sentence;
+  }
+}
+
+TEST_F(FallbackChain, ABackupAddressIsUsedWhetherHttpDnsHelpedOrNot) {
+  keepBackupAddress();
+  service.script({.route = Route::name}, {.status = 500});
+  EXPECT_EQ(perform().status, 200);
+  EXPECT_EQ(received(), (Counts{2, 1, 1, 1, 1}));
+
+  service.clearReceived();
+  service.script({.route = Route::bootstrap}, {.status = 500});
+  EXPECT_EQ(perform().status, 200);
+  EXPECT_EQ(received(), (Counts{2, 3, 0, 0, 1}));
+}
+
+TEST_F(FallbackChain, NoBodyReachesAnAddressWithoutACertificateForTheHost) {
+  const Script rows[] = {
+      {.certificate = Certificate::wrongName},
+      {.certificate = Certificate::attacker},
+      {.certificate = Certificate::expired},
+      {.certificate = Certificate::unknownRoot},
+      // The addresses themselves are no host that the request named.
+      {.certificateNames = {kServiceAddress, kBackupAddress}},
+      {.certificateNames = {"backup.localhost"}},
+  };
+  keepBackupAddress();
+  for (const Script& row : rows) {
+    startOver();
+    service.script({.route = Route::name}, {.status = 500});
+    service.script({.address = kServiceAddress}, row);
+    service.script({.address = kBackupAddress}, row);
+    EXPECT_EQ(perform().error, kUntrusted);
+    EXPECT_EQ(received(), (Counts{2, 1, 1, 0, 0}));
+    for (const char* address : {kServiceAddress, kBackupAddress}) {
+      const auto counts = service.counts(address);
+      EXPECT_EQ(counts.connections, 2U);
+      EXPECT_EQ(counts.requestBytes, 0U);
+    }
+  }
+}
+
+TEST_F(FallbackChain, HttpDnsIsJudgedByItsChainAlone) {
+  service.script({.route = Route::name}, {.status = 500});
+  for (const char* address : {"127.53.10.101", "127.53.20.1"}) {
+    service.script({.address = address}, {.certificate = Certificate::wrongName});
+  }
+  EXPECT_EQ(perform().status, 200);
+  startOver();
+  service.script({.route = Route::name}, {.status = 500});
+  service.script({.address = "127.53.10.101"}, {.certificate = Certificate::unknownRoot});
+  EXPECT_EQ(perform().error, kUntrusted);
+  EXPECT_EQ(received(), (Counts{2, 0, 0, 0, 0}));
+}
+
+TEST_F(FallbackChain, ABackupListFetchedByAddressIsJudgedByTheHostOfTheRunnersOwnRequests) {
+  const struct {
+    const char* certificateName;
+    const char* end;  // The record of the failure, or the list.
+  } rows[] = {{"backup.localhost", "backup_ip_error"}, {kServiceHost, kBackupAddress}};
+  for (const auto& row : rows) {
+    startOver();
+    service.script({.route = Route::backupService, .address = "127.0.0.1"}, {.status = 500});
+    const std::string list =
+        std::string(R"([{"code":"accept","lists":")") + kBackupAddress + R"("}])";
+    service.script({.route = Route::backupService, .address = kServiceAddress},
+                   {.status = 200, .body = list});
+    service.script({.address = kServiceAddress}, {.certificateNames = {row.certificateName}});
+    const Library library(*this, connectTo({}));
+    EXPECT_EQ(perform(*library.runner).status, 200);
+    std::string end;
+    while (end.find(row.end) == std::string::npos) {
+      std::this_thread::yield();
+      const auto kept = machine.defaults.objectForKey(kBackupKey);
+      end = GetPingbackStore()->readStr().value_or("") + (kept ? *kept->text() : "");
+    }
+    EXPECT_EQ(end.find(kBackupAddress) != std::string::npos, row.certificateName == kServiceHost);
+  }
+}
+
+TEST_F(FallbackChain, AnswersThatAreNoAddressesEndAsFailuresAndLeadNowhere) {
+  service.script({.route = Route::name}, {.status = 500});
+  for (const char* text : {"127.53.21.1/x?", "u@127.53.21.1", "127.53.21.1#", "127.53.21.1:8443/",
+                           "127.53.21.1 x", ","}) {
+    service.clearReceived();
+    service.script({.route = Route::query}, {.answerHeader = text});
+    EXPECT_EQ(perform().error, static_cast<int>(URLErrorCode::badURL)) << text;
+    EXPECT_EQ(received(), (Counts{2, 1, 1, 0, 0})) << text;
+    EXPECT_TRUE(service.received(Route::unknown).empty()) << text;
+  }
+  std::string large = kServiceAddress;
+  while (large.size() < (64U << 10)) large += std::string(",") + kServiceAddress;
+  service.script({.route = Route::query}, {.answerHeader = large});
+  EXPECT_EQ(perform().status, 200);
+}
+
+}  // namespace
+}  // namespace zor
