@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# usage: check_package.sh BUILD_DIR SOURCE_DIR
+# Installs, moves the installed tree, builds hosts with the CMake package and with pkg-config in it,
+# and runs them.
+set -euo pipefail
+build=$1 source=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() { echo "check_package: $*" >&2; exit 1; }
+
+for component in runtime development; do
+  cmake --install "$build" --prefix "$work/staged" --component $component >/dev/null
+done
+mv "$work/staged" "$work/prefix"
+prefix=$work/prefix
+libdir=$(dirname "$(find "$prefix" -name libzorfingerprint.so)")
+export HOME=$work/home XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
+unset SNAP_NAME SNAP_VERSION
+
+cmake -S "$source/tests/package" -B "$work/hosts" -DCMAKE_PREFIX_PATH="$prefix" \
+  -DCMAKE_BUILD_TYPE=Release -DCMAKE_EXE_LINKER_FLAGS=-Wl,--gc-sections >/dev/null
+cmake --build "$work/hosts" >/dev/null
+
+# Nobody listens where the default profile points: the outcome is a refused connection (-1004),
+# which only the module opened from the moved tree can tell.
+"$work/hosts/cxx_host" >"$work/cxx.out"
+grep -qx 'outcome -1004' "$work/cxx.out" || fail "C++ host: $(cat "$work/cxx.out")"
+grep -q '^number 1' "$work/cxx.out" || fail "C++ host: $(cat "$work/cxx.out")"
+[ -f "$work/config/zorfingerprint/org.example.packaged.json" ] || fail "the note was not found"
+identifier=$(grep '^identifier ........-....-4...-....-............$' "$work/cxx.out")
+# Another application of the user finds the identifier in the shared store file.
+[ "$("$work/hosts/c_host" | head -1)" = "$identifier" ] || fail "C host: other identifier"
+
+export PKG_CONFIG_PATH=$libdir/pkgconfig LD_LIBRARY_PATH=$libdir
+read -ra flags <<<"$(pkg-config --cflags --libs zorfingerprint)"
+"${CC:-cc}" -Wall -Wpedantic -Werror -o "$work/c_host" "$source/tests/package/host.c" "${flags[@]}"
+[ "$("$work/c_host" | head -1)" = "$identifier" ] || fail "pkg-config's C host: other identifier"
+"${CXX:-c++}" -std=c++17 -Wall -Wpedantic -Werror -o "$work/cxx_host" \
+  "$source/tests/package/host.cc" "${flags[@]}" -pthread
+"$work/cxx_host" >/dev/null
+echo "check_package: hosts built with the CMake package and with pkg-config run"
