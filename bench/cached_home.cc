@@ -1,0 +1,47 @@
+#include "bench/cached_home.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "fingerprint/slot_keys.h"
+#include "literals/literals.h"
+#include "platform/linux/defaults_linux.h"
+#include "platform/ports.h"
+#include "support/text.h"
+
+namespace zor::bench {
+namespace {
+
+std::string makeFolder() {
+  std::string pattern = std::filesystem::temp_directory_path() / "zor-bench-XXXXXX";
+  if (::mkdtemp(pattern.data()) == nullptr) std::abort();
+  return pattern;
+}
+
+}  // namespace
+
+CachedHome::CachedHome(const std::string& application)
+    : _folder(makeFolder()),
+      _defaultsFile(_folder + "/config/zorfingerprint/" + application + ".json") {
+  LinuxDefaults defaults([path = _defaultsFile] { return path; });
+  const double now = ports().clock.secondsSince1970();
+  constexpr double kDaySeconds = 86400;
+  defaults.setObject(dfp_slot_key(literals::kFingerprintSlot.view()), "a-cached-fingerprint");
+  defaults.setObject(dfp_slot_key(literals::kExpirySlot.view()), describe(now + kDaySeconds));
+  // The upload of failure records is not due either, as in a host that asks often.
+  defaults.setObject(
+      literals::kPingbackUploadTimeKeyStart.str() + literals::kPingbackUploadTimeKeyEnd.str(),
+      describe(now));
+}
+
+CachedHome::~CachedHome() {
+  std::error_code ignored;
+  std::filesystem::remove_all(_folder, ignored);
+}
+
+std::vector<std::string> CachedHome::environment() const {
+  return {"HOME=" + _folder, "XDG_CONFIG_HOME=" + _folder + "/config",
+          "XDG_DATA_HOME=" + _folder + "/data", "PATH=/usr/bin:/bin"};
+}
+
+}  // namespace zor::bench

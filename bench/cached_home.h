@@ -1,0 +1,31 @@
+// A user's home with a cached fingerprint, for benchmarks of the cached path.
+#ifndef ZOR_BENCH_CACHED_HOME_H_
+#define ZOR_BENCH_CACHED_HOME_H_
+
+#include <string>
+#include <vector>
+
+namespace zor::bench {
+
+// A temporary folder, removed at the end, with user defaults in which `application` (the name of an
+// executable without a bundle) has a fingerprint that is valid for a day.
+class CachedHome {
+ public:
+  explicit CachedHome(const std::string& application);
+  ~CachedHome();
+  CachedHome(const CachedHome&) = delete;
+  CachedHome& operator=(const CachedHome&) = delete;
+
+  const std::string& folder() const { return _folder; }
+  std::string defaultsFile() const { return _defaultsFile; }
+  // Settings that make a process use this home.
+  std::vector<std::string> environment() const;
+
+ private:
+  const std::string _folder;
+  const std::string _defaultsFile;
+};
+
+}  // namespace zor::bench
+
+#endif  // ZOR_BENCH_CACHED_HOME_H_

@@ -1,0 +1,44 @@
+// The cached path inside a running host.
+#include <ZORFingerPrint/ZORFingerPrint.h>
+#include <benchmark/benchmark.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+
+#include "bench/cached_home.h"
+
+namespace zor::bench {
+namespace {
+
+// The home of this program, set before the library looks for it.
+const CachedHome& ownHome() {
+  static const auto& home = *[] {
+    auto* made = new CachedHome("zor_bench");
+    for (const std::string& setting : made->environment()) {
+      const auto equals = setting.find('=');
+      ::setenv(setting.substr(0, equals).c_str(), setting.substr(equals + 1).c_str(), 1);
+    }
+    return made;
+  }();
+  return home;
+}
+
+void CachedPath_baseline_stat(benchmark::State& state) {
+  const std::string path = ownHome().defaultsFile();
+  struct stat figures {};
+  for (auto _ : state) benchmark::DoNotOptimize(::stat(path.c_str(), &figures));
+}
+BENCHMARK(CachedPath_baseline_stat);
+
+void CachedPath_warm_hit(benchmark::State& state) {
+  ownHome();
+  for (auto _ : state) {
+    if (ZORFingerPrint::sharedInstance()->getFingerprint(nullptr).empty()) {
+      state.SkipWithError("nothing is cached");
+    }
+  }
+}
+BENCHMARK(CachedPath_warm_hit);
+
+}  // namespace
+}  // namespace zor::bench
