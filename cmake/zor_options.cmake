@@ -14,7 +14,8 @@ if(ZOR_SANITIZE)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Instrumented string code makes g++ 12 see overflows where there are none.
     target_compile_options(zor_options INTERFACE
-      -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread -Wno-restrict)
+      -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread -Wno-maybe-uninitialized
+      -Wno-restrict)
   endif()
 endif()
 if(NOT APPLE)

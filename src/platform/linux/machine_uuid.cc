@@ -26,6 +26,19 @@ bool isDashPlace(std::size_t place) {
   return place == 8 || place == 13 || place == 18 || place == 23;
 }
 
+bool isUuid(std::string_view text) {
+  constexpr std::size_t kUuidCharacters = 36;
+  if (text.size() != kUuidCharacters) return false;
+  for (std::size_t place = 0; place < text.size(); ++place) {
+    if (isDashPlace(place) ? text[place] != '-' : digitValue(text[place]) < 0) return false;
+  }
+  return true;
+}
+
+char upperCaseDigit(char digit) {
+  return digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit;
+}
+
 std::string uuidText(const std::uint8_t* bytes) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text;
@@ -67,17 +80,14 @@ std::string machineUuid(const MachineId& id) {
 }
 
 std::optional<std::string> firmwareUuid(std::string_view content) {
-  std::string text;
-  for (const char character : withoutLineEnd(content)) {
-    const bool dashDue = isDashPlace(text.size());
-    if (dashDue ? character != '-' : digitValue(character) < 0) return std::nullopt;
-    text += character >= 'a' ? static_cast<char>(character - 'a' + 'A') : character;
-  }
-  if (text.size() != 36) return std::nullopt;
-  const bool filler = text.find_first_not_of("0-") == std::string::npos ||
-                      text.find_first_not_of("F-") == std::string::npos;
+  const std::string_view text = withoutLineEnd(content);
+  if (!isUuid(text)) return std::nullopt;
+  std::string upperCase(text);
+  std::transform(upperCase.begin(), upperCase.end(), upperCase.begin(), upperCaseDigit);
+  const bool filler = upperCase.find_first_not_of("0-") == std::string::npos ||
+                      upperCase.find_first_not_of("F-") == std::string::npos;
   if (filler) return std::nullopt;
-  return text;
+  return upperCase;
 }
 
 std::optional<std::string> hardwareUuid() {
