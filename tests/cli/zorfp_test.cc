@@ -1,0 +1,124 @@
+// zorfp as a user runs it: the program in a process of its own, against the sandbox over TLS.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+#include "literals/literals.h"
+#include "sandbox/sandbox_service.h"
+#include "support/json_codec.h"
+#include "tests/fakes/fake_ports.h"
+#include "tests/fakes/temporary_folder.h"
+
+namespace zor {
+namespace {
+
+using sandbox::Ending;
+using sandbox::Route;
+
+struct Outcome {
+  int exitStatus = -1;
+  std::string output;
+
+  Json json() const { return parseJson(output).value_or(Json()); }
+};
+
+class Zorfp : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto problem = service.start();
+    ASSERT_FALSE(problem) << *problem;
+  }
+
+  // Runs zorfp with those arguments in a home of its own.
+  Outcome run(const std::string& arguments) {
+    std::string command = "env -i PATH=/usr/bin:/bin HOME=" + home.path +
+                          " SSL_CERT_FILE=" + service.caFile().string() + " ZORFP_CONNECT_TO=";
+    for (const std::string& entry : service.connectTo()) command += entry + ",";
+    command += " " ZOR_TEST_BINARY_DIR "/bin/zorfp " + arguments + " 2>/dev/null";
+    Outcome outcome;
+    FILE* pipe = ::popen(command.c_str(), "r");
+    char buffer[4096];
+    for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
+      outcome.output.append(buffer, count);
+    }
+    const int status = ::pclose(pipe);
+    outcome.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return outcome;
+  }
+
+  sandbox::SandboxService service;
+  testing::TemporaryFolder home;
+};
+
+TEST_F(Zorfp, FetchesOnceAndThenAnswersFromTheCache) {
+  const Outcome first = run("fingerprint --json");
+  EXPECT_EQ(first.exitStatus, 0);
+  EXPECT_EQ(first.json().value("cached", true), false) << first.output;
+  const Outcome second = run("fingerprint --json");
+  EXPECT_EQ(second.json().value("cached", false), true) << second.output;
+  EXPECT_EQ(second.json().value("fingerprint", ""), first.json().value("fingerprint", "-"));
+  EXPECT_EQ(service.received(Route::name).size(), 1U);
+  EXPECT_EQ(run("cache show --json").json().value("valid", false), true);
+  EXPECT_EQ(run("cache clear").exitStatus, 0);
+  EXPECT_EQ(run("cache show --json").json().value("present", true), false);
+}
+
+TEST_F(Zorfp, TellsRefusedFromUnreachableFromLate) {
+  service.script({.route = Route::name}, {.body = R"({"resultCode":7})"}, 1);
+  const Outcome refused = run("fingerprint --json");
+  EXPECT_EQ(refused.exitStatus, 3);
+  EXPECT_EQ(refused.json().at("error").value("resultCode", 0), 7);
+  service.script({.route = Route::name}, {.ending = Ending::hang});
+  EXPECT_EQ(run("fingerprint --timeout 0.2").exitStatus, 5);
+  service.script({}, {.ending = Ending::reset});
+  EXPECT_EQ(run("fingerprint").exitStatus, 4);
+  EXPECT_EQ(run("fingerprint --timeout soon").exitStatus, 2);
+  EXPECT_EQ(run("").exitStatus, 2);
+}
+
+TEST_F(Zorfp, OpensTheSealedBlockOfItsOwnReportOnly) {
+  const Json report = run("report --json --unseal").json();
+  EXPECT_EQ(report.size(), 23U);
+  EXPECT_TRUE(report.at("sealedIdentity").is_object()) << report;
+  EXPECT_TRUE(run("report --json").json().at("sealedIdentity").is_string());
+}
+
+TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
+  EXPECT_NE(run("pingbacks upload").output.find("Nothing to upload"), std::string::npos);
+  service.script({.route = Route::name}, {.status = 500});
+  service.script({.route = Route::address}, {.status = 500});
+  service.script({.route = Route::backupAddress}, {.status = 500});
+  EXPECT_EQ(run("fingerprint").exitStatus, 4);
+  const Json records = run("pingbacks --json").json();
+  ASSERT_GE(records.size(), 2U) << records;
+  EXPECT_NE(run("pingbacks upload").output.find("Not due"), std::string::npos);
+
+  // The last look is made to lie a long time back.
+  const std::string file = home.path + "/.config/zorfingerprint/com.tidewater.zorfp.json";
+  Json defaults = parseJson(testing::readText(file)).value();
+  defaults[literals::kPingbackUploadTimeKeyStart.str() +
+           literals::kPingbackUploadTimeKeyEnd.str()] = "1";
+  testing::writeText(file, defaults.dump());
+  EXPECT_EQ(run("pingbacks upload").exitStatus, 0);
+  EXPECT_EQ(Json(service.pingbackRecords()), records);
+  EXPECT_TRUE(run("pingbacks --json").json().empty());
+}
+
+TEST_F(Zorfp, DoctorSaysForEachRouteHowItWent) {
+  service.script({.route = Route::name}, {.certificate = sandbox::Certificate::wrongName});
+  const Outcome doctor = run("doctor --json");
+  EXPECT_EQ(doctor.exitStatus, 0);
+  std::map<std::string, Json> routes;
+  for (const Json& check : doctor.json()) routes[check.at("route")] = check;
+  EXPECT_EQ(routes["name"].value("reached", true), false);
+  EXPECT_NE(routes["name"].value("certificate", "").find("refused"), std::string::npos);
+  for (const char* reached : {"HTTPDNS bootstrap", "HTTPDNS query", "address", "backup list"}) {
+    EXPECT_EQ(routes[reached].value("reached", false), true) << reached << doctor.output;
+  }
+}
+
+}  // namespace
+}  // namespace zor
