@@ -138,17 +138,20 @@ std::optional<HostPlace> findHost(std::string_view url) {
 }  // namespace
 
 std::optional<std::string> urlHost(std::string_view host) {
-  if (isBracketed(host))
-    host = host.substr(1, host.size() - 2);
-  else if (isName(host) || (!host.empty() && isDottedQuad(host)))
-    return std::string(host);
-  if (!isIPv6Literal(host)) return std::nullopt;
-  return "[" + std::string(host) + "]";
+  if (isName(host)) return std::string(host);
+  return urlAddress(host);
 }
 
-std::optional<std::string> urlByReplacingHost(const std::string& url, const std::string& host) {
+std::optional<std::string> urlAddress(std::string_view address) {
+  if (!address.empty() && isDottedQuad(address)) return std::string(address);
+  if (isBracketed(address)) address = address.substr(1, address.size() - 2);
+  if (!isIPv6Literal(address)) return std::nullopt;
+  return "[" + std::string(address) + "]";
+}
+
+std::optional<std::string> urlByReplacingHost(const std::string& url, const std::string& address) {
   const auto place = findHost(url);
-  const auto replacement = urlHost(host);
+  const auto replacement = urlAddress(address);
   if (!place || !replacement) return std::nullopt;
   std::string result = url;
   result.replace(place->start, place->length, *replacement);

@@ -19,9 +19,13 @@ namespace zor {
 // they are. nullopt: no host.
 std::optional<std::string> urlHost(std::string_view host);
 
-// `url` with another host; all its other parts are kept to the byte. nullopt: `url` is no absolute
-// URL with a host, or `host` is none.
-std::optional<std::string> urlByReplacingHost(const std::string& url, const std::string& host);
+// As urlHost(), for address literals alone: a name is none.
+std::optional<std::string> urlAddress(std::string_view address);
+
+// `url` with an address in place of its host; all its other parts are kept to the byte. nullopt:
+// `url` is no absolute URL with a host, or `address` is none. A name is refused: whoever gives
+// addresses could else name a host of his own.
+std::optional<std::string> urlByReplacingHost(const std::string& url, const std::string& address);
 
 // The host of an absolute URL, without brackets; nullopt when there is none.
 std::optional<std::string> hostOfUrl(const std::string& url);

@@ -14,9 +14,9 @@ namespace zor {
 
 class ZORHttpsURLSession;
 
-// `request` with another host in its URL, all else kept. A host that is neither a name nor an
-// address leaves a request without URL, which the loader refuses: an attempt that failed, never a
-// request to somewhere else.
+// `request` with an address for the host in its URL, all else kept. A host that is no address
+// literal, a name included, leaves a request without URL, which the loader refuses: an attempt that
+// failed, never a request to somewhere else.
 URLRequest zor_replaceHostForRequest(const std::string& host, const URLRequest& request);
 
 // Guards the backup list of every runner. One lock for all, for a single one can be held over a

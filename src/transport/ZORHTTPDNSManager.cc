@@ -38,11 +38,11 @@ void append(std::vector<Block>& list, const Block& block) {
 }
 
 // The URL that `format` makes of the service's address and a host to ask for; nullopt when one of
-// them is missing or no host, so that neither can change what surrounds it.
+// them is missing, or is no address and no host, so that neither can change what surrounds it.
 std::optional<std::string> urlFromFormat(std::string_view format,
                                          const std::optional<std::string>& address,
                                          const std::string& host) {
-  const auto authority = address ? urlHost(*address) : std::nullopt;
+  const auto authority = address ? urlAddress(*address) : std::nullopt;
   if (!authority || !urlHost(host)) return std::nullopt;
   return formatText(format, {authority, host});
 }

@@ -188,8 +188,9 @@ TEST_F(HttpDnsResolver, APieceThatIsNoHostEndsAsAFailedLookUpAndLeadsNowhere) {
     EXPECT_EQ(network.urls().size(), before + 4);
     EXPECT_EQ(network.urls().back(), "");
   };
-  for (const char* address : {"evil.example/", "u@evil.example", "evil.example:444",
-                              "evil.example#", "evil.example?", " 10.0.0.1", ",10.0.0.1", "%31"}) {
+  for (const char* address :
+       {"evil.example/", "u@evil.example", "evil.example:444", "evil.example#", "evil.example?",
+        "evil.example", " 10.0.0.1", ",10.0.0.1", "%31"}) {
     look(address, "a.example");
   }
   for (const char* host : {"a.example&h=b", "a.example#", "", "a b", "a/b"}) look("10.0.0.1", host);
