@@ -1,5 +1,7 @@
 #include "collector/ZORDataCollector_mac.h"
 
+#include <utility>
+
 #include "collector/report_entries.h"
 #include "literals/labels.h"
 #include "platform/ports.h"
@@ -17,6 +19,15 @@ std::string ZORDataCollector_mac::VERSION() { return versionLabel(); }
 
 Json ZORDataCollector_mac::collect() {
   _collect();
+  return _params;
+}
+
+Json ZORDataCollector_mac::collectWithAccounts(std::vector<EntryAccount>& accounts) {
+  for (const ReportEntry& entry : reportEntries()) {
+    _params[entry.key] = accountedValue(
+        entry.key, [&entry] { return reportValue(entry); }, accounts);
+  }
+  for (EntryAccount& account : sealedBlockAccounts()) accounts.push_back(std::move(account));
   return _params;
 }
 

@@ -5,6 +5,9 @@
 #include <ZORFingerPrint/ZORTypes.h>
 
 #include <string>
+#include <vector>
+
+#include "collector/entry_accounts.h"
 
 namespace zor {
 
@@ -27,6 +30,10 @@ class ZORDataCollector_mac {
   // The collected-parameters dictionary: always all 23 entries, null where the machine has no
   // answer. Takes milliseconds; nothing is thrown. A second call overwrites the same entries.
   Json collect();
+
+  // As collect(). `accounts` gets one account for each entry, in their order, followed by those of
+  // the entries inside the sealed block. Nothing of them is in the dictionary.
+  Json collectWithAccounts(std::vector<EntryAccount>& accounts);
 
  private:
   void _collect();

@@ -7,6 +7,7 @@
 
 #include "platform/linux/file_io.h"
 #include "platform/linux/linux_ports.h"
+#include "platform/probe_trace.h"
 
 namespace zor {
 namespace {
@@ -53,9 +54,13 @@ std::optional<BundleInfo> bundleFromFile(const std::string& path, Parse parse) {
 
 class LinuxBundle final : public BundlePort {
  public:
-  std::optional<std::string> bundleIdentifier() override { return _bundle.identifier; }
+  std::optional<std::string> bundleIdentifier() override {
+    noteProbeSource("main bundle");
+    return _bundle.identifier;
+  }
 
   std::optional<Json> infoValue(const std::string& key) override {
+    noteProbeSource("main bundle");
     const auto found = _bundle.info.find(key);
     if (found == _bundle.info.end()) return std::nullopt;
     return *found;

@@ -13,6 +13,7 @@
 #include "platform/linux/linux_ports.h"
 #include "platform/linux/property_json.h"
 #include "platform/log.h"
+#include "platform/probe_trace.h"
 #include "support/fork_hooks.h"
 #include "support/json_codec.h"
 #include "support/text.h"
@@ -87,6 +88,7 @@ std::optional<LinuxDefaults::Version> LinuxDefaults::versionAt(const std::string
 }
 
 std::optional<PropertyValue> LinuxDefaults::objectForKey(const std::string& key) {
+  noteProbeSource("user defaults");
   const MutexLock lock(_mutex);
   dropChangesOfParent();
   const auto waiting = _waiting.find(key);

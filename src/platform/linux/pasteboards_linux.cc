@@ -3,6 +3,7 @@
 #include "literals/literals.h"
 #include "platform/linux/file_io.h"
 #include "platform/linux/linux_ports.h"
+#include "platform/probe_trace.h"
 
 namespace zor {
 namespace {
@@ -43,6 +44,7 @@ std::optional<std::string> standardFolder() {
 }  // namespace
 
 std::unique_ptr<Pasteboard> LinuxPasteboards::pasteboardWithName(const std::string& name) {
+  noteProbeSource("pasteboards");
   const auto folder = _folder();
   if (!folder) return nullptr;
   return std::make_unique<LinuxPasteboard>(*folder + "/" + safeFileName(name), name);

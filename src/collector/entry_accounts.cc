@@ -1,0 +1,77 @@
+#include "collector/entry_accounts.h"
+
+#include <ZORFingerPrint/ZORProbes.h>
+
+#include <chrono>
+
+#include "collector/report_values.h"
+#include "collector/sealed_block.h"
+#include "literals/literals.h"
+#include "platform/ports.h"
+#include "platform/probe_trace.h"
+
+namespace zor {
+namespace {
+
+// Only dictionaries, lists and null can be empty in this sense; "" is a text that is there.
+EntryOutcome outcomeOf(const Json& value, const ProbeTrace& trace) {
+  if (!value.empty()) return EntryOutcome::found;
+  return trace.denied() ? EntryOutcome::notPermitted : EntryOutcome::absent;
+}
+
+// The accounts of the entries made of the hardware addresses: each that of the common reading, with
+// an outcome of its own.
+void addAddressAccounts(const Json& block, EntryAccount reading,
+                        std::vector<EntryAccount>& accounts) {
+  const EntryOutcome missing = reading.outcome == EntryOutcome::notPermitted
+                                   ? EntryOutcome::notPermitted
+                                   : EntryOutcome::absent;
+  for (const std::string& key :
+       {literals::kSealedFirstInterfaceKey.str(), literals::kSealedSecondInterfaceKey.str(),
+        literals::kSealedThirdInterfaceKey.str(), literals::kSealedOtherInterfacesKey.str()}) {
+    reading.entry = key;
+    reading.outcome = block.at(key).empty() ? missing : EntryOutcome::found;
+    accounts.push_back(reading);
+  }
+}
+
+}  // namespace
+
+Json accountedValue(const std::string& entry, const std::function<Json()>& probe,
+                    std::vector<EntryAccount>& accounts) {
+  const ProbeTrace trace;
+  const auto start = std::chrono::steady_clock::now();
+  Json value = probe();
+  const auto time = std::chrono::steady_clock::now() - start;
+  accounts.push_back({entry, trace.sources(), outcomeOf(value, trace),
+                      std::chrono::duration_cast<std::chrono::microseconds>(time).count()});
+  return value;
+}
+
+std::vector<EntryAccount> sealedBlockAccounts() {
+  HardwareIdentity identity;
+  DesignatedInterfaces designated;
+  std::vector<EntryAccount> reading;
+  accountedValue(
+      "",
+      [&] {
+        designated = ports().network.designatedInterfaces();
+        const auto addresses = getMacAddress();
+        if (addresses) identity.hardwareAddresses = *addresses;
+        return orNull(addresses);
+      },
+      reading);
+  std::vector<EntryAccount> accounts;
+  addAddressAccounts(identityBlock(identity, designated), reading.front(), accounts);
+  accountedValue(
+      literals::kSealedBluetoothAddressKey.str(), [] { return orNull(getBluetoothAddress()); },
+      accounts);
+  accountedValue(
+      literals::kSealedHardwareUUIDKey.str(), [] { return orNull(getHardwareUDID()); }, accounts);
+  accountedValue(
+      literals::kSealedSerialNumberKey.str(), [] { return orNull(getHardwareSerialNumber()); },
+      accounts);
+  return accounts;
+}
+
+}  // namespace zor

@@ -1,0 +1,39 @@
+// Where the entries of a report come from: for people, never sent.
+#ifndef ZOR_COLLECTOR_ENTRY_ACCOUNTS_H_
+#define ZOR_COLLECTOR_ENTRY_ACCOUNTS_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "collector/report_entries.h"
+
+namespace zor {
+
+enum class EntryOutcome {
+  found,
+  absent,        // It is not there; no other user would get it.
+  notPermitted,  // It is there, and this user may not read it.
+};
+
+struct EntryAccount {
+  std::string entry;    // The key in the report, or in the sealed block.
+  std::string sources;  // Files, sockets and calls, separated by ", "; empty: the library itself.
+  EntryOutcome outcome = EntryOutcome::absent;
+  std::int64_t microseconds = 0;
+};
+
+// What `probe` gives, under an account of it. Null and empty values count as absent.
+Json accountedValue(const std::string& entry, const std::function<Json()>& probe,
+                    std::vector<EntryAccount>& accounts);
+
+// One account for each of the seven entries of the sealed block, from reading them again. Entries
+// that are read together (the hardware addresses) each show the time of that reading.
+std::vector<EntryAccount> sealedBlockAccounts();
+
+}  // namespace zor
+
+#endif  // ZOR_COLLECTOR_ENTRY_ACCOUNTS_H_

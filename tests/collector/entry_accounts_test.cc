@@ -1,0 +1,67 @@
+#include "collector/entry_accounts.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "collector/ZORDataCollector_mac.h"
+#include "platform/probe_trace.h"
+#include "tests/fakes/fake_ports.h"
+
+namespace zor {
+namespace {
+
+using testing::FakeMachine;
+using testing::FakeRegistry;
+
+TEST(EntryAccounts, TellWhatIsAbsentFromWhatMayNotBeRead) {
+  std::vector<EntryAccount> accounts;
+  accountedValue(
+      "found",
+      [] {
+        noteProbeDenied("first source");  // A fallback gave the value.
+        noteProbeSource("second source");
+        return Json("");
+      },
+      accounts);
+  accountedValue(
+      "absent", [] { return Json::array(); }, accounts);
+  accountedValue(
+      "denied",
+      [] {
+        noteProbeDenied("/sys/serial");
+        return Json();
+      },
+      accounts);
+  ASSERT_EQ(accounts.size(), 3U);
+  EXPECT_EQ(accounts[0].outcome, EntryOutcome::found);
+  EXPECT_EQ(accounts[0].sources, "first source, second source");
+  EXPECT_EQ(accounts[1].outcome, EntryOutcome::absent);
+  EXPECT_EQ(accounts[2].outcome, EntryOutcome::notPermitted);
+  EXPECT_EQ(accounts[2].sources, "/sys/serial");
+}
+
+TEST(EntryAccounts, CoverTheReportAndTheSealedBlockWithoutChangingTheReport) {
+  FakeMachine machine;
+  machine.network.designated.first = "eth0";
+  auto& interface = machine.registry.add("net");
+  interface.properties["interface"] = std::string("eth0");
+  interface.parents["device"] = std::make_shared<FakeRegistry::Service>();
+  interface.parents["device"]->properties["hardware_address"] = Data{1, 2, 3, 4, 5, 6};
+
+  std::vector<EntryAccount> accounts;
+  const Json report = ZORDataCollector_mac().collectWithAccounts(accounts);
+  EXPECT_EQ(report, ZORDataCollector_mac().collect());
+
+  std::map<std::string, EntryOutcome> outcomes;
+  for (const EntryAccount& account : accounts) outcomes[account.entry] = account.outcome;
+  EXPECT_EQ(outcomes.size(), 23U + 7U);
+  for (const auto& [key, value] : report.items()) EXPECT_EQ(outcomes.count(key), 1U) << key;
+  EXPECT_EQ(outcomes["firstInterfaceAddress"], EntryOutcome::found);
+  EXPECT_EQ(outcomes["secondInterfaceAddress"], EntryOutcome::absent);
+  EXPECT_EQ(outcomes["otherInterfaceAddresses"], EntryOutcome::absent);
+  EXPECT_EQ(outcomes["usbDeviceList"], EntryOutcome::absent);
+}
+
+}  // namespace
+}  // namespace zor
