@@ -33,7 +33,7 @@ class Host {
   }
 
  private:
-  OperationQueue& _queue = *new OperationQueue("host", 2);
+  OperationQueue _queue{"host", 2};
   const std::shared_ptr<Refusing> _delegate = std::make_shared<Refusing>();
   const std::unique_ptr<URLSession> _session;
 };

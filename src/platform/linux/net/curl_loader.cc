@@ -21,8 +21,6 @@ constexpr std::chrono::milliseconds kIdleTime{30000};
 // curl's own timers end a wait earlier where one is due.
 constexpr int kLongestWaitMilliseconds = 60000;
 
-thread_local bool isLoaderThread = false;
-
 // Returns when there may be something to do. True: the idle time is over.
 bool waitForWork(CURLM* multi, bool isIdle) {
   const auto start = std::chrono::steady_clock::now();
@@ -66,7 +64,7 @@ bool CurlLoader::startThread() {
 
 void CurlLoader::run() noexcept {
   ::pthread_setname_np(::pthread_self(), "zor-net");
-  isLoaderThread = true;
+  _threadId = std::this_thread::get_id();
   CurlMulti multi = openMulti();
   Transfers underWay;
   bool idleTimeIsOver = false;
@@ -161,7 +159,7 @@ bool CurlLoader::retire() {
 
 void CurlLoader::leaveLibraries() noexcept {
   // A delegate that ends the process is asked under the lock; then there is nobody to wait for.
-  if (isLoaderThread) return;
+  if (_threadId == std::this_thread::get_id()) return;
   const MutexLock lock(_libraryMutex);
   _leaving = true;
 }

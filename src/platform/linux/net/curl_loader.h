@@ -2,7 +2,9 @@
 #ifndef ZOR_PLATFORM_LINUX_NET_CURL_LOADER_H_
 #define ZOR_PLATFORM_LINUX_NET_CURL_LOADER_H_
 
+#include <atomic>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "platform/linux/net/c_handles.h"
@@ -43,6 +45,9 @@ class CurlLoader final : public Loader {
   static void collect(CURLM* multi, Transfers& underWay, Transfers& ended);
   // False: new work has come.
   bool retire() ZOR_EXCLUDES(_mutex);
+
+  // The latest thread's; not a thread-local variable, for which leak checkers stumble over modules.
+  std::atomic<std::thread::id> _threadId;
 
   // Held by the thread while it is inside curl or OpenSSL, except for waiting, and while delegates
   // are asked: taken before every other lock of the process. Never held while an outcome is
