@@ -15,6 +15,7 @@ namespace zor {
 URLRequest fingerprintRequest(const std::string& environmentReport);
 
 // What an exchange with the service came to.
+// NOLINTNEXTLINE(bugprone-exception-escape): moving a Json does not throw.
 struct FingerprintOutcome {
   bool success = false;
   // Nothing on success; also when the status alone was wrong, or the answer was no JSON. Else the

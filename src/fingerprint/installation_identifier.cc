@@ -44,7 +44,7 @@ std::string findInstallationIdentifier() {
   }
   const auto inFile = dfp_store_read(slotKey);
   if (inFile && !inFile->empty()) return *inFile;
-  const std::string made = ports().random.uuidString();
+  std::string made = ports().random.uuidString();
   dfp_store_write(slotKey, made);
   dfp_defaults_set(slotKey, made);
   return made;
