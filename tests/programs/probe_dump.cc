@@ -1,9 +1,12 @@
 // Prints what every probe tells of this machine, one line each, with the sources and the time.
+// With the argument "collect": makes one collection instead and prints its size.
 #include <ZORFingerPrint/ZORProbes.h>
 
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 
+#include "collector/ZORDataCollector_mac.h"
 #include "platform/ports.h"
 #include "platform/probe_trace.h"
 
@@ -38,8 +41,12 @@ std::vector<std::int64_t> integritySignal() {
 }  // namespace
 }  // namespace zor
 
-int main() {
+int main(int argumentCount, char** arguments) {
   zor::ports().integrity.enable();
+  if (argumentCount > 1 && std::strcmp(arguments[1], "collect") == 0) {
+    std::printf("%zu entries\n", zor::ZORDataCollector_mac().collect().size());
+    return 0;
+  }
 #define ZOR_DUMP(probe) zor::dump(#probe, zor::probe)
   ZOR_DUMP(getKernalVersion);
   ZOR_DUMP(getMemorySize);

@@ -41,11 +41,10 @@ std::vector<std::string> namesIn(DIR* folder) {
 
 std::vector<Device> devicesIn(const std::string& folder, DIR* opened) {
   const auto names = namesIn(opened);
+  const std::string label = folder + "/" + (names.size() == 1 ? names.front() : "*");
   std::vector<Device> devices;
-  for (const std::string& name : names) {
-    devices.emplace_back(devicePath(folder, name),
-                         folder + (names.size() == 1 ? "/" + name : "/*"));
-  }
+  devices.reserve(names.size());
+  for (const std::string& name : names) devices.emplace_back(devicePath(folder, name), label);
   std::sort(devices.begin(), devices.end(),
             [](const Device& left, const Device& right) { return left.path() < right.path(); });
   return devices;
@@ -93,16 +92,14 @@ std::optional<std::string> Device::attribute(const std::string& key) const {
 std::optional<std::vector<Device>> devicesOf(const std::string& classOrBus) {
   for (const std::string& folder :
        {"/sys/class/" + classOrBus, "/sys/bus/" + classOrBus + "/devices"}) {
+    noteProbeSource(folder);
     const Folder opened(::opendir(folder.c_str()));
-    const int error = opened ? 0 : errno;
-    if (error != ENOENT) noteProbeSource(folder);
     if (opened) return devicesIn(folder, opened.get());
-    if (error == EACCES || error == EPERM) {
+    if (errno == EACCES || errno == EPERM) {
       noteProbeDenied(folder);
       return std::nullopt;
     }
   }
-  noteProbeSource("/sys/class/" + classOrBus);
   return std::vector<Device>();
 }
 

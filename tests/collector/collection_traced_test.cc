@@ -1,0 +1,41 @@
+// What a whole collection asks of the system, as strace sees it.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "tests/fakes/fake_ports.h"
+
+namespace zor {
+namespace {
+
+bool runs(const std::string& command) { return std::system(command.c_str()) == 0; }
+
+TEST(Collection, StartsNoProgramAndTalksToNobodyButTheKernel) {
+  if (!runs("strace -o /dev/null true 2>/dev/null")) GTEST_SKIP() << "strace does not work here";
+  const std::string folder = testing::makeTemporaryFolder();
+  const std::string trace = folder + "/trace";
+  ASSERT_TRUE(runs("HOME=" + folder + " strace -f -o " + trace +
+                   " -e trace=execve,fork,vfork,clone,clone3,socket,connect,sendto " +
+                   ZOR_TEST_BINARY_DIR "/bin/zor_probe_dump collect > /dev/null"));
+  std::ifstream file(trace);
+  std::string line;
+  int programs = 0;
+  bool any = false;
+  while (std::getline(file, line)) {
+    any = true;
+    if (line.find("execve(") != std::string::npos) ++programs;
+    for (const char* call : {"fork(", "clone(", "clone3(", "connect(", "AF_UNIX", "AF_INET"}) {
+      EXPECT_EQ(line.find(std::string(" ") + call), std::string::npos) << line;
+    }
+  }
+  EXPECT_TRUE(any);
+  EXPECT_EQ(programs, 1) << "the traced program itself";
+  std::filesystem::remove_all(folder);
+}
+
+}  // namespace
+}  // namespace zor
