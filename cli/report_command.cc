@@ -31,9 +31,44 @@ void addRows(const Json& dictionary, const std::string& indent,
   }
 }
 
+const char* shown(EntryOutcome outcome) {
+  switch (outcome) {
+    case EntryOutcome::found:
+      return "found";
+    case EntryOutcome::absent:
+      return "absent";
+    case EntryOutcome::notPermitted:
+      return "not permitted";
+  }
+  return "";
+}
+
+int explain(bool json) {
+  std::vector<EntryAccount> accounts;
+  ZORDataCollector_mac().collectWithAccounts(accounts);
+  Json list = Json::array();
+  std::vector<std::vector<std::string>> rows{{"ENTRY", "OUTCOME", "TIME", "SOURCE"}};
+  for (const EntryAccount& account : accounts) {
+    list.push_back({{"entry", account.entry},
+                    {"outcome", shown(account.outcome)},
+                    {"microseconds", account.microseconds},
+                    {"sources", account.sources}});
+    rows.push_back({account.entry, shown(account.outcome),
+                    std::to_string(account.microseconds) + " us",
+                    account.sources.empty() ? "the library" : account.sources});
+  }
+  if (json) {
+    printJson(list);
+  } else {
+    printTable(rows);
+  }
+  return kDone;
+}
+
 }  // namespace
 
 int runReport(const ReportOptions& options) {
+  if (options.explain) return explain(options.json);
   Json report = ZORDataCollector_mac().collect();
   const bool opened = !options.unseal || unseal(report);
   if (options.json) {
