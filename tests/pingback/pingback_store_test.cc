@@ -11,6 +11,7 @@
 #include "support/json_codec.h"
 #include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
+#include "tests/fakes/lasting.h"
 #include "tests/fakes/temporary_folder.h"
 
 namespace zor {
@@ -186,7 +187,7 @@ TEST_F(PingbackStore, AKilledWriterLeavesAReadableFile) {
 
 TEST_F(PingbackStore, TheChildOfAForkRecordsWhileTheParentsStoreIsBusy) {
   // Hooks stay for the rest of the process, and so does what they are for.
-  auto& lasting = *new std::shared_ptr<ZORSecPingbackStore>(openStore(machine));
+  const auto& lasting = testing::lasting(openStore(machine));
   lasting->surviveFork();
   auto heldElsewhere = machine.files.lockBeside(path);
   lasting->writeDictionary(record(1), true);

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <thread>
 
+#include "tests/fakes/lasting.h"
 #include "tests/transport/scripted_network.h"
 
 namespace zor {
@@ -237,8 +238,8 @@ TEST_F(HttpDnsResolver, AnswersEveryCallerOnceWhateverComesBetween) {
 
 TEST_F(HttpDnsResolver, AChildForgetsLookUpsUnderWayAndMakesItsOwn) {
   // Never destroyed, as what survives a fork must be.
-  resolver = *new std::shared_ptr<ZORHTTPDNSManager>(
-      ZORHTTPDNSManager::create(ZORHttpDnsConfig("dns.example", {"192.0.2.1"})));
+  resolver =
+      testing::lasting(ZORHTTPDNSManager::create(ZORHttpDnsConfig("dns.example", {"192.0.2.1"})));
   resolver->surviveFork();
   network.resolve("a.example", "10.0.0.1");
   {
