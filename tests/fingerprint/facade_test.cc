@@ -213,6 +213,7 @@ TEST_F(FacadeTest, ALogHandlerMayCallTheLibrary) {
 // The shared instance keeps the network of its first use: these run in processes of their own.
 
 TEST(SharedInstanceTest, TheChildOfAForkAsksAfreshAndLeavesTheParentsCallbacks) {
+  ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
   EXPECT_EQ(testing::inChildProcess([] {
               ScriptedNetwork network;
               serve(network, accepted("fp"));

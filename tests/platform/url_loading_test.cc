@@ -10,6 +10,7 @@
 #include "platform/linux/url_loading_linux.h"
 #include "sandbox/sandbox_service.h"
 #include "support/operation_queue.h"
+#include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
 
 namespace zor {
@@ -341,6 +342,7 @@ TEST_F(URLLoading, FiftyRequestsAtOnceEachEndOnce) {
 }
 
 TEST_F(URLLoading, ChildOfAForkLoadsAfreshAndLeavesTheParentsExchangeAlone) {
+  ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
 #if defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "the thread sanitizer lets no thread start in the child of a fork";
 #endif

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <thread>
 
+#include "tests/fakes/child_process.h"
 #include "tests/fakes/lasting.h"
 #include "tests/transport/scripted_network.h"
 
@@ -237,6 +238,7 @@ TEST_F(HttpDnsResolver, AnswersEveryCallerOnceWhateverComesBetween) {
 }
 
 TEST_F(HttpDnsResolver, AChildForgetsLookUpsUnderWayAndMakesItsOwn) {
+  ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
   // Never destroyed, as what survives a fork must be.
   resolver =
       testing::lasting(ZORHTTPDNSManager::create(ZORHttpDnsConfig("dns.example", {"192.0.2.1"})));
