@@ -270,7 +270,7 @@ TEST_F(URLLoading, RedirectsAreFollowedWithinHttpsAndEachServerIsJudged) {
   redirect("/plain", "http://first.example/there");
   redirect("/loop", "/loop");
   const Result away = client->load(start + "/away");
-  EXPECT_EQ(away.status(), 200);
+  ASSERT_EQ(away.status(), 200);
   EXPECT_EQ(away.response->url, "https://second.example/there");
   EXPECT_FALSE(away.response->header("Location"));
   EXPECT_EQ(client->judge->challenges, 2);
