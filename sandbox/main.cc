@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -152,9 +153,7 @@ int serve(const Arguments& arguments) {
   return 0;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   Arguments arguments;
   SandboxSettings& settings = arguments.settings;
   settings.port = kDefaultPort;
@@ -192,4 +191,14 @@ int main(int argc, char** argv) {
     return kExitUsage;
   }
   return serve(arguments);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    return fail(error.what());
+  }
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include "literals/literals.h"
 
@@ -116,7 +117,7 @@ Route RoutingTable::ofRequest(const std::string& localAddress, const std::string
 }
 
 std::optional<std::string> RoutingTable::resolvedHost(const std::string& target) const {
-  if (const auto host = _bootstrap.read(target)) return host;
+  if (auto host = _bootstrap.read(target)) return host;
   return _query.read(target);
 }
 
@@ -131,7 +132,11 @@ std::vector<std::string> RoutingTable::connectTo(std::uint16_t port, bool standa
     if (url->port != own) ports.insert(url->port);
   }
   if (standardPortOpen) ports.erase("443");
-  for (const std::string& other : ports) entries.push_back(":" + other + "::" + own);
+  for (const std::string& other : ports) {
+    std::string entry = ":";
+    entry.append(other).append("::").append(own);
+    entries.push_back(std::move(entry));
+  }
   return entries;
 }
 

@@ -103,7 +103,7 @@ std::optional<std::string> openZeroFilled(std::string_view key, std::string_view
                                         static_cast<int>(sealed.size())) == 1 &&
                       EVP_DecryptFinal_ex(context.get(), output + moved, &last) == 1;
   if (!opened) return std::nullopt;
-  clear.resize(static_cast<std::size_t>(moved + last));
+  clear.resize(static_cast<std::size_t>(moved) + static_cast<std::size_t>(last));
   clear.erase(clear.find_last_not_of('\0') + 1);
   return clear;
 }

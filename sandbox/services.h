@@ -12,6 +12,7 @@
 
 namespace zor::sandbox {
 
+// NOLINTNEXTLINE(bugprone-exception-escape): it is the JSON library's move that checks itself.
 struct ServiceAnswer {
   int status = 200;
   std::vector<Header> headers = {};

@@ -265,7 +265,12 @@ class TlsServer::Core {
 
 TlsServer::TlsServer(TlsServerDelegate& delegate) : _core(std::make_unique<Core>(delegate)) {}
 
-TlsServer::~TlsServer() { stop(); }
+TlsServer::~TlsServer() {
+  try {
+    stop();
+  } catch (...) {  // NOLINT(bugprone-empty-catch): only a thread that cannot be joined.
+  }
+}
 
 void TlsServer::configure(TlsVersions versions, bool sessionTickets) {
   _core->configure(versions, sessionTickets);

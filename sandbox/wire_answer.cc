@@ -27,7 +27,9 @@ void setHeader(std::vector<Header>& headers, const std::string& name,
 std::string headOf(const ServiceAnswer& answer, std::size_t promisedBytes, bool keepAlive) {
   std::string head =
       "HTTP/1.1 " + std::to_string(answer.status) + " " + reasonPhrase(answer.status) + "\r\n";
-  for (const auto& [name, value] : answer.headers) head += name + ": " + value + "\r\n";
+  for (const auto& [name, value] : answer.headers) {
+    head.append(name).append(": ").append(value).append("\r\n");
+  }
   if (answer.status != kNoContent && answer.status != kNotModified) {
     head += "Content-Length: " + std::to_string(promisedBytes) + "\r\n";
   }
