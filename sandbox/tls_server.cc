@@ -243,6 +243,9 @@ class TlsServer::Core {
     acceptor.async_accept([this, &acceptor](const error_code& error, tcp::socket socket) {
       if (error == asio::error::operation_aborted) return;
       if (!error) {
+        // Else the answer waits for the client to acknowledge the end of the handshake, 40 ms.
+        error_code ignored;
+        socket.set_option(tcp::no_delay(true), ignored);
         const auto session =
             std::make_shared<Session>(std::move(socket), _context, _delegate, ++_connections);
         _sessions.remove_if([](const auto& known) { return known.expired(); });
