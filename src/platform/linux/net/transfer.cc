@@ -1,5 +1,7 @@
 #include "platform/linux/net/transfer.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -98,7 +100,8 @@ bool Transfer::setTransport() {
          set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L) && set(CURLOPT_PATH_AS_IS, 1L) &&
          set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
          set(CURLOPT_TIMEOUT_MS, timeoutMilliseconds(_exchange->request().timeoutSeconds)) &&
-         set(CURLOPT_CONNECT_TO, _connectTo.get());
+         set(CURLOPT_CONNECT_TO, _connectTo.get()) &&
+         set(CURLOPT_OPENSOCKETFUNCTION, &Transfer::openSocket);
 }
 
 // The question whether to trust is ours alone; curl's part is to keep to the answer. With
@@ -152,6 +155,12 @@ bool Transfer::setHeaders() {
     if (!_headers.append(headerLine(name, value))) return false;
   }
   return set(CURLOPT_HTTPHEADER, _headers.get());
+}
+
+// As curl does by itself, but not for the programs that the host starts meanwhile.
+curl_socket_t Transfer::openSocket(void* /*self*/, curlsocktype /*purpose*/,
+                                   curl_sockaddr* address) {
+  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
 std::size_t Transfer::headerArrived(char* bytes, std::size_t size, std::size_t count, void* self) {

@@ -50,6 +50,7 @@ class Transfer {
   bool setCallbacks();
 
   // What curl calls; the last argument is the transfer.
+  static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
   static std::size_t headerArrived(char* bytes, std::size_t size, std::size_t count, void* self);
   static std::size_t bodyArrived(char* bytes, std::size_t size, std::size_t count, void* self);
   static CURLcode connectionIsMade(CURL* handle, void* sslContext, void* self);
