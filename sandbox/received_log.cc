@@ -53,13 +53,19 @@ bool ReceivedLog::waitForRequests(std::size_t count, std::chrono::milliseconds t
   return _requests.size() >= count;
 }
 
-bool ReceivedLog::waitForHandshakes(std::size_t count, std::chrono::milliseconds timeout) const {
+bool ReceivedLog::waitForConnections(const std::string& localAddress, std::uint64_t count,
+                                     std::chrono::milliseconds timeout) const {
   const auto end = std::chrono::system_clock::now() + timeout;
   const MutexLock lock(_mutex);
-  while (_handshakes.size() < count) {
+  while (connectionsAt(localAddress) < count) {
     if (_grown.wait_until(_mutex, end) == std::cv_status::timeout) break;
   }
-  return _handshakes.size() >= count;
+  return connectionsAt(localAddress) >= count;
+}
+
+std::uint64_t ReceivedLog::connectionsAt(const std::string& localAddress) const {
+  const auto found = _counts.find(localAddress);
+  return found != _counts.end() ? found->second.connections : 0;
 }
 
 void ReceivedLog::clear() {

@@ -27,14 +27,17 @@ class ReceivedLog {
   std::vector<Handshake> handshakes() const;
   AddressCounts counts(const std::string& localAddress) const;
 
-  // Wait until that many are kept; false: the time was over first.
+  // Wait until that many are kept or counted; false: the time was over first.
   bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const;
-  bool waitForHandshakes(std::size_t count, std::chrono::milliseconds timeout) const;
+  bool waitForConnections(const std::string& localAddress, std::uint64_t count,
+                          std::chrono::milliseconds timeout) const;
 
   // Forgets everything; the order goes on.
   void clear();
 
  private:
+  std::uint64_t connectionsAt(const std::string& localAddress) const ZOR_REQUIRES(_mutex);
+
   // Guards what follows; nothing is called under it.
   mutable Mutex _mutex;
   mutable std::condition_variable_any _grown;

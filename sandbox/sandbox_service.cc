@@ -285,8 +285,9 @@ bool SandboxService::waitForRequests(std::size_t count, std::chrono::millisecond
   return _core->log.waitForRequests(count, timeout);
 }
 
-bool SandboxService::waitForHandshakes(std::size_t count, std::chrono::milliseconds timeout) const {
-  return _core->log.waitForHandshakes(count, timeout);
+bool SandboxService::waitForConnections(const std::string& localAddress, std::uint64_t count,
+                                        std::chrono::milliseconds timeout) const {
+  return _core->log.waitForConnections(localAddress, count, timeout);
 }
 
 }  // namespace zor::sandbox

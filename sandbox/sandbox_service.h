@@ -78,8 +78,9 @@ class SandboxService {
   // Wait until that many have been kept since the start or clearReceived(); false: out of time.
   bool waitForRequests(std::size_t count,
                        std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
-  bool waitForHandshakes(std::size_t count,
-                         std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
+  // The same for AddressCounts::connections.
+  bool waitForConnections(const std::string& localAddress, std::uint64_t count,
+                          std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
 
  private:
   class Core;

@@ -118,6 +118,7 @@ struct Handshake {
 
 // What happened at one local address.
 struct AddressCounts {
+  // With a handshake that has ended. The client may be done with it before the server is.
   std::uint64_t connections = 0;
   std::uint64_t handshakesAccepted = 0;
   std::uint64_t handshakesFailed = 0;

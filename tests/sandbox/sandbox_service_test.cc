@@ -98,7 +98,7 @@ TEST_F(SandboxServiceTest, WrongCertificatesAreRefusedByClientsBeforeAnyRequestB
   _service.clearReceived();
   _service.script({.route = Route::name}, {.certificate = Certificate::expired}, 1);
   postReport(signedRequest());
-  ASSERT_TRUE(_service.waitForHandshakes(1));
+  ASSERT_TRUE(_service.waitForConnections("127.0.0.1", 1));
   EXPECT_FALSE(_service.handshakes().front().accepted);
   EXPECT_EQ(_service.counts("127.0.0.1").requestBytes, 0U);
   EXPECT_EQ(postReport(signedRequest()).status, 200);

@@ -195,6 +195,8 @@ TEST_F(FallbackChain, NoBodyReachesAnAddressWithoutACertificateForTheHost) {
     EXPECT_EQ(perform().error, kUntrusted);
     EXPECT_EQ(received(), (Counts{2, 1, 1, 0, 0}));
     for (const char* address : {kServiceAddress, kBackupAddress}) {
+      // The service may learn of a refusal after the chain has ended.
+      EXPECT_TRUE(service.waitForConnections(address, 2));
       const auto counts = service.counts(address);
       EXPECT_EQ(counts.connections, 2U);
       EXPECT_EQ(counts.requestBytes, 0U);
