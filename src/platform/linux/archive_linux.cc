@@ -1,6 +1,6 @@
-#include "platform/linux/file_io.h"
 #include "platform/linux/linux_ports.h"
 #include "platform/linux/property_json.h"
+#include "platform/posix/file_io.h"
 #include "support/json_codec.h"
 #include "support/text.h"
 

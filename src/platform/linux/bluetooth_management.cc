@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <initializer_list>
 
-#include "platform/linux/file_io.h"
+#include "platform/posix/file_io.h"
 #include "platform/probe_trace.h"
 #include "support/text.h"
 

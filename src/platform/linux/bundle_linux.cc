@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "platform/linux/file_io.h"
+#include "platform/posix/file_io.h"
 #include "platform/linux/linux_ports.h"
 #include "platform/probe_trace.h"
 

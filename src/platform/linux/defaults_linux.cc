@@ -9,10 +9,11 @@
 
 #include "literals/literals.h"
 #include "platform/linux/bundle_linux.h"
-#include "platform/linux/file_io.h"
+#include "platform/linux/library_folders.h"
 #include "platform/linux/linux_ports.h"
 #include "platform/linux/property_json.h"
 #include "platform/log.h"
+#include "platform/posix/file_io.h"
 #include "platform/probe_trace.h"
 #include "support/fork_hooks.h"
 #include "support/json_codec.h"

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "platform/linux/file_io.h"
+#include "platform/posix/file_io.h"
 #include "platform/probe_trace.h"
 
 namespace zor {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/file_io.h"
+#include "platform/posix/file_io.h"
 
 namespace zor {
 

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/linux/file_io.h"
+#include "platform/posix/file_io.h"
 
 namespace zor {
 

@@ -1,8 +1,9 @@
 #include "platform/linux/pasteboards_linux.h"
 
 #include "literals/literals.h"
-#include "platform/linux/file_io.h"
+#include "platform/linux/library_folders.h"
 #include "platform/linux/linux_ports.h"
+#include "platform/posix/file_io.h"
 #include "platform/probe_trace.h"
 
 namespace zor {

@@ -1,7 +1,6 @@
-#include "platform/linux/file_io.h"
+#include "platform/posix/file_io.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -9,12 +8,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <tuple>
 #include <vector>
 
-#include "literals/literals.h"
 #include "support/fork_hooks.h"
 #include "support/mutex.h"
 
@@ -33,8 +29,6 @@ auto retryOnSignal(Call call) {
   while (result < 0 && errno == EINTR) result = call();
   return result;
 }
-
-bool holdsNul(const std::string& path) { return path.find('\0') != std::string::npos; }
 
 std::string folderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
@@ -68,11 +62,6 @@ bool exceedsProcessLimit(std::size_t sizeBytes) {
          sizeBytes > limit.rlim_cur;
 }
 
-int synchronizeToDisk(int descriptor) {
-  if (retryOnSignal([&] { return ::fdatasync(descriptor); }) == 0) return 0;
-  return errno == EINVAL || errno == ENOTSUP ? 0 : errno;  // A file system without that notion.
-}
-
 int fill(int descriptor, std::string_view content, const std::optional<timespec>& modifiedAt) {
   if (exceedsProcessLimit(content.size())) return EFBIG;
   if (::fchmod(descriptor, kFileMode) != 0) return errno;  // The umask may have taken bits away.
@@ -82,7 +71,7 @@ int fill(int descriptor, std::string_view content, const std::optional<timespec>
     const timespec times[] = {{0, UTIME_OMIT}, *modifiedAt};
     std::ignore = ::futimens(descriptor, times);  // Only a hint for readers that watch the file.
   }
-  return synchronizeToDisk(descriptor);
+  return platform::synchronizeToDisk(descriptor);
 }
 
 // A file to be filled and renamed. The names in a folder are few and used again, each locked by the
@@ -199,26 +188,6 @@ class HeldLocks {
   std::vector<int> _descriptors ZOR_GUARDED_BY(_mutex);
 };
 
-std::optional<std::string> absoluteVariable(const char* name) {
-  const char* value = ::secure_getenv(name);  // A privileged host must not trust its caller's.
-  if (value == nullptr || value[0] != '/') return std::nullopt;
-  return value;
-}
-
-std::uint64_t fnv1a(std::string_view text) {
-  std::uint64_t hash = 14695981039346656037U;
-  for (const char character : text) {
-    hash = (hash ^ static_cast<unsigned char>(character)) * 1099511628211U;
-  }
-  return hash;
-}
-
-bool isPlainInFileName(char character, bool first) {
-  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-         (character >= '0' && character <= '9') || character == '-' || character == '_' ||
-         (character == '.' && !first);
-}
-
 }  // namespace
 
 FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
@@ -234,9 +203,13 @@ void FileDescriptor::reset() {
   _descriptor = -1;
 }
 
+bool isUsablePath(const std::string& path) {
+  return !path.empty() && path.find('\0') == std::string::npos;
+}
+
 FileDescriptor openRegularFile(const std::string& path, int accessMode, int& error) {
   error = EINVAL;
-  if (holdsNul(path)) return {};
+  if (!isUsablePath(path)) return {};
   FileDescriptor file(retryOnSignal([&] { return ::open(path.c_str(), accessMode | kCarefully); }));
   struct stat status {};
   if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
@@ -274,9 +247,10 @@ int readWholeFile(const std::string& path, std::size_t limitBytes, Data& content
 
 int replaceFile(const std::string& path, std::string_view content,
                 const std::optional<timespec>& modifiedAt) {
-  if (path.empty() || holdsNul(path)) return EINVAL;
+  if (!isUsablePath(path)) return EINVAL;
   TemporaryFile temporary;
   if (const int error = temporary.open(folderOf(path)); error != 0) return error;
+  platform::copyMarks(path, temporary.path());
   int error = fill(temporary.descriptor(), content, modifiedAt);
   if (error == 0) error = renameOver(temporary.path(), path);
   if (error != 0) temporary.remove();
@@ -284,7 +258,7 @@ int replaceFile(const std::string& path, std::string_view content,
 }
 
 int makeFolders(const std::string& path) {
-  if (path.empty() || holdsNul(path)) return EINVAL;
+  if (!isUsablePath(path)) return EINVAL;
   struct stat status {};
   if (::stat(path.c_str(), &status) == 0) return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
   for (std::size_t end = path.find('/', 1); end != std::string::npos;
@@ -296,7 +270,7 @@ int makeFolders(const std::string& path) {
 
 std::unique_ptr<FileSystemLock> FileSystemLock::acquire(const std::string& path, int& error) {
   error = EINVAL;
-  if (holdsNul(path)) return nullptr;
+  if (!isUsablePath(path)) return nullptr;
   for (;;) {
     const int descriptor = HeldLocks::shared().open(path);
     if (descriptor < 0) {
@@ -317,46 +291,5 @@ std::unique_ptr<FileSystemLock> FileSystemLock::acquire(const std::string& path,
 FileSystemLock::~FileSystemLock() { HeldLocks::shared().close(_descriptor); }
 
 std::string lockPathBeside(const std::string& path) { return path + ".lock"; }
-
-std::string safeFileName(std::string_view name) {
-  constexpr std::size_t kLongest = 200;  // Room for endings in the usual 255.
-  if (name.empty()) return "%";
-  std::string encoded;
-  for (const char character : name) {
-    if (isPlainInFileName(character, encoded.empty())) {
-      encoded += character;
-    } else {
-      char escaped[4];
-      std::snprintf(escaped, sizeof escaped, "%%%02X", static_cast<unsigned char>(character));
-      encoded += escaped;
-    }
-  }
-  if (encoded.size() <= kLongest) return encoded;
-  char hash[18];
-  std::snprintf(hash, sizeof hash, "%%%016llX", static_cast<unsigned long long>(fnv1a(name)));
-  return encoded.substr(0, kLongest - 17) + hash;
-}
-
-std::optional<std::string> homeFolder() {
-  if (auto home = absoluteVariable(literals::kFirstPathVariable.c_str())) return home;
-  std::vector<char> buffer(16384);
-  struct passwd entry {};
-  struct passwd* found = nullptr;
-  const int error = ::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found);
-  if (error != 0 || found == nullptr || found->pw_dir == nullptr || found->pw_dir[0] != '/') {
-    return std::nullopt;
-  }
-  return found->pw_dir;
-}
-
-std::optional<std::string> folderOfLibrary(const char* variable, const char* underHome) {
-  auto base = absoluteVariable(variable);
-  if (!base) {
-    base = homeFolder();
-    if (!base) return std::nullopt;
-    *base += std::string("/") + underHome;
-  }
-  return *base + "/zorfingerprint";
-}
 
 }  // namespace zor

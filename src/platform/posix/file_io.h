@@ -1,10 +1,10 @@
 // File access that a host can live with: nothing is followed, nothing waits on a strange file,
-// every change is whole. What the file, defaults, pasteboard and bundle backends share.
+// every change is whole. What the backends of both platforms share.
 //
 // Functions that can fail return 0 or an errno value. Paths with a NUL inside are refused with
 // EINVAL. All are callable from any thread, at once from several processes.
-#ifndef ZOR_PLATFORM_LINUX_FILE_IO_H_
-#define ZOR_PLATFORM_LINUX_FILE_IO_H_
+#ifndef ZOR_PLATFORM_POSIX_FILE_IO_H_
+#define ZOR_PLATFORM_POSIX_FILE_IO_H_
 
 #include <ZORFingerPrint/ZORTypes.h>
 #include <time.h>
@@ -38,6 +38,10 @@ class FileDescriptor {
  private:
   int _descriptor = -1;
 };
+
+// Whether a system call can be given `path`: not an empty one, nor one with a NUL inside, which
+// would name another file than its owner meant.
+bool isUsablePath(const std::string& path);
 
 // Opens the regular file at `path` with an access mode such as O_RDONLY. Everything else (symbolic
 // link, folder, FIFO, device) is refused without waiting. When it is not open, `error` says why.
@@ -73,22 +77,23 @@ class FileSystemLock {
 // The path of the lock file that belongs to `path`.
 std::string lockPathBeside(const std::string& path);
 
-// `name` as the name of one file: bytes other than letters, digits, "-", "_" and inner "." become
-// %XX, the empty name "%". What would be too long for a file system is cut and told apart by a
-// hash.
-std::string safeFileName(std::string_view name);
-
-// The user's home folder: $HOME, else the user database. nullopt: neither gives an absolute path.
-std::optional<std::string> homeFolder();
-
-// "<base>/zorfingerprint": the base is the value of the environment variable `variable` when that
-// is an absolute path, else `underHome` in the home folder. nullopt: there is neither.
-std::optional<std::string> folderOfLibrary(const char* variable, const char* underHome);
-
 inline std::string_view textOf(const Data& bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+// What the platforms do each in their own way; defined by the backend that is built.
+namespace platform {
+
+// Puts what was written to the file on the disk. 0, or an errno value.
+int synchronizeToDisk(int descriptor);
+
+// Gives the file `to`, which is about to take the place of `from`, the marks that the platform
+// keeps on the file and not on its name. There may be no file `from`, and a volume may not know
+// such marks; neither is a failure.
+void copyMarks(const std::string& from, const std::string& to);
+
+}  // namespace platform
+
 }  // namespace zor
 
-#endif  // ZOR_PLATFORM_LINUX_FILE_IO_H_
+#endif  // ZOR_PLATFORM_POSIX_FILE_IO_H_

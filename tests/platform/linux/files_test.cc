@@ -7,8 +7,9 @@
 #include <cstdlib>
 #include <thread>
 
-#include "platform/linux/file_io.h"
+#include "platform/linux/library_folders.h"
 #include "platform/linux/linux_ports.h"
+#include "platform/posix/file_io.h"
 #include "support/text.h"
 #include "tests/fakes/child_process.h"
 #include "tests/fakes/temporary_folder.h"

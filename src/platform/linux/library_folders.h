@@ -1,0 +1,25 @@
+// Where the library keeps its files on Linux, and what it may name them.
+#ifndef ZOR_PLATFORM_LINUX_LIBRARY_FOLDERS_H_
+#define ZOR_PLATFORM_LINUX_LIBRARY_FOLDERS_H_
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zor {
+
+// `name` as the name of one file: bytes other than letters, digits, "-", "_" and inner "." become
+// %XX, the empty name "%". What would be too long for a file system is cut and told apart by a
+// hash.
+std::string safeFileName(std::string_view name);
+
+// The user's home folder: $HOME, else the user database. nullopt: neither gives an absolute path.
+std::optional<std::string> homeFolder();
+
+// "<base>/zorfingerprint": the base is the value of the environment variable `variable` when that
+// is an absolute path, else `underHome` in the home folder. nullopt: there is neither.
+std::optional<std::string> folderOfLibrary(const char* variable, const char* underHome);
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_LINUX_LIBRARY_FOLDERS_H_

@@ -1,0 +1,33 @@
+// The network port as far as both platforms have it from POSIX.
+#ifndef ZOR_PLATFORM_POSIX_NETWORK_POSIX_H_
+#define ZOR_PLATFORM_POSIX_NETWORK_POSIX_H_
+
+#include <ifaddrs.h>
+#include <netinet/in.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/network_port.h"
+
+namespace zor {
+
+// What is left to a backend: which interfaces are designated, and its resolver's state.
+class PosixNetwork : public NetworkPort {
+ public:
+  std::optional<std::vector<InterfaceAddress>> interfaceAddresses() final;
+  std::optional<std::string> addressText(AddressFamily family, const std::uint8_t* bytes,
+                                         std::size_t size) final;
+};
+
+// One entry of the system's list of addresses.
+InterfaceAddress interfaceAddress(const ifaddrs& entry);
+
+// The IPv4 servers among the first `count` of a resolver's state, as dotted quads, in their order.
+// A server of another family stands there without one and is skipped.
+std::vector<std::string> ipv4Servers(const sockaddr_in* servers, int count);
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_POSIX_NETWORK_POSIX_H_
