@@ -1,7 +1,5 @@
 #include "pingback/ZORSecPingbackStore.h"
 
-#include <ZORFingerPrint/ZORJsonHelper.h>
-
 #include <atomic>
 #include <cmath>
 #include <tuple>
@@ -9,6 +7,7 @@
 
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
+#include "pingback/record_array.h"
 #include "platform/log.h"
 #include "platform/ports.h"
 #include "support/fork_hooks.h"
@@ -35,22 +34,13 @@ class OpenFile {
   ZORSecFileUti& _file;
 };
 
-// The records of a file; none of one that is damaged or not ours.
-Json recordsIn(const std::optional<std::string>& text) {
-  auto parsed = ZORJsonHelper::zorsec_objectFromJSONStringWithStr(text);
-  if (!parsed || !parsed->is_array()) return Json::array();
-  return std::move(*parsed);
-}
-
 void appendRecord(ZORSecFileUti& file, const Json& record) {
-  Json records = recordsIn(file.readToTheEndOfFile());
-  records.push_back(record);
-  const auto bytes = ZORJsonHelper::zorsec_JSONDataWithArray(std::move(records));
-  if (!bytes || bytes->size() >= kPingbackFileLimitBytes) return;
+  const auto text = arrayWithRecord(file.readToTheEndOfFile(), record);
+  if (!text || text->size() >= kPingbackFileLimitBytes) return;
   // Deliberate order: where the append refuses, for too little free space, the file stays empty and
   // the records that were pending are lost.
   file.clearContent();
-  std::ignore = file.appendData(*bytes);
+  std::ignore = file.appendStr(*text);
 }
 
 std::string uploadTimeKey() {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <locale>
 #include <sstream>
@@ -100,6 +101,18 @@ Decoded decodeFirst(std::string_view text) {
   return {codePoint, length, true};
 }
 
+// Most texts are ASCII throughout; eight bytes at a time are read several times faster.
+std::size_t leadingAsciiLength(std::string_view text) {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+  std::size_t length = 0;
+  for (std::uint64_t bytes = 0; length + sizeof bytes <= text.size(); length += sizeof bytes) {
+    std::memcpy(&bytes, text.data() + length, sizeof bytes);
+    if ((bytes & kHighBits) != 0) break;
+  }
+  while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80) ++length;
+  return length;
+}
+
 }  // namespace
 
 std::string formatText(std::string_view format,
@@ -154,12 +167,13 @@ std::int64_t longLongValue(std::string_view text) {
 }
 
 bool isValidUtf8(std::string_view text) {
-  while (!text.empty()) {
+  for (;;) {
+    text.remove_prefix(leadingAsciiLength(text));
+    if (text.empty()) return true;
     const Decoded decoded = decodeFirst(text);
     if (!decoded.valid) return false;
     text.remove_prefix(decoded.length);
   }
-  return true;
 }
 
 std::optional<std::string> textFromUtf8(const std::vector<std::uint8_t>& bytes) {
