@@ -236,11 +236,18 @@ ScriptedURLLoading::Answer ScriptedURLLoading::unreachable() {
 }
 
 FakeMachine::FakeMachine()
-    : root(makeTemporaryFolder()),
-      files(root),
-      _scope(PortSet{registry, powerSources, system, network, wifi, integrity, bundle, defaults,
-                     pasteboards, linuxArchivePort(), files, linuxCryptoPort(), clock, random, log,
-                     urlLoading}) {}
+    : root(makeTemporaryFolder()), files(root), _scope(portsWith(urlLoading)) {}
+
+PortSet FakeMachine::portsWith(URLLoadingPort& loading) {
+  return {registry,    powerSources,
+          system,      network,
+          wifi,        integrity,
+          bundle,      defaults,
+          pasteboards, linuxArchivePort(),
+          files,       linuxCryptoPort(),
+          clock,       random,
+          log,         loading};
+}
 
 FakeMachine::~FakeMachine() {
   std::error_code ignored;

@@ -7,7 +7,6 @@
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
 #include "pingback/ZORSecPingbackStore.h"
-#include "platform/linux/linux_ports.h"
 #include "platform/linux/url_loading_linux.h"
 #include "sandbox/sandbox_service.h"
 #include "support/operation_queue.h"
@@ -65,11 +64,7 @@ class FallbackChain : public ::testing::Test {
   struct Library {
     Library(FallbackChain& test, std::vector<std::string> connectTo)
         : loading(makeLinuxURLLoading({std::move(connectTo)})),
-          scope(PortSet{test.machine.registry, test.machine.powerSources, test.machine.system,
-                        test.machine.network, test.machine.wifi, test.machine.integrity,
-                        test.machine.bundle, test.machine.defaults, test.machine.pasteboards,
-                        linuxArchivePort(), test.machine.files, linuxCryptoPort(),
-                        test.machine.clock, test.machine.random, test.machine.log, *loading}),
+          scope(test.machine.portsWith(*loading)),
           environment(test.machine.bundle) {}
 
     const std::unique_ptr<URLLoadingPort> loading;

@@ -107,12 +107,6 @@ TEST_F(RequestRunner, WithoutAnyAddressTheFirstAnswerComesWithTheResolversError)
   EXPECT_EQ(answer.error->code, -71003);
 }
 
-TEST_F(RequestRunner, AFailedResolverLeavesTheBackupAddress) {
-  network.set(kByBackup, ScriptedURLLoading::status(200, "by backup"));
-  keepBackup(R"("10.9.9.9")");
-  EXPECT_EQ(bodyOf(perform()), "by backup");
-}
-
 TEST_F(RequestRunner, OnlyTheFirstRoutesFailureIsReported) {
   network.resolve("fp.example", "10.0.0.1");
   perform();

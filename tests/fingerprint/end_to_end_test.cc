@@ -1,0 +1,137 @@
+// The main road over TLS: a miss, the request, the callbacks, the cache.
+#include <ZORFingerPrint/ZORFingerPrint.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <thread>
+
+#include "fingerprint/dfp_cache.h"
+#include "fingerprint/slot_keys.h"
+#include "literals/literals.h"
+#include "platform/linux/url_loading_linux.h"
+#include "sandbox/sandbox_service.h"
+#include "tests/fakes/fake_ports.h"
+#include "tests/transport/scripted_network.h"
+#include "transport/ZORHTTPDNSManager.h"
+
+namespace zor {
+namespace {
+
+using sandbox::Ending;
+using sandbox::Route;
+using testing::CompletionsHeld;
+
+class EndToEnd : public ::testing::Test {
+ protected:
+  // One start of a host on this machine.
+  struct Host {
+    explicit Host(EndToEnd& test)
+        : loading(makeLinuxURLLoading({test.service.connectTo()})),
+          scope(test.machine.portsWith(*loading)) {}
+
+    const std::unique_ptr<URLLoadingPort> loading;
+    const ScopedPorts scope;
+    const ScopedHTTPDNSManager resolver{ZORHTTPDNSManager::create()};
+    const std::shared_ptr<ZORFingerPrint> library = ZORFingerPrint::create();
+  };
+
+  void SetUp() override {
+    const auto problem = service.start();
+    ASSERT_FALSE(problem.has_value()) << *problem;
+    ::setenv("SSL_CERT_FILE", service.caFile().c_str(), 1);
+    service.changeSettings([](sandbox::SandboxSettings& settings) {
+      settings.bundleVersions = {{"org.example.host", "250"}};
+    });
+  }
+  void TearDown() override { ::unsetenv("SSL_CERT_FILE"); }
+
+  // The fingerprint that the callback gets; "-" for a failure.
+  static std::string ask(const Host& host) {
+    std::string outcome;
+    std::atomic<bool> called{false};
+    host.library->getFingerprint([&](bool success, const auto&, const std::string& fingerprint) {
+      outcome = success ? fingerprint : "-";
+      called = true;
+    });
+    while (!called) std::this_thread::yield();
+    return outcome;
+  }
+  std::size_t requests() { return service.received(Route::name).size(); }
+
+  sandbox::SandboxService service;
+  testing::FakeMachine machine;
+};
+
+TEST_F(EndToEnd, AReportGoesOutSignedAndSealedAndItsFingerprintLasts) {
+  std::string fingerprint;
+  {
+    const Host host(*this);
+    fingerprint = ask(host);
+    ASSERT_EQ(requests(), 1U);
+    const Json details = service.received(Route::name)[0].details;
+    EXPECT_EQ(details.at("fingerprint"), fingerprint);
+    EXPECT_EQ(details.at("report").size(), 23U);
+    EXPECT_EQ(details.at("bundleVersion"), "250") << details;
+    EXPECT_EQ(host.library->getFingerprint(), fingerprint);
+  }
+  EXPECT_EQ(ask(Host(*this)), fingerprint);
+  // What the user defaults forget, the store file still knows.
+  const std::string slot = dfp_slot_key(literals::kFingerprintSlot.view());
+  machine.defaults.removeObject(slot);
+  EXPECT_EQ(ask(Host(*this)), fingerprint);
+  EXPECT_EQ(requests(), 1U);
+
+  machine.clock.advance(86400.5);
+  EXPECT_EQ(ask(Host(*this)), fingerprint);
+  EXPECT_EQ(requests(), 2U);
+}
+
+TEST_F(EndToEnd, AHundredThreadsShareOneExchange) {
+  const Host host(*this);
+  std::atomic<int> successes{0};
+  std::vector<std::thread> threads;
+  {
+    const CompletionsHeld held;
+    for (int index = 0; index < 100; ++index) {
+      threads.emplace_back([&host, &successes, index] {
+        if (index % 2 == 0) return static_cast<void>(host.library->getFingerprint());
+        host.library->getFingerprint([&successes](bool success, const auto&, const auto&) {
+          successes += success ? 1 : 100;
+        });
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+  }
+  EXPECT_NE(ask(host), "-");
+  while (successes < 50) std::this_thread::yield();
+  EXPECT_EQ(successes, 50);
+  EXPECT_EQ(requests(), 1U);
+}
+
+TEST_F(EndToEnd, AHostileAnswerFailsAndTheNextCallerIsServed) {
+  const Host host(*this);
+  const sandbox::Script rows[] = {
+      {.body = ""},
+      {.body = "<html>"},
+      {.body = "[]"},
+      {.body = std::string(100000, '[')},
+      {.body = std::string(17 << 20, ' ')},
+      {.body = std::string("{\"resultCode\":0}\0", 17)},
+      {.ending = Ending::cutBody},
+  };
+  // Where an exchange itself fails, the other routes must not save it.
+  for (const Route route : {Route::bootstrap, Route::backupService}) {
+    service.script({.route = route}, {.status = 500});
+  }
+  for (const auto& row : rows) {
+    service.script({.route = Route::name}, row);
+    EXPECT_EQ(ask(host), "-") << row.body.value_or("cut").substr(0, 40);
+    EXPECT_EQ(cachedFingerprint(), std::nullopt);
+  }
+  service.clearScripts();
+  EXPECT_NE(ask(host), "-");
+}
+
+}  // namespace
+}  // namespace zor
