@@ -44,4 +44,16 @@ std::vector<std::string> CachedHome::environment() const {
           "XDG_DATA_HOME=" + _folder + "/data", "PATH=/usr/bin:/bin"};
 }
 
+const CachedHome& ownHome() {
+  static const CachedHome* home = nullptr;
+  if (home != nullptr) return *home;
+  home = new CachedHome("zor_bench");
+  for (const std::string& setting : home->environment()) {
+    const auto equals = setting.find('=');
+    ::setenv(setting.substr(0, equals).c_str(), setting.substr(equals + 1).c_str(), 1);
+  }
+  std::atexit([] { delete home; });
+  return *home;
+}
+
 }  // namespace zor::bench

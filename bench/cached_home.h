@@ -26,6 +26,11 @@ class CachedHome {
   const std::string _defaultsFile;
 };
 
+// The home of this program, in its environment from the first call on; removed when it exits. Every
+// benchmark that reaches the user's files calls this first, so that the home of the one who
+// measures is left alone and the order of the benchmarks does not matter.
+const CachedHome& ownHome();
+
 }  // namespace zor::bench
 
 #endif  // ZOR_BENCH_CACHED_HOME_H_

@@ -3,25 +3,10 @@
 #include <benchmark/benchmark.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
-
 #include "bench/cached_home.h"
 
 namespace zor::bench {
 namespace {
-
-// The home of this program, set before the library looks for it.
-const CachedHome& ownHome() {
-  static const auto& home = *[] {
-    auto* made = new CachedHome("zor_bench");
-    for (const std::string& setting : made->environment()) {
-      const auto equals = setting.find('=');
-      ::setenv(setting.substr(0, equals).c_str(), setting.substr(equals + 1).c_str(), 1);
-    }
-    return made;
-  }();
-  return home;
-}
 
 void CachedPath_baseline_stat(benchmark::State& state) {
   const std::string path = ownHome().defaultsFile();

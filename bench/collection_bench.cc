@@ -10,31 +10,16 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "bench/cached_home.h"
 #include "collector/ZORDataCollector_mac.h"
 
 namespace zor::bench {
 namespace {
 
 constexpr int kSharedSlots = 100;
-
-// A home of its own, so that the identifiers of the one who measures are left alone.
-const std::string& home() {
-  static const std::string& folder = *[] {
-    std::string pattern = std::filesystem::temp_directory_path() / "zor-bench-XXXXXX";
-    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-    for (const char* variable : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
-      ::setenv(variable, pattern.c_str(), 1);
-    }
-    static const std::string* const kept = new std::string(pattern);
-    std::atexit([] { std::filesystem::remove_all(*kept); });
-    return kept;
-  }();
-  return folder;
-}
 
 void readFile(const std::string& path) {
   const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -76,7 +61,7 @@ void readSources() {
   ifaddrs* addresses = nullptr;
   if (::getifaddrs(&addresses) == 0) ::freeifaddrs(addresses);
   for (int slot = 0; slot < kSharedSlots; ++slot) {
-    readFile(home() + "/slots/" + std::to_string(slot));
+    readFile(ownHome().folder() + "/slots/" + std::to_string(slot));
   }
 }
 
@@ -105,14 +90,14 @@ void collectOnce() { benchmark::DoNotOptimize(ZORDataCollector_mac().collect());
 // Each iteration is the first of its process. Stands before the warm one, which would warm the
 // process that is copied.
 void cold(benchmark::State& state, void (*work)()) {
-  home();
+  ownHome();
   for ([[maybe_unused]] const auto iteration : state) state.SetIterationTime(secondsInChild(work));
 }
 BENCHMARK_CAPTURE(cold, readSources, readSources)->UseManualTime()->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(cold, collection, collectOnce)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
 void warm(benchmark::State& state, void (*work)()) {
-  home();
+  ownHome();
   for ([[maybe_unused]] const auto iteration : state) work();
 }
 BENCHMARK_CAPTURE(warm, readSources, readSources)->Unit(benchmark::kMicrosecond);

@@ -40,6 +40,10 @@ void runProgram(benchmark::State& state, const std::string& program) {
 BENCHMARK_CAPTURE(runProgram, Process_baseline_empty, std::string("zor_bench_empty"))
     ->Unit(benchmark::kMicrosecond)
     ->UseRealTime();
+BENCHMARK_CAPTURE(runProgram, Process_baseline_empty_with_cpp_runtime,
+                  std::string("zor_bench_empty_cpp"))
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
 BENCHMARK_CAPTURE(runProgram, Process_library_loaded, std::string("zor_bench_load_only"))
     ->Unit(benchmark::kMicrosecond)
     ->UseRealTime();
