@@ -31,7 +31,7 @@ OperationQueue::~OperationQueue() {
     const MutexLock lock(_mutex);
     _ending = true;
     workers.swap(_workers);
-    _changed.notifyAll();
+    _operationWaits.notifyAll();
   }
   for (std::thread& worker : workers) worker.join();
 }
@@ -42,7 +42,7 @@ void OperationQueue::addOperation(Operation operation) {
     _waiting.push_back(std::move(operation));
     startWorkerIfNeeded();
     if (!_workers.empty()) {
-      _changed.notifyAll();
+      _operationWaits.notifyOne();
       return;
     }
     operation = std::move(_waiting.back());
@@ -67,7 +67,7 @@ void OperationQueue::addOperationAndWait(const Operation& operation) {
 
 void OperationQueue::waitUntilAllOperationsAreFinished() {
   const MutexLock lock(_mutex);
-  while (!_waiting.empty() || _running > 0) _changed.wait(_mutex);
+  while (!_waiting.empty() || _running > 0) _ranEmpty.wait(_mutex);
 }
 
 bool OperationQueue::isCurrent() const { return currentQueue == this; }
@@ -90,7 +90,7 @@ void OperationQueue::runWorker() {
     Operation operation;
     {
       const MutexLock lock(_mutex);
-      while (_waiting.empty() && !_ending) _changed.wait(_mutex);
+      while (_waiting.empty() && !_ending) _operationWaits.wait(_mutex);
       if (_waiting.empty()) return;
       operation = std::move(_waiting.front());
       _waiting.pop_front();
@@ -100,7 +100,7 @@ void OperationQueue::runWorker() {
     operation = nullptr;  // What it captured goes before the queue counts as idle.
     const MutexLock lock(_mutex);
     --_running;
-    _changed.notifyAll();
+    if (_waiting.empty() && _running == 0) _ranEmpty.notifyAll();
   }
 }
 
@@ -118,13 +118,15 @@ void OperationQueue::surviveFork(ForkRank rank) {
 }
 
 void OperationQueue::startAfreshInChild() {
-  // The threads do not exist here and nobody waits on the condition: both are built anew without
-  // destroying the copies. The operations stay unreleased, as their owners' locks may be held.
+  // The threads do not exist here and nobody waits on the conditions: all are built anew
+  // without destroying the copies. The operations stay unreleased, as their owners' locks may be
+  // held.
   static std::deque<Operation> abandoned;
   for (Operation& operation : _waiting) abandoned.push_back(std::move(operation));
   _waiting.clear();
   new (&_workers) std::vector<std::thread>;
-  new (&_changed) ConditionVariable;
+  new (&_operationWaits) ConditionVariable;
+  new (&_ranEmpty) ConditionVariable;
   _running = 0;
   _mutex.unlock();
 }

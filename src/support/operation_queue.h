@@ -66,7 +66,9 @@ class OperationQueue {
 
   // Guards the members below. Nothing is called under it but the start of a thread.
   Mutex _mutex;
-  ConditionVariable _changed;
+  // Two, so that an operation wakes the one worker that runs it, and its end nobody.
+  ConditionVariable _operationWaits;  // Or the queue ends.
+  ConditionVariable _ranEmpty;
   std::deque<Operation> _waiting ZOR_GUARDED_BY(_mutex);
   std::vector<std::thread> _workers ZOR_GUARDED_BY(_mutex);
   std::size_t _running ZOR_GUARDED_BY(_mutex) = 0;
