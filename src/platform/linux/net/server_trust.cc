@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <sstream>
 #include <utility>
 
 namespace zor::net {
@@ -19,31 +18,34 @@ constexpr int kSecurityLevel = 2;
 
 constexpr const char* kNothingToJudgeBy = "no valid host is expected";
 
-// Changes whenever the file or the folder's entries do.
-std::string stampOf(const std::string& path) {
-  struct stat status {};
-  std::ostringstream stamp;
-  stamp << path << '\n';
-  if (::stat(path.c_str(), &status) == 0) {
-    stamp << status.st_dev << ' ' << status.st_ino << ' ' << status.st_size << ' '
-          << status.st_mtim.tv_sec << ' ' << status.st_mtim.tv_nsec << '\n';
-  }
-  return stamp.str();
-}
-
 // As OpenSSL reads them: not at all in a program with raised privileges.
 std::string settingOr(const char* variable, const char* fallback) {
   const char* const value = ::secure_getenv(variable);
   return value != nullptr ? value : fallback;
 }
 
-std::string stampOfRoots() {
-  std::string stamp =
-      stampOf(settingOr(X509_get_default_cert_file_env(), X509_get_default_cert_file()));
-  std::istringstream folders(
-      settingOr(X509_get_default_cert_dir_env(), X509_get_default_cert_dir()));
-  for (std::string folder; std::getline(folders, folder, ':');) stamp += stampOf(folder);
-  return stamp;
+RootSource sourceAt(std::string path) {
+  RootSource source{std::move(path), {}};
+  struct stat status {};
+  if (::stat(source.path.c_str(), &status) == 0) {
+    source.state = {static_cast<std::int64_t>(status.st_dev),
+                    static_cast<std::int64_t>(status.st_ino), status.st_size, status.st_mtim.tv_sec,
+                    status.st_mtim.tv_nsec};
+  }
+  return source;
+}
+
+std::vector<RootSource> rootSources() {
+  std::vector<RootSource> sources{
+      sourceAt(settingOr(X509_get_default_cert_file_env(), X509_get_default_cert_file()))};
+  const std::string folders =
+      settingOr(X509_get_default_cert_dir_env(), X509_get_default_cert_dir());
+  for (std::size_t start = 0; start <= folders.size();) {
+    const std::size_t end = std::min(folders.find(':', start), folders.size());
+    sources.push_back(sourceAt(folders.substr(start, end - start)));
+    start = end + 1;
+  }
+  return sources;
 }
 
 bool isAddress(const std::string& host) {
@@ -66,11 +68,12 @@ bool requireHost(X509_VERIFY_PARAM* parameters, std::string host) {
   return X509_VERIFY_PARAM_set1_host(parameters, host.data(), host.size()) == 1;
 }
 
-bool configure(X509_STORE_CTX* context, const TrustPolicy& policy) {
+bool configure(X509_STORE_CTX* context, const TrustPolicy& policy, std::time_t now) {
   // Purpose and trust of a TLS server's certificate.
   if (X509_STORE_CTX_set_default(context, "ssl_server") != 1) return false;
   X509_VERIFY_PARAM* const parameters = X509_STORE_CTX_get0_param(context);
   X509_VERIFY_PARAM_set_auth_level(parameters, kSecurityLevel);
+  X509_VERIFY_PARAM_set_time(parameters, now);
   X509_VERIFY_PARAM_set_hostflags(
       parameters, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS | X509_CHECK_FLAG_NEVER_CHECK_SUBJECT);
   return !policy.serverHostName || requireHost(parameters, *policy.serverHostName);
@@ -79,13 +82,14 @@ bool configure(X509_STORE_CTX* context, const TrustPolicy& policy) {
 }  // namespace
 
 X509_STORE* SystemRoots::current() {
-  std::string stamp = stampOfRoots();
-  if (_store != nullptr && stamp == _loadedFrom) return _store.get();
+  auto sources = rootSources();
+  if (_store != nullptr && sources == _loadedFrom) return _store.get();
   CertificateStore store(X509_STORE_new());
   // Files that are missing or damaged are no failure here: then no chain ends in a root.
   if (store == nullptr || X509_STORE_set_default_paths(store.get()) != 1) return nullptr;
+  _accepted.clear();
   _store = std::move(store);
-  _loadedFrom = std::move(stamp);
+  _loadedFrom = std::move(sources);
   return _store.get();
 }
 
@@ -120,18 +124,31 @@ std::optional<TrustEvaluation> PresentedChain::evaluate(const TrustPolicy& polic
   if (!isUsable(policy)) return TrustEvaluation{TrustResult::deny, kNothingToJudgeBy};
   if (!credentialAvailable()) return TrustEvaluation{TrustResult::invalid, "there is none"};
   X509_STORE* const roots = _roots.current();
+  if (roots == nullptr) return std::nullopt;
+  const std::time_t now = _roots.now();
+  if (_roots.accepted().hold(_chain.get(), policy, now)) {
+    return TrustEvaluation{TrustResult::unspecified, {}};
+  }
+  return verify(roots, policy, now);
+}
+
+std::optional<TrustEvaluation> PresentedChain::verify(X509_STORE* roots, const TrustPolicy& policy,
+                                                      std::time_t now) {
   const VerificationContext context(X509_STORE_CTX_new());
-  if (roots == nullptr || context == nullptr ||
+  if (context == nullptr ||
       X509_STORE_CTX_init(context.get(), roots, sk_X509_value(_chain.get(), 0), _chain.get()) !=
           1 ||
-      !configure(context.get(), policy)) {
+      !configure(context.get(), policy, now)) {
     return std::nullopt;
   }
   const int verified = X509_verify_cert(context.get());
   const int error = X509_STORE_CTX_get_error(context.get());
-  if (verified == 1 && error == X509_V_OK) return TrustEvaluation{TrustResult::unspecified, {}};
   if (verified < 0) return std::nullopt;
-  return TrustEvaluation{TrustResult::recoverableFailure, X509_verify_cert_error_string(error)};
+  if (verified == 0 || error != X509_V_OK) {
+    return TrustEvaluation{TrustResult::recoverableFailure, X509_verify_cert_error_string(error)};
+  }
+  _roots.accepted().add(_chain.get(), policy, X509_STORE_CTX_get0_chain(context.get()), now);
+  return TrustEvaluation{TrustResult::unspecified, {}};
 }
 
 bool PresentedChain::credentialAvailable() { return sk_X509_num(_chain.get()) > 0; }

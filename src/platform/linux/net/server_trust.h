@@ -2,26 +2,55 @@
 #ifndef ZOR_PLATFORM_LINUX_NET_SERVER_TRUST_H_
 #define ZOR_PLATFORM_LINUX_NET_SERVER_TRUST_H_
 
+#include <array>
+#include <cstdint>
+#include <ctime>
+#include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "platform/linux/net/accepted_chains.h"
 #include "platform/linux/net/c_handles.h"
 #include "platform/url_loading_port.h"
 
 namespace zor::net {
 
+// A file or folder of roots, unequal when it, or which entries the folder has, changed.
+struct RootSource {
+  std::string path;
+  // Device, inode, size, and the time of the last change; zeros where there is none.
+  std::array<std::int64_t, 5> state{};
+
+  bool operator==(const RootSource&) const = default;
+};
+
 // The roots that this system trusts: OpenSSL's default file and folders, or those that
 // SSL_CERT_FILE and SSL_CERT_DIR name. Confined to the loader's thread.
 class SystemRoots {
  public:
+  // Seconds since 1970.
+  using Clock = std::function<std::time_t()>;
+
+  explicit SystemRoots(Clock clock = [] { return std::time(nullptr); })
+      : _clock(std::move(clock)) {}
+
   // The roots as they are now, loaded anew when the files or the variables changed. Borrowed until
   // the next call; null: out of memory.
   X509_STORE* current();
 
+  // The time that chains are judged at.
+  std::time_t now() const { return _clock(); }
+
+  // What was accepted by the roots that current() gave last.
+  AcceptedChains& accepted() { return _accepted; }
+
  private:
-  std::string _loadedFrom;
+  const Clock _clock;
+  std::vector<RootSource> _loadedFrom;
   CertificateStore _store;
+  AcceptedChains _accepted;
 };
 
 // A presented chain, judged against the system's roots. Keeps its certificates; may outlive the
@@ -42,6 +71,8 @@ class PresentedChain final : public ServerTrust {
 
  private:
   std::optional<TrustEvaluation> evaluate(const TrustPolicy& policy);
+  std::optional<TrustEvaluation> verify(X509_STORE* roots, const TrustPolicy& policy,
+                                        std::time_t now);
 
   SystemRoots& _roots;
   const CertificateChain _chain;
