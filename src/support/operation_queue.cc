@@ -51,6 +51,11 @@ void OperationQueue::addOperation(Operation operation) {
   runGuarded(operation);
 }
 
+void OperationQueue::prepare() {
+  const MutexLock lock(_mutex);
+  if (_workers.empty()) startWorker();
+}
+
 void OperationQueue::addOperationAndWait(const Operation& operation) {
   Mutex mutex;
   ConditionVariable finished;
@@ -74,7 +79,10 @@ bool OperationQueue::isCurrent() const { return currentQueue == this; }
 
 void OperationQueue::startWorkerIfNeeded() {
   const bool everyWorkerIsTaken = _running + _waiting.size() > _workers.size();
-  if (!everyWorkerIsTaken || _workers.size() >= _maxConcurrentOperations) return;
+  if (everyWorkerIsTaken && _workers.size() < _maxConcurrentOperations) startWorker();
+}
+
+void OperationQueue::startWorker() {
   try {
     const SignalsBlocked signalsBlocked;
     _workers.emplace_back(&OperationQueue::runWorker, this);
@@ -118,9 +126,8 @@ void OperationQueue::surviveFork(ForkRank rank) {
 }
 
 void OperationQueue::startAfreshInChild() {
-  // The threads do not exist here and nobody waits on the conditions: all are built anew
-  // without destroying the copies. The operations stay unreleased, as their owners' locks may be
-  // held.
+  // The threads do not exist here and nobody waits on the conditions: all are built anew without
+  // destroying the copies. The operations stay unreleased, as their owners' locks may be held.
   static std::deque<Operation> abandoned;
   for (Operation& operation : _waiting) abandoned.push_back(std::move(operation));
   _waiting.clear();

@@ -38,6 +38,10 @@ class OperationQueue {
   // none yet, the operation runs on the calling thread, so that none is ever lost.
   void addOperation(Operation operation);
 
+  // Starts a thread if the queue has none, so that an operation which is expected soon does not
+  // wait for it. Nothing is lost where the system has none to spare.
+  void prepare();
+
   // Adds `operation` and returns when it has run. Called from an operation of a serial queue it
   // would wait for itself; do not.
   void addOperationAndWait(const Operation& operation);
@@ -58,6 +62,7 @@ class OperationQueue {
  private:
   void runWorker();
   void startWorkerIfNeeded() ZOR_REQUIRES(_mutex);
+  void startWorker() ZOR_REQUIRES(_mutex);
   void startAfreshInChild() ZOR_RELEASE(_mutex);
 
   const std::string _name;

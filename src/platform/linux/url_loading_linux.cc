@@ -59,6 +59,7 @@ class LinuxURLSession final : public URLSession {
                                                       std::move(completion));
     if (net::Loader* const loader = netLoader()) {
       loader->start(std::move(exchange));
+      _queue.prepare();  // While the exchange is under way.
     } else {
       exchange->finish({{},
                         {},

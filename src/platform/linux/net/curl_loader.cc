@@ -111,6 +111,7 @@ CurlLoader::Transfers CurlLoader::advance(CURLM* multi, Exchanges arrived, Trans
       int count = 0;
       curl_multi_perform(multi, &count);
       collect(multi, underWay, ended);
+      if (ended.empty()) _roots.prepare();
       return ended;
     }
   }

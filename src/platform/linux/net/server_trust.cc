@@ -93,6 +93,12 @@ X509_STORE* SystemRoots::current() {
   return _store.get();
 }
 
+void SystemRoots::prepare() {
+  if (!std::exchange(_chainIsExpected, false)) return;
+  current();
+  ERR_clear_error();  // As after an evaluation.
+}
+
 PresentedChain::PresentedChain(SystemRoots& roots, STACK_OF(X509) * presented,
                                std::vector<TrustPolicy> policies)
     : _roots(roots),

@@ -40,6 +40,11 @@ class SystemRoots {
   // the next call; null: out of memory.
   X509_STORE* current();
 
+  // A server is about to be asked for its chain: prepare() then looks at the roots ahead of the
+  // answer, in time that is spent waiting.
+  void expectChain() { _chainIsExpected = true; }
+  void prepare();
+
   // The time that chains are judged at.
   std::time_t now() const { return _clock(); }
 
@@ -51,6 +56,7 @@ class SystemRoots {
   std::vector<RootSource> _loadedFrom;
   CertificateStore _store;
   AcceptedChains _accepted;
+  bool _chainIsExpected = false;
 };
 
 // A presented chain, judged against the system's roots. Keeps its certificates; may outlive the

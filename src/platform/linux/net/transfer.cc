@@ -223,6 +223,7 @@ CURLcode Transfer::connectionIsMade(CURL* /*handle*/, void* sslContext, void* se
   // The context outlives the transfer where the connection is kept for another one, but without
   // renegotiation there is no second handshake that would call back.
   SSL_CTX_set_cert_verify_callback(context, &Transfer::handshakeShowsChain, self);
+  transferOf(self)._roots.expectChain();
   return CURLE_OK;
 }
 
