@@ -1,0 +1,45 @@
+// A program's one request through a session of the library.
+// usage: zor_bench_request_session URL CONNECT_TO...      the root is what SSL_CERT_FILE names
+#include <cstdlib>
+#include <future>
+#include <string>
+#include <vector>
+
+#include "platform/linux/url_loading_linux.h"
+#include "platform/ports.h"
+#include "support/url.h"
+#include "transport/ZORHttpsURLSession.h"
+
+namespace zor {
+namespace {
+
+PortSet withURLLoading(URLLoadingPort& urlLoading) {
+  const PortSet& system = systemPorts();
+  return {system.registry,    system.powerSources, system.system, system.network,
+          system.wifi,        system.integrity,    system.bundle, system.defaults,
+          system.pasteboards, system.archive,      system.files,  system.crypto,
+          system.clock,       system.random,       system.log,    urlLoading};
+}
+
+bool succeeds(const URLRequest& request) {
+  const auto session = ZORHttpsURLSession::create();
+  session->setAcceptHost(hostOfUrl(request.url).value_or(""));
+  std::promise<bool> outcome;
+  session->performRequest(
+      request, 1, [&outcome](const auto& body, const auto& response, const auto& error) {
+        outcome.set_value(zor_isRequestSuccess(body, response, error) && body && !body->empty());
+      });
+  return outcome.get_future().get();
+}
+
+}  // namespace
+}  // namespace zor
+
+int main(int argumentCount, char** arguments) {
+  if (argumentCount < 2) return EXIT_FAILURE;
+  const auto loading = zor::makeLinuxURLLoading({{arguments + 2, arguments + argumentCount}});
+  const zor::ScopedPorts scope(zor::withURLLoading(*loading));
+  zor::URLRequest request;
+  request.url = arguments[1];
+  return zor::succeeds(request) ? EXIT_SUCCESS : EXIT_FAILURE;
+}
