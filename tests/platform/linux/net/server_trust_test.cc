@@ -43,6 +43,7 @@ class ServerTrustAgain : public ::testing::Test {
   }
   void TearDown() override {
     ::unsetenv("SSL_CERT_FILE");
+    ::unsetenv("SSL_CERT_DIR");
     std::filesystem::remove_all(_folder);
   }
 
