@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -123,6 +124,19 @@ int renameOver(const std::string& from, const std::string& to) {
   // Without this a power cut may bring the old file back whole; the change itself has happened.
   if (folder.isOpen()) std::ignore = ::fsync(folder.get());
   return 0;
+}
+
+// flock knows no time limit, so the lock is asked for again and again, less and less often.
+int lockWithin(int descriptor, std::chrono::milliseconds patience) {
+  constexpr std::chrono::microseconds kFirstPause{100};
+  constexpr std::chrono::microseconds kLongestPause{10000};
+  const auto end = std::chrono::steady_clock::now() + patience;
+  for (auto pause = kFirstPause;; pause = std::min(2 * pause, kLongestPause)) {
+    if (retryOnSignal([&] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) == 0) return 0;
+    if (errno != EWOULDBLOCK) return errno;
+    if (std::chrono::steady_clock::now() >= end) return ETIMEDOUT;
+    std::this_thread::sleep_for(pause);
+  }
 }
 
 int makeFolder(const std::string& path) {
@@ -268,7 +282,8 @@ int makeFolders(const std::string& path) {
   return makeFolder(path);
 }
 
-std::unique_ptr<FileSystemLock> FileSystemLock::acquire(const std::string& path, int& error) {
+std::unique_ptr<FileSystemLock> FileSystemLock::acquire(const std::string& path, int& error,
+                                                        std::chrono::milliseconds patience) {
   error = EINVAL;
   if (!isUsablePath(path)) return nullptr;
   for (;;) {
@@ -278,11 +293,8 @@ std::unique_ptr<FileSystemLock> FileSystemLock::acquire(const std::string& path,
       return nullptr;
     }
     std::unique_ptr<FileSystemLock> lock(new FileSystemLock(descriptor));
-    if (retryOnSignal([&] { return ::flock(descriptor, LOCK_EX); }) != 0) {
-      error = errno;
-      return nullptr;
-    }
-    error = 0;
+    error = lockWithin(descriptor, patience);
+    if (error != 0) return nullptr;
     // Removed by somebody while we waited: the others wait at a new file of that name.
     if (isFileAt(descriptor, path)) return lock;
   }

@@ -155,6 +155,18 @@ TEST(Files, TheLockBesideKeepsThreadsAndProcessesApart) {
   EXPECT_EQ(files().lockBeside(folder.file("missing/file")), nullptr);
 }
 
+TEST(Files, AHolderThatStopsIsNotWaitedForWithoutEnd) {
+  const TemporaryFolder folder;
+  const std::string path = lockPathBeside(folder.file("file"));
+  const auto held = files().lockBeside(folder.file("file"));
+  EXPECT_EQ(inChildProcess([&] {
+              int error = 0;
+              const auto own = FileSystemLock::acquire(path, error, std::chrono::milliseconds(0));
+              return own == nullptr && error == ETIMEDOUT ? 0 : 1;
+            }),
+            0);
+}
+
 TEST(Files, ALockEndsWithItsHolderThoughAChildOfTheHolderLives) {
   const TemporaryFolder folder;
   int gate[2];
