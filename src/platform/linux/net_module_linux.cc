@@ -51,7 +51,8 @@ std::vector<fs::path> candidates() {
 
 // Null: `problem` says why.
 net::Loader* loaderFrom(const fs::path& path, std::string& problem) {
-  void* const handle = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  // Lazily, as a program that links those libraries has them; the module itself is bound at once.
+  void* const handle = ::dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
   if (handle == nullptr) {
     const char* const text = ::dlerror();
     problem = text != nullptr ? text : path.string();
