@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 
-#include "platform/posix/file_io.h"
 #include "platform/linux/linux_ports.h"
+#include "platform/posix/file_io.h"
 #include "platform/probe_trace.h"
 
 namespace zor {
