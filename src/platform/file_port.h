@@ -69,8 +69,7 @@ class FilePort {
   // Bytes available to this user on the volume that holds `path`; nullopt when it does not answer.
   virtual std::optional<std::uint64_t> freeBytes(const std::string& path) = 0;
   // Waits until no other process (and no other thread) holds the lock that belongs to `path`, and
-  // takes it. Null: no lock can be had there (a read-only folder), or its holder keeps it for many
-  // seconds (a process that is stopped); the caller goes on without.
+  // takes it. Null: no lock can be had there (a read-only folder); the caller goes on without.
   virtual std::unique_ptr<FileLock> lockBeside(const std::string& path) = 0;
 };
 

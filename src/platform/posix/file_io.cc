@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -102,15 +101,24 @@ class TemporaryFile {
   int openSlot() {
     _descriptor = FileDescriptor(retryOnSignal(
         [this] { return ::open(_path.c_str(), O_RDWR | O_CREAT | kCarefully, kFileMode); }));
-    // A link, a folder or another user's file under that name: try the next one.
-    if (!_descriptor.isOpen()) return errno == ELOOP || errno == EISDIR ? EAGAIN : errno;
+    if (!_descriptor.isOpen()) return isTakenByAnother(errno) ? EAGAIN : errno;
     if (retryOnSignal([this] { return ::flock(_descriptor.get(), LOCK_EX | LOCK_NB); }) != 0) {
       return errno == EWOULDBLOCK ? EAGAIN : errno;
     }
     struct stat status {};
     if (::fstat(_descriptor.get(), &status) != 0) return errno;
-    if (!S_ISREG(status.st_mode) || status.st_nlink > 1) return EAGAIN;
+    const bool isOwn =
+        S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == ::geteuid();
+    if (status.st_nlink > 0 && !isOwn) return EAGAIN;
     return isFileAt(_descriptor.get(), _path) ? 0 : ESTALE;
+  }
+
+  // A link, a folder, a socket or another user's file has the name: the next one may be free. A
+  // folder in which nothing can be made is another matter.
+  bool isTakenByAnother(int error) const {
+    if (error == ELOOP || error == EISDIR || error == ENXIO) return true;
+    struct stat status {};
+    return (error == EACCES || error == EPERM) && ::lstat(_path.c_str(), &status) == 0;
   }
 
   FileDescriptor _descriptor;
@@ -124,19 +132,6 @@ int renameOver(const std::string& from, const std::string& to) {
   // Without this a power cut may bring the old file back whole; the change itself has happened.
   if (folder.isOpen()) std::ignore = ::fsync(folder.get());
   return 0;
-}
-
-// flock knows no time limit, so the lock is asked for again and again, less and less often.
-int lockWithin(int descriptor, std::chrono::milliseconds patience) {
-  constexpr std::chrono::microseconds kFirstPause{100};
-  constexpr std::chrono::microseconds kLongestPause{10000};
-  const auto end = std::chrono::steady_clock::now() + patience;
-  for (auto pause = kFirstPause;; pause = std::min(2 * pause, kLongestPause)) {
-    if (retryOnSignal([&] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) == 0) return 0;
-    if (errno != EWOULDBLOCK) return errno;
-    if (std::chrono::steady_clock::now() >= end) return ETIMEDOUT;
-    std::this_thread::sleep_for(pause);
-  }
 }
 
 int makeFolder(const std::string& path) {
@@ -282,8 +277,7 @@ int makeFolders(const std::string& path) {
   return makeFolder(path);
 }
 
-std::unique_ptr<FileSystemLock> FileSystemLock::acquire(const std::string& path, int& error,
-                                                        std::chrono::milliseconds patience) {
+std::unique_ptr<FileSystemLock> FileSystemLock::acquire(const std::string& path, int& error) {
   error = EINVAL;
   if (!isUsablePath(path)) return nullptr;
   for (;;) {
@@ -293,8 +287,11 @@ std::unique_ptr<FileSystemLock> FileSystemLock::acquire(const std::string& path,
       return nullptr;
     }
     std::unique_ptr<FileSystemLock> lock(new FileSystemLock(descriptor));
-    error = lockWithin(descriptor, patience);
-    if (error != 0) return nullptr;
+    if (retryOnSignal([&] { return ::flock(descriptor, LOCK_EX); }) != 0) {
+      error = errno;
+      return nullptr;
+    }
+    error = 0;
     // Removed by somebody while we waited: the others wait at a new file of that name.
     if (isFileAt(descriptor, path)) return lock;
   }

@@ -9,7 +9,6 @@
 #include <ZORFingerPrint/ZORTypes.h>
 #include <time.h>
 
-#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -64,18 +63,13 @@ int makeFolders(const std::string& path);
 // A lock between processes and threads, held until it is destroyed. The child of a fork holds none.
 class FileSystemLock {
  public:
-  // Waits for the lock file at `path`, which is created on demand and stays. Null: see `error`,
-  // ETIMEDOUT when somebody held it all the time (a process that is stopped, say).
-  static std::unique_ptr<FileSystemLock> acquire(const std::string& path, int& error,
-                                                 std::chrono::milliseconds patience = kPatience);
+  // Waits for the lock file at `path`, which is created on demand and stays. Null: see `error`.
+  static std::unique_ptr<FileSystemLock> acquire(const std::string& path, int& error);
   ~FileSystemLock();
   FileSystemLock(const FileSystemLock&) = delete;
   FileSystemLock& operator=(const FileSystemLock&) = delete;
 
  private:
-  // Far longer than anybody has a reason to hold a lock.
-  static constexpr std::chrono::milliseconds kPatience{10000};
-
   explicit FileSystemLock(int descriptor) : _descriptor(descriptor) {}
   const int _descriptor;
 };
