@@ -99,13 +99,25 @@ namespace {
 
 std::atomic<ScopedPingbackStore::Slot*> scopedSlot{nullptr};
 
+// The store of this process. A lock instead of a function's static: making the store takes file
+// access, and a static that another thread was making during a fork would never be made in the
+// child.
+struct ProcessStore {
+  ProcessStore() { holdOverFork(ForkRank::pingback, mutex); }
+
+  Mutex mutex;  // Guards `store`. The ports' locks are taken under it.
+  std::shared_ptr<ZORSecPingbackStore> store ZOR_GUARDED_BY(mutex);
+};
+
 std::shared_ptr<ZORSecPingbackStore> processStore() {
-  static auto& store = *[] {
-    auto* made = new std::shared_ptr<ZORSecPingbackStore>(makeStore());
-    (*made)->surviveFork();
-    return made;
-  }();
-  return store;
+  static auto& process = *new ProcessStore;
+  const LogDeferral lines;
+  const MutexLock lock(process.mutex);
+  if (!process.store) {
+    process.store = makeStore();
+    process.store->surviveFork();
+  }
+  return process.store;
 }
 
 }  // namespace
