@@ -1,5 +1,6 @@
 #include <ZORFingerPrint/ZORFingerPrint.h>
 
+#include <algorithm>
 #include <new>
 #include <utility>
 #include <vector>
@@ -51,6 +52,11 @@ std::optional<std::string> environmentReport() {
 class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
     : public std::enable_shared_from_this<Implementation> {
  public:
+  Implementation();
+  ~Implementation();
+  Implementation(const Implementation&) = delete;
+  Implementation& operator=(const Implementation&) = delete;
+
   // What a caller gets to see of the cache.
   struct Look {
     std::string fingerprint;  // "" when there is none or it is expired.
@@ -73,10 +79,9 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
   // Selector: setFingerprint:
   void setFingerprint(const Json& data) ZOR_EXCLUDES(mutext);
 
-  // For an instance that is never released, once.
-  void surviveFork();
-
  private:
+  class Living;
+
   void send(const std::string& report);
   void finish(const FingerprintOutcome& outcome);
   void startAfreshInChild() ZOR_RELEASE(mutext);
@@ -90,6 +95,54 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
 
   const std::shared_ptr<ZORDing> _httpAdapter = ZORDing::create();
 };
+
+// The instances there are, so that a fork leaves none of them waiting for a request of the parent.
+class ZORFingerPrint::Implementation::Living {
+ public:
+  static Living& shared() {
+    static auto& living = *new Living;
+    return living;
+  }
+
+  void add(Implementation& instance) {
+    const MutexLock lock(_mutex);
+    _instances.push_back(&instance);
+  }
+
+  void remove(Implementation& instance) {
+    const MutexLock lock(_mutex);
+    _instances.erase(std::find(_instances.begin(), _instances.end(), &instance));
+  }
+
+ private:
+  Living() {
+    registerForkHook({ForkRank::facade, this,
+                      [](void* self) { static_cast<Living*>(self)->holdForFork(); },
+                      [](void* self) { static_cast<Living*>(self)->releaseInParent(); },
+                      [](void* self) { static_cast<Living*>(self)->startAfreshInChild(); }});
+  }
+
+  void holdForFork() ZOR_NO_THREAD_SAFETY_ANALYSIS {
+    _mutex.lock();
+    for (Implementation* instance : _instances) instance->mutext.lock();
+  }
+  void releaseInParent() ZOR_NO_THREAD_SAFETY_ANALYSIS {
+    for (Implementation* instance : _instances) instance->mutext.unlock();
+    _mutex.unlock();
+  }
+  void startAfreshInChild() ZOR_NO_THREAD_SAFETY_ANALYSIS {
+    for (Implementation* instance : _instances) instance->startAfreshInChild();
+    _mutex.unlock();
+  }
+
+  // Guards the list. Taken before the instances' own locks, and together with them by forks only.
+  Mutex _mutex;
+  std::vector<Implementation*> _instances ZOR_GUARDED_BY(_mutex);
+};
+
+ZORFingerPrint::Implementation::Implementation() { Living::shared().add(*this); }
+
+ZORFingerPrint::Implementation::~Implementation() { Living::shared().remove(*this); }
 
 ZORFingerPrint::Implementation::Look ZORFingerPrint::Implementation::lookAtCache(
     const ZORFingerprintCallback& callback) {
@@ -156,36 +209,16 @@ void ZORFingerPrint::Implementation::requestComplete(bool success, const ZORFing
   }
 }
 
-void ZORFingerPrint::Implementation::surviveFork() {
-  registerForkHook({ForkRank::facade, this,
-                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<Implementation*>(self)->mutext.lock();
-                    },
-                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<Implementation*>(self)->mutext.unlock();
-                    },
-                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<Implementation*>(self)->startAfreshInChild();
-                    }});
-}
-
 void ZORFingerPrint::Implementation::startAfreshInChild() {
-  // The callbacks are left where they are, never destroyed: what they hold is the host's and may
-  // wait for a lock of a thread that is not here.
-  using Callbacks = std::vector<ZORFingerprintCallback>;
-  alignas(Callbacks) static unsigned char lost[sizeof(Callbacks)];
-  ::new (lost) Callbacks(std::move(_requestCallbacks));
-  _requestCallbacks.clear();
+  // Built anew without destroying the callbacks: what they hold is the host's and may wait for a
+  // lock of a thread that is not here.
+  new (&_requestCallbacks) std::vector<ZORFingerprintCallback>;
   _isExcuting = false;
   mutext.unlock();
 }
 
 std::shared_ptr<ZORFingerPrint> ZORFingerPrint::sharedInstance() {
-  static const auto& instance = []() -> const std::shared_ptr<ZORFingerPrint>& {
-    const auto& made = *new std::shared_ptr<ZORFingerPrint>(create());
-    made->_implementation->surviveFork();
-    return made;
-  }();
+  static const auto& instance = *new std::shared_ptr<ZORFingerPrint>(create());
   return instance;
 }
 

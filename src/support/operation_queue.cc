@@ -1,7 +1,7 @@
 #include "support/operation_queue.h"
 
+#include <exception>
 #include <new>
-#include <system_error>
 #include <utility>
 
 namespace zor {
@@ -86,8 +86,9 @@ void OperationQueue::startWorker() {
   try {
     const SignalsBlocked signalsBlocked;
     _workers.emplace_back(&OperationQueue::runWorker, this);
-  } catch (const std::system_error&) {
-    // No thread to be had: the workers there are go on, or the caller runs the operation.
+  } catch (const std::exception&) {
+    // No thread or no memory to be had: the workers there are go on, or the caller runs the
+    // operation.
   }
 }
 
@@ -127,10 +128,9 @@ void OperationQueue::surviveFork(ForkRank rank) {
 
 void OperationQueue::startAfreshInChild() {
   // The threads do not exist here and nobody waits on the conditions: all are built anew without
-  // destroying the copies. The operations stay unreleased, as their owners' locks may be held.
-  static std::deque<Operation> abandoned;
-  for (Operation& operation : _waiting) abandoned.push_back(std::move(operation));
-  _waiting.clear();
+  // destroying the copies. Nor are the operations ever destroyed, not even at exit: what they own
+  // may wait for a lock of a thread that is not here.
+  new (&_waiting) std::deque<Operation>;
   new (&_workers) std::vector<std::thread>;
   new (&_operationWaits) ConditionVariable;
   new (&_ranEmpty) ConditionVariable;

@@ -219,20 +219,26 @@ TEST(SharedInstanceTest, TheChildOfAForkAsksAfreshAndLeavesTheParentsCallbacks) 
               serve(network, accepted("fp"));
               std::atomic<int> parents{0};
               int inChild = -1;
+              const auto another = ZORFingerPrint::create();
+              const auto ask = [&another](std::atomic<int>& calls) {
+                for (const auto& instance : {ZORFingerPrint::sharedInstance(), another}) {
+                  instance->getFingerprint([&calls](bool success, const auto&, const auto&) {
+                    calls += success ? 1 : 9;
+                  });
+                }
+              };
               {
                 const CompletionsHeld held;
-                ZORFingerPrint::sharedInstance()->getFingerprint(
-                    [&parents](bool, const auto&, const auto&) { ++parents; });
-                inChild = testing::inChildProcess([&parents] {
+                ask(parents);
+                inChild = testing::inChildProcess([&parents, &ask] {
                   std::atomic<int> own{0};
-                  ZORFingerPrint::sharedInstance()->getFingerprint(
-                      [&own](bool success, const auto&, const auto&) { own += success ? 1 : 9; });
+                  ask(own);
                   ScriptedNetwork::drain();
-                  return parents == 0 && own == 1 ? 0 : 1;
+                  return parents == 0 && own == 2 ? 0 : 1;
                 });
               }
               ScriptedNetwork::drain();
-              return inChild == 0 && parents == 1 ? 0 : 1 + inChild;
+              return inChild == 0 && parents == 2 ? 0 : 1 + inChild;
             }),
             0);
 }

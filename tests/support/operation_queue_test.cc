@@ -5,8 +5,11 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <memory>
 #include <stdexcept>
 #include <vector>
+
+#include "tests/fakes/child_process.h"
 
 namespace zor {
 namespace {
@@ -71,6 +74,26 @@ TEST(OperationQueue, WorksAfreshInTheChildOfAFork) {
   stop = true;
   queue.waitUntilAllOperationsAreFinished();
   EXPECT_EQ(status, 0);
+}
+
+TEST(OperationQueue, TheChildOfAForkDestroysNothingOfTheParentsEvenAtExit) {
+  ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
+  auto& queue = *new OperationQueue("test.exit", 1);
+  queue.surviveFork(ForkRank::queue);
+  std::atomic<bool> stop{false};
+  queue.addOperation([&] {
+    while (!stop) usleep(0);
+  });
+  // Stands for an owner that would wait for a lock of a thread which the child does not have.
+  static pid_t parent = ::getpid();
+  std::shared_ptr<int> owned(new int, [](const int* number) {
+    delete number;
+    if (::getpid() != parent) ::_exit(1);
+  });
+  queue.addOperation([owned = std::move(owned)] {});
+  EXPECT_EQ(testing::inChildProcess([]() -> int { ::exit(0); }), 0);
+  stop = true;
+  queue.waitUntilAllOperationsAreFinished();
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <new>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -20,6 +20,7 @@ namespace {
 constexpr std::chrono::milliseconds kIdleTime{30000};
 // curl's own timers end a wait earlier where one is due.
 constexpr int kLongestWaitMilliseconds = 60000;
+constexpr std::chrono::milliseconds kPauseAfterFailedWait{10};
 
 // Returns when there may be something to do. True: the idle time is over.
 bool waitForWork(CURLM* multi, bool isIdle) {
@@ -27,6 +28,8 @@ bool waitForWork(CURLM* multi, bool isIdle) {
   const int limit = isIdle ? static_cast<int>(kIdleTime.count()) : kLongestWaitMilliseconds;
   const CURLMcode result = curl_multi_poll(multi, nullptr, 0, limit, nullptr);
   const bool isOver = std::chrono::steady_clock::now() - start >= kIdleTime;
+  // A wait that fails at once must not make the thread spin until the transfers time out.
+  if (result != CURLM_OK && !isIdle) std::this_thread::sleep_for(kPauseAfterFailedWait);
   return isIdle && (isOver || result != CURLM_OK);
 }
 
@@ -56,7 +59,7 @@ bool CurlLoader::startThread() {
     const SignalsBlocked signalsBlocked;
     std::thread(&CurlLoader::run, this).detach();
     _running = true;
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {  // No thread or no memory to be had.
     return false;
   }
   return true;
@@ -176,11 +179,10 @@ void CurlLoader::releaseInParent() noexcept ZOR_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 // The parent's multi handle, transfers and sockets are left as they are: whatever was done to them
-// here would be seen by the parent's servers.
+// here would be seen by the parent's servers. The exchanges that waited are never destroyed, not
+// even at exit: what they own may wait for a lock of a thread that is not here.
 void CurlLoader::startAfreshInChild() noexcept ZOR_NO_THREAD_SAFETY_ANALYSIS {
-  static Exchanges abandoned;
-  for (auto& exchange : _waiting) abandoned.push_back(std::move(exchange));
-  _waiting.clear();
+  new (&_waiting) Exchanges;
   _multi = nullptr;
   _running = false;
   _mutex.unlock();
