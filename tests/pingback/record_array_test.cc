@@ -4,6 +4,7 @@
 
 #include "support/json_codec.h"
 #include "support/text.h"
+#include "tests/fakes/fake_ports.h"
 
 namespace zor {
 namespace {
@@ -31,6 +32,7 @@ TEST(RecordArray, IsContinuedAsIfItHadBeenParsed) {
 
 // Any change of one byte: what is taken as it stands must be JSON, and say the same when parsed.
 TEST(RecordArray, IsNeverContinuedWhereItIsDamaged) {
+  const testing::FakeMachine logsToNobody;
   const std::string sound =
       serializeJson(Json::array({kRecord, Json::object(), {{"n", 10}}})).value();
   ASSERT_TRUE(isCompactRecordArray(sound));
