@@ -99,18 +99,25 @@ class TemporaryFile {
 
   // EAGAIN: another writer has the name. ESTALE: it was renamed before it could be locked.
   int openSlot() {
-    _descriptor = FileDescriptor(retryOnSignal(
-        [this] { return ::open(_path.c_str(), O_RDWR | O_CREAT | kCarefully, kFileMode); }));
+    const bool isNew = openAs(O_CREAT | O_EXCL);
+    if (!isNew && errno == EEXIST && !openAs(0) && errno == ENOENT) return ESTALE;
     if (!_descriptor.isOpen()) return isTakenByAnother(errno) ? EAGAIN : errno;
     if (retryOnSignal([this] { return ::flock(_descriptor.get(), LOCK_EX | LOCK_NB); }) != 0) {
       return errno == EWOULDBLOCK ? EAGAIN : errno;
     }
     struct stat status {};
     if (::fstat(_descriptor.get(), &status) != 0) return errno;
-    const bool isOwn =
-        S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == ::geteuid();
-    if (status.st_nlink > 0 && !isOwn) return EAGAIN;
+    if (status.st_nlink == 0) return ESTALE;
+    // Not every file system says who made a file.
+    const bool isOwn = isNew || status.st_uid == ::geteuid();
+    if (!S_ISREG(status.st_mode) || status.st_nlink > 1 || !isOwn) return EAGAIN;
     return isFileAt(_descriptor.get(), _path) ? 0 : ESTALE;
+  }
+
+  bool openAs(int flags) {
+    _descriptor = FileDescriptor(retryOnSignal(
+        [&] { return ::open(_path.c_str(), O_RDWR | flags | kCarefully, kFileMode); }));
+    return _descriptor.isOpen();
   }
 
   // A link, a folder, a socket or another user's file has the name: the next one may be free. A
