@@ -42,8 +42,9 @@ void ZORSecFileUti::createFile() {
   // Where either fails there is no file to open, and the instance works as one without.
   std::ignore = files.createDirectories(_filePath);
   std::ignore = files.createFile(fullPath(), FileAttributes{});
-  if (files.excludeFromBackup(fullPath())) return;
-  logLine(formatText(literals::kBackupExclusionLogFormat.view(), {fullPath(), std::nullopt}));
+  const auto problem = files.excludeFromBackup(fullPath());
+  if (problem)
+    logLine(formatText(literals::kBackupExclusionLogFormat.view(), {fullPath(), problem}));
 }
 
 void ZORSecFileUti::open() {

@@ -64,8 +64,9 @@ class FilePort {
   virtual bool writeAtomically(const std::string& path, const Data& data) = 0;
   // Null: not there, no regular file (a symbolic link is none), or not permitted.
   virtual std::unique_ptr<FileHandle> openForUpdating(const std::string& path) = 0;
-  // Keeps the file out of backups; true also on a platform that has no such mark.
-  virtual bool excludeFromBackup(const std::string& path) = 0;
+  // Keeps the file out of backups. What went wrong, for people; nullopt when nothing did, also on a
+  // platform that has no such mark.
+  virtual std::optional<std::string> excludeFromBackup(const std::string& path) = 0;
   // Bytes available to this user on the volume that holds `path`; nullopt when it does not answer.
   virtual std::optional<std::uint64_t> freeBytes(const std::string& path) = 0;
   // Waits until no other process (and no other thread) holds the lock that belongs to `path`, and

@@ -181,7 +181,9 @@ class FilesUnder final : public FilePort {
   std::unique_ptr<FileHandle> openForUpdating(const std::string& path) override {
     return _real.openForUpdating(path);
   }
-  bool excludeFromBackup(const std::string& path) override { return _real.excludeFromBackup(path); }
+  std::optional<std::string> excludeFromBackup(const std::string& /*path*/) override {
+    return backupProblem;
+  }
   std::optional<std::uint64_t> freeBytes(const std::string&) override { return freeSpaceBytes; }
   std::unique_ptr<FileLock> lockBeside(const std::string& path) override {
     return _real.lockBeside(path);
@@ -189,6 +191,7 @@ class FilesUnder final : public FilePort {
 
   std::optional<std::uint64_t> freeSpaceBytes = std::uint64_t{100} << 30;
   bool diskFull = false;
+  std::optional<std::string> backupProblem;
 
  private:
   const std::string _root;

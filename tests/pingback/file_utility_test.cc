@@ -30,6 +30,16 @@ TEST_F(FileUtility, MakesTheFolderChainAndAnEmptyFileAndLeavesAnExistingFileAlon
   EXPECT_EQ(again.fullPath(), path);
 }
 
+TEST_F(FileUtility, TellsOnceWhyAFileIsNotKeptOutOfBackups) {
+  machine.files.backupProblem = "no such mark here";
+  ZORSecFileUti("file", directory);
+  ZORSecFileUti("file", directory);
+  const auto lines = machine.log.lines();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_NE(lines[0].find(path + " cannot be kept out of backups: no such mark here"),
+            std::string::npos);
+}
+
 TEST_F(FileUtility, ReadsWithinTheFileOnly) {
   ZORSecFileUti file("file", directory);
   testing::writeText(path, "0123456789");

@@ -26,7 +26,9 @@ class LinuxFiles final : public PosixFiles {
     return expands ? homeDirectory() + path.substr(1) : path;
   }
 
-  bool excludeFromBackup(const std::string& /*path*/) override { return true; }
+  std::optional<std::string> excludeFromBackup(const std::string& /*path*/) override {
+    return std::nullopt;
+  }
 
   std::optional<std::uint64_t> freeBytes(const std::string& path) override {
     struct statvfs figures {};

@@ -20,10 +20,14 @@ NSURL* fileUrl(const std::string& path) {
                             : nil;
 }
 
-bool setMark(const std::string& path, NSURLResourceKey mark) {
+// What went wrong, if anything did.
+std::optional<std::string> setMark(const std::string& path, NSURLResourceKey mark) {
   @autoreleasepool {
     NSURL* url = fileUrl(path);
-    return url != nil && [url setResourceValue:@YES forKey:mark error:nil];
+    NSError* error = nil;
+    const bool marked = [url setResourceValue:@YES forKey:mark error:&error];
+    if (marked && error == nil) return std::nullopt;
+    return textFromString(error.localizedDescription).value_or("");
   }
 }
 
@@ -57,7 +61,7 @@ class MacFiles final : public PosixFiles {
     return true;
   }
 
-  bool excludeFromBackup(const std::string& path) override {
+  std::optional<std::string> excludeFromBackup(const std::string& path) override {
     return setMark(path, NSURLIsExcludedFromBackupKey);
   }
 
