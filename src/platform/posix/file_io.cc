@@ -123,7 +123,7 @@ class TemporaryFile {
   // A link, a folder, a socket or another user's file has the name: the next one may be free. A
   // folder in which nothing can be made is another matter.
   bool isTakenByAnother(int error) const {
-    if (error == ELOOP || error == EISDIR || error == ENXIO) return true;
+    if (error == ELOOP || error == EISDIR || error == ENXIO || error == EOPNOTSUPP) return true;
     struct stat status {};
     return (error == EACCES || error == EPERM) && ::lstat(_path.c_str(), &status) == 0;
   }
