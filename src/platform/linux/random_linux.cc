@@ -1,21 +1,30 @@
 #include <sys/random.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
+#include <random>
 
 #include "platform/linux/linux_ports.h"
 
 namespace zor {
 namespace {
 
+// For a host whose sandbox forbids the kernel's call: from the processor or the device. Where there
+// is neither, nothing here could be unpredictable, nor an identifier unique.
+void fillWithoutKernel(std::uint8_t* bytes, std::size_t size) noexcept {
+  std::random_device source;
+  std::generate_n(bytes, size, [&source] { return static_cast<std::uint8_t>(source()); });
+}
+
 template <std::size_t Size>
 std::array<std::uint8_t, Size> randomBytes() {
   static_assert(Size <= 256, "getrandom may return less than was asked for");
   std::array<std::uint8_t, Size> bytes{};
   while (::getrandom(bytes.data(), bytes.size(), 0) < 0) {
-    // Without the call (a sandboxed host that forbids it) identifiers would not be unique.
-    if (errno != EINTR) std::abort();
+    if (errno == EINTR) continue;
+    fillWithoutKernel(bytes.data(), bytes.size());
+    break;
   }
   return bytes;
 }
