@@ -27,6 +27,10 @@ class HostPorts {
   const ScopedPorts _scope;
 };
 
+// Whether `entry` is a redirection as above: hosts are names, dotted quads or IPv6 literals in
+// brackets, ports at most 65535. The URL-loading module skips any other without a word.
+bool isConnectToEntry(const std::string& entry);
+
 // The redirections in the environment variable ZORFP_CONNECT_TO, separated by commas.
 std::vector<std::string> connectToFromEnvironment();
 

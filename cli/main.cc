@@ -1,6 +1,8 @@
 // zorfp: a command-line host of the library.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iostream>
+#include <optional>
 
 #include "cli/commands.h"
 #include "cli/exit_status.h"
@@ -109,6 +111,13 @@ void addOthers(CLI::App& app, Arguments& arguments, Command& command) {
   });
 }
 
+// The first redirection that cannot be followed; nullopt: all can. Exchanges must not go ahead
+// without it: what is meant for a sandbox would reach the operator's service.
+std::optional<std::string> wrongRedirection(const std::vector<std::string>& connectTo) {
+  const auto wrong = std::find_if_not(connectTo.begin(), connectTo.end(), isConnectToEntry);
+  return wrong == connectTo.end() ? std::nullopt : std::optional(*wrong);
+}
+
 int run(int argumentCount, char** argumentValues) {
   Arguments arguments;
   Command command;
@@ -129,6 +138,10 @@ int run(int argumentCount, char** argumentValues) {
     app.parse(argumentCount, argumentValues);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kWrongUsage;
+  }
+  if (const auto wrong = wrongRedirection(arguments.connectTo)) {
+    printDiagnostic("\"" + *wrong + "\" is no redirection of the form HOST:PORT:HOST:PORT.");
+    return kWrongUsage;
   }
   auto& host = *new HostPorts(arguments.connectTo,
                               arguments.trace ? printExchange : TracedURLLoading::Observer{});

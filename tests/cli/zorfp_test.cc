@@ -21,6 +21,7 @@ using sandbox::Route;
 struct Outcome {
   int exitStatus = -1;
   std::string output;
+  std::string diagnostics;  // What it wrote on standard error.
 
   Json json() const { return parseJson(output).value_or(Json()); }
 };
@@ -32,12 +33,15 @@ class Zorfp : public ::testing::Test {
     ASSERT_FALSE(problem) << *problem;
   }
 
-  // Runs zorfp with those arguments in a home of its own.
-  Outcome run(const std::string& arguments) {
+  // Runs zorfp with those arguments in a home of its own. `environment`: settings that win over
+  // the usual ones, as the shell reads them.
+  Outcome run(const std::string& arguments, const std::string& environment = "") {
     std::string command = "env -i PATH=/usr/bin:/bin HOME=" + home.path +
                           " SSL_CERT_FILE=" + service.caFile().string() + " ZORFP_CONNECT_TO=";
     for (const std::string& entry : service.connectTo()) command += entry + ",";
-    command += " " ZOR_TEST_BINARY_DIR "/bin/zorfp " + arguments + " 2>/dev/null";
+    const std::string diagnostics = home.file("diagnostics");
+    command += " " + environment + " " ZOR_TEST_BINARY_DIR "/bin/zorfp " + arguments;
+    command += " 2>" + diagnostics;
     Outcome outcome;
     FILE* pipe = ::popen(command.c_str(), "r");
     char buffer[4096];
@@ -46,6 +50,7 @@ class Zorfp : public ::testing::Test {
     }
     const int status = ::pclose(pipe);
     outcome.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    outcome.diagnostics = testing::readText(diagnostics);
     return outcome;
   }
 
@@ -77,6 +82,21 @@ TEST_F(Zorfp, TellsRefusedFromUnreachableFromLate) {
   EXPECT_EQ(run("fingerprint").exitStatus, 4);
   EXPECT_EQ(run("fingerprint --timeout soon").exitStatus, 2);
   EXPECT_EQ(run("").exitStatus, 2);
+}
+
+TEST_F(Zorfp, RefusesRedirectionsThatWouldBeIgnored) {
+  for (const char* wrong :
+       {"name.example:443:127.0.0.1", "name.example", ":::443:", "::::1:443", ":443::65536",
+        ":443::-1", ":https::443", ": 443::8443", "a/b:443::8443", "[::1:443::8443", ""}) {
+    const Outcome outcome = run("--connect-to '" + std::string(wrong) + "' version");
+    EXPECT_EQ(outcome.exitStatus, 2) << wrong;
+    EXPECT_NE(outcome.diagnostics.find('"' + std::string(wrong) + '"'), std::string::npos) << wrong;
+  }
+  EXPECT_EQ(run("version", "ZORFP_CONNECT_TO=:443::8443,typo").exitStatus, 2);
+  EXPECT_EQ(run("version", "ZORFP_CONNECT_TO=,:443::8443,").exitStatus, 0);
+  for (const char* right : {":443::8443", ":::", "a.example:0:[::1]:65535", "[::1]:443:b:"}) {
+    EXPECT_EQ(run("--connect-to '" + std::string(right) + "' version").exitStatus, 0) << right;
+  }
 }
 
 TEST_F(Zorfp, OpensTheSealedBlockOfItsOwnReportOnly) {
