@@ -148,12 +148,20 @@ int run(int argumentCount, char** argumentValues) {
   return command(host);
 }
 
+// The status to end with: a command whose output was lost, to a full disk say, is not done.
+int withOutputWritten(int status) {
+  std::cout.flush();
+  if (std::cout) return status;
+  printDiagnostic("Standard output could not be written.");
+  return status == kDone ? kFailed : status;
+}
+
 }  // namespace
 }  // namespace zor::cli
 
 int main(int argumentCount, char** argumentValues) {
   try {
-    return zor::cli::run(argumentCount, argumentValues);
+    return zor::cli::withOutputWritten(zor::cli::run(argumentCount, argumentValues));
   } catch (const std::exception& error) {
     zor::cli::printDiagnostic(error.what());
     return zor::cli::kFailed;

@@ -99,6 +99,15 @@ TEST_F(Zorfp, RefusesRedirectionsThatWouldBeIgnored) {
   }
 }
 
+TEST_F(Zorfp, SaysWhenItsOutputCannotBeWritten) {
+  for (const char* arguments : {"report --json", "cache show", "version", "--help"}) {
+    const Outcome outcome = run(std::string(arguments) + " >/dev/full");
+    EXPECT_EQ(outcome.exitStatus, 1) << arguments;
+    EXPECT_NE(outcome.diagnostics.find("output"), std::string::npos) << arguments;
+  }
+  EXPECT_EQ(run("nonsense >/dev/full").exitStatus, 2);
+}
+
 TEST_F(Zorfp, OpensTheSealedBlockOfItsOwnReportOnly) {
   const Json report = run("report --json --unseal").json();
   EXPECT_EQ(report.size(), 23U);
