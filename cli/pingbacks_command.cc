@@ -62,7 +62,8 @@ class UploadEnd {
     printDiagnostic("The upload failed: " +
                     (_error ? _error->localizedDescription
                             : "status " + std::to_string(_response ? _response->statusCode : 0)));
-    return _response ? kRefused : kTransport;
+    // With an error the answer is not complete, whatever status arrived.
+    return _response && !_error ? kRefused : kTransport;
   }
 
  private:

@@ -121,8 +121,7 @@ TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
   service.script({.route = Route::address}, {.status = 500});
   service.script({.route = Route::backupAddress}, {.status = 500});
   EXPECT_EQ(run("fingerprint").exitStatus, 4);
-  const Json records = run("pingbacks --json").json();
-  ASSERT_GE(records.size(), 2U) << records;
+  ASSERT_GE(run("pingbacks --json").json().size(), 2U);
   EXPECT_NE(run("pingbacks upload").output.find("Not due"), std::string::npos);
 
   // The last look is made to lie a long time back.
@@ -131,6 +130,13 @@ TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
   defaults[literals::kPingbackUploadTimeKeyStart.str() +
            literals::kPingbackUploadTimeKeyEnd.str()] = "1";
   testing::writeText(file, defaults.dump());
+  // A failure makes the next upload due, and is itself recorded.
+  service.script({.route = Route::pingback}, {.status = 503}, 1);
+  EXPECT_EQ(run("pingbacks upload").exitStatus, 3);
+  service.script({.route = Route::pingback}, {.ending = Ending::cutBody}, 1);
+  EXPECT_EQ(run("pingbacks upload").exitStatus, 4);
+  const Json records = run("pingbacks --json").json();
+  service.clearReceived();
   EXPECT_EQ(run("pingbacks upload").exitStatus, 0);
   EXPECT_EQ(Json(service.pingbackRecords()), records);
   EXPECT_TRUE(run("pingbacks --json").json().empty());
