@@ -40,9 +40,9 @@ int runMachineId(const MachineIdOptions& options);
 // Prints the failure records that wait for their upload.
 int runPingbacksShow(bool json);
 // Uploads them now if a day has passed since the last time, and says what happened.
-int runPingbacksUpload();
+int runPingbacksUpload(bool json);
 // Empties their file.
-int runPingbacksClear();
+int runPingbacksClear(bool json);
 
 // Tries each route to the service once and says how it went.
 int runDoctor(bool json, HostPorts& host);

@@ -83,14 +83,15 @@ void addMachineId(CLI::App& app, Arguments& arguments, Command& command) {
 
 void addPingbacks(CLI::App& app, Arguments& arguments, Command& command) {
   CLI::App* pingbacks = app.add_subcommand("pingbacks", "Show the failure records, or handle them");
-  addJson(*pingbacks, arguments.json);
   CLI::App* upload = pingbacks->add_subcommand("upload", "Upload them if an upload is due");
   CLI::App* clear = pingbacks->add_subcommand("clear", "Empty their file");
+  // Before the subcommand or behind it.
+  for (CLI::App* one : {pingbacks, upload, clear}) addJson(*one, arguments.json);
   pingbacks->require_subcommand(0, 1);
   pingbacks->callback([&arguments, &command, upload, clear] {
     command = [&arguments, upload, clear](HostPorts&) {
-      if (upload->parsed()) return runPingbacksUpload();
-      if (clear->parsed()) return runPingbacksClear();
+      if (upload->parsed()) return runPingbacksUpload(arguments.json);
+      if (clear->parsed()) return runPingbacksClear(arguments.json);
       return runPingbacksShow(arguments.json);
     };
   });

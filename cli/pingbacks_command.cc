@@ -40,6 +40,18 @@ void printRecords(const Json& records) {
   printTable(rows);
 }
 
+// What became of an upload. Response and error are absent unless one was started.
+struct UploadResult {
+  PingbackUpload start = PingbackUpload::notDue;
+  std::size_t recordCount = 0;
+  std::optional<URLResponse> response;
+  std::optional<ZORError> error;
+
+  bool failed() const {
+    return start == PingbackUpload::started && !zor_isRequestSuccess(std::nullopt, response, error);
+  }
+};
+
 // The end of an upload, handed from the transport's queue to the waiting command.
 class UploadEnd {
  public:
@@ -52,18 +64,11 @@ class UploadEnd {
   }
 
   // Waits for it; the request has a time limit of its own.
-  int printed(std::size_t recordCount) {
+  void take(UploadResult& result) {
     std::unique_lock<std::mutex> lock(_mutex);
     _changed.wait(lock, [this] { return _ended; });
-    if (zor_isRequestSuccess(std::nullopt, _response, _error)) {
-      std::cout << "Uploaded " << recordCount << " records." << std::endl;
-      return kDone;
-    }
-    printDiagnostic("The upload failed: " +
-                    (_error ? _error->localizedDescription
-                            : "status " + std::to_string(_response ? _response->statusCode : 0)));
-    // With an error the answer is not complete, whatever status arrived.
-    return _response && !_error ? kRefused : kTransport;
+    result.response = _response;
+    result.error = _error;
   }
 
  private:
@@ -73,6 +78,57 @@ class UploadEnd {
   std::optional<URLResponse> _response;
   std::optional<ZORError> _error;
 };
+
+UploadResult upload() {
+  UploadResult result;
+  result.recordCount = pendingRecords().size();
+  const auto end = std::make_shared<UploadEnd>();
+  result.start = GetPingbackStore()->checkIfNeedUpload(
+      [end](const auto& response, const auto& error) { end->put(response, error); });
+  if (result.start != PingbackUpload::started) return result;
+  end->take(result);
+  static_cast<void>(GetPingbackStore()->readStr());  // Runs behind the writes of the outcome.
+  return result;
+}
+
+int exitStatus(const UploadResult& result) {
+  if (!result.failed()) return kDone;
+  // With an error the answer is not complete, whatever status arrived.
+  return result.response && !result.error ? kRefused : kTransport;
+}
+
+std::string outcomeOf(const UploadResult& result) {
+  switch (result.start) {
+    case PingbackUpload::notDue:
+      return "not due";
+    case PingbackUpload::nothingToSend:
+      return "nothing to send";
+    case PingbackUpload::started:
+      break;
+  }
+  return result.failed() ? "failed" : "sent";
+}
+
+Json asJson(const UploadResult& result) {
+  return {{"outcome", outcomeOf(result)},
+          {"records", result.recordCount},
+          {"status", result.response ? Json(result.response->statusCode) : Json()},
+          {"error", result.error ? Json(result.error->localizedDescription) : Json()}};
+}
+
+void printForPeople(const UploadResult& result) {
+  if (result.failed()) {
+    const int status = result.response ? result.response->statusCode : 0;
+    printDiagnostic("The upload failed: " + (result.error ? result.error->localizedDescription
+                                                          : "status " + std::to_string(status)));
+  } else if (result.start == PingbackUpload::started) {
+    std::cout << "Uploaded " << result.recordCount << " records." << std::endl;
+  } else if (result.start == PingbackUpload::nothingToSend) {
+    std::cout << "Nothing to upload; the time of this look is recorded." << std::endl;
+  } else {
+    std::cout << "Not due: the last upload was tried less than a day ago." << std::endl;
+  }
+}
 
 }  // namespace
 
@@ -88,30 +144,27 @@ int runPingbacksShow(bool json) {
   return kDone;
 }
 
-int runPingbacksUpload() {
-  const std::size_t recordCount = pendingRecords().size();
-  const auto end = std::make_shared<UploadEnd>();
-  switch (GetPingbackStore()->checkIfNeedUpload(
-      [end](const auto& response, const auto& error) { end->put(response, error); })) {
-    case PingbackUpload::notDue:
-      std::cout << "Not due: the last upload was tried less than a day ago." << std::endl;
-      return kDone;
-    case PingbackUpload::nothingToSend:
-      std::cout << "Nothing to upload; the time of this look is recorded." << std::endl;
-      return kDone;
-    case PingbackUpload::started:
-      break;
+int runPingbacksUpload(bool json) {
+  const UploadResult result = upload();
+  if (json) {
+    printJson(asJson(result));
+  } else {
+    printForPeople(result);
   }
-  const int status = end->printed(recordCount);
-  static_cast<void>(GetPingbackStore()->readStr());  // Runs behind the writes of the outcome.
-  return status;
+  return exitStatus(result);
 }
 
-int runPingbacksClear() {
+int runPingbacksClear(bool json) {
   GetPingbackStore()->clearFileContent();
-  const bool empty = !GetPingbackStore()->readStr();  // Runs behind the clearing.
-  std::cout << (empty ? "Cleared." : "The file could not be cleared.") << std::endl;
-  return empty ? kDone : kFailed;
+  const bool cleared = !GetPingbackStore()->readStr();  // Runs behind the clearing.
+  if (json) {
+    printJson({{"cleared", cleared}});
+  } else if (cleared) {
+    std::cout << "Cleared." << std::endl;
+  } else {
+    printDiagnostic("The file could not be cleared.");
+  }
+  return cleared ? kDone : kFailed;
 }
 
 }  // namespace zor::cli

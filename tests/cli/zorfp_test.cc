@@ -54,6 +54,8 @@ class Zorfp : public ::testing::Test {
     return outcome;
   }
 
+  std::string uploadOutcome() { return run("pingbacks --json upload").json().value("outcome", ""); }
+
   sandbox::SandboxService service;
   testing::TemporaryFolder home;
 };
@@ -116,13 +118,13 @@ TEST_F(Zorfp, OpensTheSealedBlockOfItsOwnReportOnly) {
 }
 
 TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
-  EXPECT_NE(run("pingbacks upload").output.find("Nothing to upload"), std::string::npos);
+  EXPECT_EQ(uploadOutcome(), "nothing to send");
   service.script({.route = Route::name}, {.status = 500});
   service.script({.route = Route::address}, {.status = 500});
   service.script({.route = Route::backupAddress}, {.status = 500});
   EXPECT_EQ(run("fingerprint").exitStatus, 4);
   ASSERT_GE(run("pingbacks --json").json().size(), 2U);
-  EXPECT_NE(run("pingbacks upload").output.find("Not due"), std::string::npos);
+  EXPECT_EQ(uploadOutcome(), "not due");
 
   // The last look is made to lie a long time back.
   const std::string file = home.path + "/.config/zorfingerprint/com.tidewater.zorfp.json";
@@ -132,14 +134,20 @@ TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
   testing::writeText(file, defaults.dump());
   // A failure makes the next upload due, and is itself recorded.
   service.script({.route = Route::pingback}, {.status = 503}, 1);
-  EXPECT_EQ(run("pingbacks upload").exitStatus, 3);
+  const Outcome refused = run("pingbacks upload --json");
+  EXPECT_EQ(refused.exitStatus, 3);
+  EXPECT_EQ(refused.json().value("status", 0), 503) << refused.output;
   service.script({.route = Route::pingback}, {.ending = Ending::cutBody}, 1);
-  EXPECT_EQ(run("pingbacks upload").exitStatus, 4);
+  const Outcome cut = run("pingbacks upload --json");
+  EXPECT_EQ(cut.exitStatus, 4);
+  EXPECT_EQ(cut.json().value("outcome", ""), "failed");
+  EXPECT_TRUE(cut.json().at("error").is_string()) << cut.output;
   const Json records = run("pingbacks --json").json();
   service.clearReceived();
-  EXPECT_EQ(run("pingbacks upload").exitStatus, 0);
+  EXPECT_EQ(uploadOutcome(), "sent");
   EXPECT_EQ(Json(service.pingbackRecords()), records);
   EXPECT_TRUE(run("pingbacks --json").json().empty());
+  EXPECT_EQ(run("pingbacks clear --json").json(), Json({{"cleared", true}}));
 }
 
 TEST_F(Zorfp, DoctorSaysForEachRouteHowItWent) {
