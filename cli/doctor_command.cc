@@ -2,14 +2,13 @@
 #include <iostream>
 #include <mutex>
 #include <optional>
-#include <sstream>
+#include <string_view>
 
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
 #include "literals/literals.h"
 #include "platform/ports.h"
-#include "support/text.h"
 #include "support/url.h"
 #include "transport/ZORDing.h"
 #include "transport/ZORHTTPDNSManager.h"
@@ -121,43 +120,44 @@ RouteCheck check(const std::string& route, const std::string& url,
           std::chrono::steady_clock::now() - start};
 }
 
-// The addresses in an HTTPDNS answer.
+// As check(); without a URL, for `address` is none, the route ends there.
+RouteCheck checkByAddress(const std::string& route, const std::optional<std::string>& url,
+                          const std::optional<std::string>& acceptHost,
+                          const std::string& address) {
+  if (url) return check(route, *url, acceptHost);
+  const ZORError noAddress{"", 0, "\"" + address + "\" is no address"};
+  return {route, "", {std::nullopt, noAddress}, verdictText(std::nullopt)};
+}
+
+RouteCheck checkHttpDnsBy(const std::string& route, std::string_view format,
+                          const std::string& address, const std::string& host) {
+  return checkByAddress(route, httpDnsUrl(format, address, host), std::nullopt, address);
+}
+
 std::vector<std::string> answeredAddresses(const RouteCheck& query) {
-  if (!query.reached() || query.answer.response->statusCode != 200) return {};
-  const auto header = query.answer.response->header(literals::kHttpDnsAnswerHeader.str());
-  std::vector<std::string> addresses;
-  std::istringstream stream(header.value_or(""));
-  for (std::string piece; std::getline(stream, piece, literals::kHttpDnsSeparator.view()[0]);) {
-    if (!piece.empty()) addresses.push_back(piece);
-  }
-  return addresses;
+  const Answer& answer = query.answer;
+  if (!zor_isRequestSuccess(std::nullopt, answer.response, answer.error)) return {};
+  return httpDnsAddresses(*answer.response);
 }
 
-void checkByAddress(const std::string& route, const std::string& url, const std::string& host,
-                    const std::string& address, std::vector<RouteCheck>& checks) {
-  const auto byAddress = urlByReplacingHost(url, address);
-  if (byAddress) checks.push_back(check(route, *byAddress, host));
-}
-
+// The resolver asks at the first address of the bootstrap answer, whatever it is.
 void checkHttpDns(const std::string& url, const std::string& host,
                   std::vector<RouteCheck>& checks) {
   std::vector<std::string> serviceAddresses;
   const auto config = ZORHttpDnsConfig::defaultConfig();
   for (const std::string& fixed : config.ips()) {
-    checks.push_back(
-        check("HTTPDNS bootstrap",
-              formatText(literals::kHttpDnsBootstrapFormat.view(), {fixed, config.httpDnsHost()}),
-              std::nullopt));
+    checks.push_back(checkHttpDnsBy("HTTPDNS bootstrap", literals::kHttpDnsBootstrapFormat.view(),
+                                    fixed, config.httpDnsHost()));
     serviceAddresses = answeredAddresses(checks.back());
     if (!serviceAddresses.empty()) break;
   }
   if (serviceAddresses.empty()) return;
-  checks.push_back(
-      check("HTTPDNS query",
-            formatText(literals::kHttpDnsQueryFormat.view(), {serviceAddresses.front(), host}),
-            std::nullopt));
+  checks.push_back(checkHttpDnsBy("HTTPDNS query", literals::kHttpDnsQueryFormat.view(),
+                                  serviceAddresses.front(), host));
   const auto addresses = answeredAddresses(checks.back());
-  if (!addresses.empty()) checkByAddress("address", url, host, addresses.front(), checks);
+  if (addresses.empty()) return;
+  checks.push_back(checkByAddress("address", urlByReplacingHost(url, addresses.front()), host,
+                                  addresses.front()));
 }
 
 std::vector<RouteCheck> checkEveryRoute() {
@@ -168,7 +168,8 @@ std::vector<RouteCheck> checkEveryRoute() {
   checkHttpDns(url, host, checks);
   checks.push_back(check("backup list", backupUrl, hostOfUrl(backupUrl)));
   if (const auto stored = ZORDing::create()->randomBackupIP()) {
-    checkByAddress("backup address", url, host, *stored, checks);
+    checks.push_back(
+        checkByAddress("backup address", urlByReplacingHost(url, *stored), host, *stored));
   }
   return checks;
 }
@@ -189,7 +190,7 @@ void printChecks(const std::vector<RouteCheck>& checks) {
   for (const RouteCheck& check : checks) {
     rows.push_back({check.route, check.reached() ? "yes" : "no",
                     check.reached() ? std::to_string(check.answer.response->statusCode) : "-",
-                    shownDuration(check.duration), check.verdict, check.url,
+                    shownDuration(check.duration), shown(check.verdict), shown(check.url),
                     check.answer.error ? shown(check.answer.error->localizedDescription) : ""});
   }
   printTable(rows);

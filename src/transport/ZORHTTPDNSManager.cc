@@ -37,16 +37,6 @@ void append(std::vector<Block>& list, const Block& block) {
   list.push_back(block);
 }
 
-// The URL that `format` makes of the service's address and a host to ask for; nullopt when one of
-// them is missing, or is no address and no host, so that neither can change what surrounds it.
-std::optional<std::string> urlFromFormat(std::string_view format,
-                                         const std::optional<std::string>& address,
-                                         const std::string& host) {
-  const auto authority = address ? urlAddress(*address) : std::nullopt;
-  if (!authority || !urlHost(host)) return std::nullopt;
-  return formatText(format, {authority, host});
-}
-
 URLRequest plainRequest(std::string url) {
   URLRequest request;
   request.url = std::move(url);
@@ -84,6 +74,20 @@ void sendPingback(const std::optional<URLResponse>& response, const std::optiona
 }
 
 }  // namespace
+
+std::optional<std::string> httpDnsUrl(std::string_view format,
+                                      const std::optional<std::string>& address,
+                                      const std::string& host) {
+  const auto authority = address ? urlAddress(*address) : std::nullopt;
+  if (!authority || !urlHost(host)) return std::nullopt;
+  return formatText(format, {authority, host});
+}
+
+std::vector<std::string> httpDnsAddresses(const URLResponse& response) {
+  const auto answer = response.header(literals::kHttpDnsAnswerHeader.str());
+  if (!answer || answer->empty()) return {};
+  return split(*answer, literals::kHttpDnsSeparator.view());
+}
 
 std::shared_ptr<ZORHTTPDNSManager> ZORHTTPDNSManager::sharedInstance() {
   if (const auto* replacement = scopedInstance.load(std::memory_order_acquire)) return *replacement;
@@ -170,7 +174,7 @@ void ZORHTTPDNSManager::resolveHttpDns() {
     serviceHost = _config.httpDnsHost();
     if (!_resolvedStatus.insert(serviceHost).second) return;  // Its result answers the blocks.
   }
-  auto url = urlFromFormat(literals::kHttpDnsBootstrapFormat.view(), address, serviceHost);
+  auto url = httpDnsUrl(literals::kHttpDnsBootstrapFormat.view(), address, serviceHost);
   // Deliberate: the host stays marked, so nobody who asks for it is answered any more.
   if (!url) return;
   sendResolveRequest(plainRequest(std::move(*url)), serviceHost);
@@ -190,7 +194,7 @@ void ZORHTTPDNSManager::resolveHost(const std::string& host) {
   // Without a usable address the request has no URL. It is sent all the same: the loader refuses
   // it, and the look-up ends like any that failed.
   sendResolveRequest(
-      plainRequest(urlFromFormat(literals::kHttpDnsQueryFormat.view(), address, host).value_or("")),
+      plainRequest(httpDnsUrl(literals::kHttpDnsQueryFormat.view(), address, host).value_or("")),
       host);
 }
 
@@ -200,9 +204,8 @@ void ZORHTTPDNSManager::sendResolveRequest(const URLRequest& request, const std:
   sendRequest(
       request,
       [self, host](const std::optional<Data>&, const URLResponse& response) {
-        const auto answer = response.header(literals::kHttpDnsAnswerHeader.str());
-        if (answer && !answer->empty()) {
-          const auto ips = split(*answer, literals::kHttpDnsSeparator.view());
+        const auto ips = httpDnsAddresses(response);
+        if (!ips.empty()) {
           self->resolveHost(host, ResolvedResults{{host, ips}});
         } else {
           self->resolveHost(host, std::optional(noAddressesError()));

@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/url_loading_port.h"
@@ -18,6 +19,16 @@
 namespace zor {
 
 class ZORHttpsURLSession;
+
+// The URL that `format` makes of the service's address and a host to ask for; nullopt when one of
+// them is missing, or is no address and no host, so that neither can change what surrounds it.
+std::optional<std::string> httpDnsUrl(std::string_view format,
+                                      const std::optional<std::string>& address,
+                                      const std::string& host);
+
+// The addresses that an answer names, as they stand; each may be empty or no address. Empty pieces
+// are kept. None: the answer has no content.
+std::vector<std::string> httpDnsAddresses(const URLResponse& response);
 
 // The resolver. The service is itself reached by name: that name is resolved first, through the
 // service at one of its fixed addresses, and a host then at the first address of the answer.

@@ -163,5 +163,21 @@ TEST_F(Zorfp, DoctorSaysForEachRouteHowItWent) {
   }
 }
 
+TEST_F(Zorfp, DoctorReadsHttpDnsAnswersAsTheResolverDoes) {
+  const std::string answering = sandbox::SandboxSettings().queryAddresses.front();
+  const std::string separator = literals::kHttpDnsSeparator.str();
+  for (const std::string& answer : {answering + "/?", answering + "@" + answering,
+                                    separator + answering, "\x1b[2J" + separator}) {
+    service.script({.route = Route::bootstrap}, {.answerHeader = answer}, 2);
+    Json query;
+    for (const Json& check : run("doctor --json").json()) {
+      if (check.at("route") == "HTTPDNS query") query = check;
+    }
+    EXPECT_EQ(query.value("reached", true), false) << query;
+    EXPECT_EQ(run("doctor").output.find('\x1b'), std::string::npos);
+  }
+  EXPECT_TRUE(service.received(Route::query).empty());
+}
+
 }  // namespace
 }  // namespace zor
