@@ -57,7 +57,7 @@ int runCacheShow(bool json) {
               {"stored at", shownTime(state.times.storedAt)},
               {"lifetime", shownSeconds(state.times.lifetime)},
               {"expires at", shownTime(state.times.expiry)},
-              {"store file", state.storeFilePath.value_or("-")}});
+              {"store file", shown(state.storeFilePath.value_or("-"))}});
   return kDone;
 }
 

@@ -85,8 +85,8 @@ void print(const Outcome& outcome, bool json) {
                {"cached", outcome.cached},
                {"error", errorAsJson(outcome.error)}});
   } else if (outcome.success) {
-    std::cout << outcome.fingerprint << (outcome.cached ? "  (cached)" : "  (from the service)")
-              << std::endl;
+    std::cout << shown(outcome.fingerprint)
+              << (outcome.cached ? "  (cached)" : "  (from the service)") << std::endl;
   } else {
     printDiagnostic(errorForPeople(outcome.error));
   }

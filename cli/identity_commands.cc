@@ -21,7 +21,7 @@ int runVersion(bool json) {
 
 int runIdentifier() {
   const std::string identifier = ZORFingerPrint::identifier();
-  std::cout << identifier << std::endl;
+  std::cout << shown(identifier) << std::endl;
   return identifier.empty() ? kFailed : kDone;
 }
 

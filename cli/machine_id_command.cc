@@ -18,7 +18,7 @@ int runMachineId(const MachineIdOptions& options) {
                {"description", outcome.localizedDescription}});
     return kDone;
   }
-  std::cout << value << std::endl;
+  std::cout << shown(value) << std::endl;
   const bool worthSaying = outcome.code != static_cast<int>(SharedIdentifierOutcome::consistent);
   if (worthSaying) printDiagnostic(outcome.localizedDescription);
   return kDone;

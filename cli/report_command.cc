@@ -23,15 +23,15 @@ void addRows(const Json& dictionary, const std::string& indent,
              std::vector<std::vector<std::string>>& rows) {
   for (const auto& [key, value] : dictionary.items()) {
     if (value.is_object() && !value.empty()) {
-      rows.push_back({indent + key, ""});
+      rows.push_back({indent + shown(key), ""});
       addRows(value, indent + "  ", rows);
     } else {
-      rows.push_back({indent + key, shown(value)});
+      rows.push_back({indent + shown(key), shown(value)});
     }
   }
 }
 
-const char* shown(EntryOutcome outcome) {
+const char* outcomeText(EntryOutcome outcome) {
   switch (outcome) {
     case EntryOutcome::found:
       return "found";
@@ -50,12 +50,12 @@ int explain(bool json) {
   std::vector<std::vector<std::string>> rows{{"ENTRY", "OUTCOME", "TIME", "SOURCE"}};
   for (const EntryAccount& account : accounts) {
     list.push_back({{"entry", account.entry},
-                    {"outcome", shown(account.outcome)},
+                    {"outcome", outcomeText(account.outcome)},
                     {"microseconds", account.microseconds},
                     {"sources", account.sources}});
-    rows.push_back({account.entry, shown(account.outcome),
+    rows.push_back({account.entry, outcomeText(account.outcome),
                     std::to_string(account.microseconds) + " us",
-                    account.sources.empty() ? "the library" : account.sources});
+                    account.sources.empty() ? "the library" : shown(account.sources)});
   }
   if (json) {
     printJson(list);

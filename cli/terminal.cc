@@ -12,17 +12,29 @@
 namespace zor::cli {
 namespace {
 
+// Whether the byte at `index` of well-formed UTF-8 belongs to a control character: those of ASCII,
+// or U+0080 to U+009F, which some terminals obey as well.
+bool isOfControlCharacter(const std::string& text, std::size_t index) {
+  const auto byteAt = [&text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+  constexpr unsigned char kLead = 0xC2;
+  const auto isTrail = [](unsigned char byte) { return byte >= 0x80 && byte <= 0x9F; };
+  const unsigned char byte = byteAt(index);
+  if (byte < 0x20 || byte == 0x7F) return true;
+  if (byte == kLead) return isTrail(byteAt(index + 1));
+  return isTrail(byte) && byteAt(index - 1) == kLead;
+}
+
 // Names from devices and services reach the terminal: nothing in them may steer it.
-std::string withoutControlCharacters(const std::string& text) {
+std::string withoutControlCharacters(const std::string& given) {
+  const std::string text = wellFormedUtf8(given);
   std::string safe;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (byte >= 0x20 && byte != 0x7F) {
-      safe += character;
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    if (!isOfControlCharacter(text, index)) {
+      safe += text[index];
       continue;
     }
     char escape[5];
-    std::snprintf(escape, sizeof escape, "\\x%02x", byte);
+    std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(text[index]));
     safe += escape;
   }
   return safe;

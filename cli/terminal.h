@@ -16,7 +16,8 @@ void printTable(const std::vector<std::vector<std::string>>& rows);
 // Prints one line of compact JSON; ill-formed UTF-8 in it is replaced.
 void printJson(const Json& value);
 
-// `value` for people: a text as it is (control characters escaped), null as "-", the rest as JSON.
+// `value` for people: a text as it is (control characters escaped, bytes that are
+// no UTF-8 replaced), null as "-", the rest as JSON.
 std::string shown(const Json& value);
 
 // Prints "zorfp: " and `message` on standard error.

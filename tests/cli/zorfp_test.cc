@@ -110,6 +110,19 @@ TEST_F(Zorfp, SaysWhenItsOutputCannotBeWritten) {
   EXPECT_EQ(run("nonsense >/dev/full").exitStatus, 2);
 }
 
+TEST_F(Zorfp, LetsNoTextOfOthersSteerTheTerminal) {
+  const std::string steering =
+      "\x1b[2J\xc2\x9b"
+      "1m";
+  const Json data = {{literals::kAnswerFingerprintKey.str(), steering}};
+  const Json answer = {{literals::kAnswerStatusKey.str(), 0},
+                       {literals::kAnswerDataKey.str(), data}};
+  service.script({.route = Route::name}, {.body = answer.dump()}, 1);
+  EXPECT_EQ(run("fingerprint").output, "\\x1b[2J\\xc2\\x9b1m  (from the service)\n");
+  const std::string folder = "XDG_DATA_HOME='" + home.file(steering) + "'";
+  EXPECT_EQ(run("cache show", folder).output.find(steering.substr(0, 1)), std::string::npos);
+}
+
 TEST_F(Zorfp, OpensTheSealedBlockOfItsOwnReportOnly) {
   const Json report = run("report --json --unseal").json();
   EXPECT_EQ(report.size(), 23U);
