@@ -110,6 +110,20 @@ TEST_F(Zorfp, SaysWhenItsOutputCannotBeWritten) {
   EXPECT_EQ(run("nonsense >/dev/full").exitStatus, 2);
 }
 
+TEST_F(Zorfp, SaysWhenAValueCannotBeKept) {
+  for (const char* arguments :
+       {"identifier", "machine-id --opt-out", "machine-id --opt-in --json"}) {
+    const Outcome lost = run(arguments, "HOME=/dev/null");
+    EXPECT_EQ(lost.exitStatus, 1) << arguments;
+    EXPECT_NE(lost.diagnostics.find("could not be kept"), std::string::npos) << arguments;
+    EXPECT_EQ(run(arguments).exitStatus, 0) << arguments;
+  }
+  EXPECT_EQ(run("identifier").output, run("identifier").output);
+  run("machine-id --opt-out");
+  EXPECT_EQ(run("machine-id --json").json().value("outcome", 0), 1);
+  EXPECT_EQ(run("machine-id --opt-in --json").json().value("outcome", 1), 0);
+}
+
 TEST_F(Zorfp, LetsNoTextOfOthersSteerTheTerminal) {
   const std::string steering =
       "\x1b[2J\xc2\x9b"
