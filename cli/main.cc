@@ -1,6 +1,8 @@
 // zorfp: a command-line host of the library.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <iostream>
 #include <optional>
 
@@ -34,11 +36,17 @@ void addJson(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "Print JSON for programs");
 }
 
+// CLI::Range lets not-a-number through: it lies neither below nor above.
+std::string refuseNotANumber(const std::string& text) {
+  return std::isnan(std::strtod(text.c_str(), nullptr)) ? text + " is not a number" : "";
+}
+
 void addFingerprint(CLI::App& app, Arguments& arguments, Command& command) {
   CLI::App* sub = app.add_subcommand("fingerprint", "Fetch this machine's fingerprint");
   sub->add_option("--timeout", arguments.fingerprint.timeoutSeconds,
                   "Seconds to wait for an answer")
       ->check(CLI::Range(0.0, 86400.0))
+      ->check(refuseNotANumber)
       ->capture_default_str();
   addJson(*sub, arguments.fingerprint.json);
   sub->callback([&arguments, &command] {
@@ -49,10 +57,11 @@ void addFingerprint(CLI::App& app, Arguments& arguments, Command& command) {
 void addReport(CLI::App& app, Arguments& arguments, Command& command) {
   CLI::App* sub = app.add_subcommand("report", "Show the collected parameters");
   addJson(*sub, arguments.report.json);
-  sub->add_flag("--unseal", arguments.report.unseal,
-                "Open the sealed block of this machine's own report");
+  CLI::Option* unseal = sub->add_flag("--unseal", arguments.report.unseal,
+                                      "Open the sealed block of this machine's own report");
   sub->add_flag("--explain", arguments.report.explain,
-                "Show for each entry its source, whether it was found, and the time it took");
+                "Show for each entry its source, whether it was found, and the time it took")
+      ->excludes(unseal);
   sub->callback([&arguments, &command] {
     command = [&arguments](HostPorts&) { return runReport(arguments.report); };
   });

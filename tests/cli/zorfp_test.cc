@@ -82,8 +82,15 @@ TEST_F(Zorfp, TellsRefusedFromUnreachableFromLate) {
   EXPECT_EQ(run("fingerprint --timeout 0.2").exitStatus, 5);
   service.script({}, {.ending = Ending::reset});
   EXPECT_EQ(run("fingerprint").exitStatus, 4);
-  EXPECT_EQ(run("fingerprint --timeout soon").exitStatus, 2);
-  EXPECT_EQ(run("").exitStatus, 2);
+}
+
+TEST_F(Zorfp, RefusesWrongUsageBeforeAnythingIsSent) {
+  for (const char* arguments :
+       {"", "fingerprint --timeout soon", "fingerprint --timeout nan", "fingerprint --timeout=-1",
+        "fingerprint --timeout inf", "report --explain --unseal", "report --unseal --explain"}) {
+    EXPECT_EQ(run(arguments).exitStatus, 2) << arguments;
+  }
+  EXPECT_TRUE(service.received().empty());
 }
 
 TEST_F(Zorfp, RefusesRedirectionsThatWouldBeIgnored) {
