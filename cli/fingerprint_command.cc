@@ -10,6 +10,7 @@
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
+#include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
 
 namespace zor::cli {
@@ -49,12 +50,17 @@ class Waiter {
   std::optional<Outcome> _outcome;
 };
 
+// Codes of other domains, the transport's for one, may have the same number.
+bool isNoReportError(const ZORError& error) {
+  return error.code == ZORFingerPrint::kNoReportCode &&
+         error.domain == literals::kFingerprintErrorDomain.view();
+}
+
 int exitStatus(const Outcome& outcome) {
   if (outcome.success) return kDone;
   if (std::holds_alternative<Json>(outcome.error)) return kRefused;
   const auto* error = std::get_if<ZORError>(&outcome.error);
-  constexpr std::int64_t kNoReport = -177;
-  return error != nullptr && error->code == kNoReport ? kFailed : kTransport;
+  return error != nullptr && isNoReportError(*error) ? kFailed : kTransport;
 }
 
 Json errorAsJson(const ZORFingerprintError& error) {
