@@ -29,6 +29,7 @@ using boost::system::error_code;
 constexpr std::uint64_t kBodyLimitBytes = 64ULL * 1024 * 1024;
 constexpr std::uint32_t kHeaderLimitBytes = 256 * 1024;
 constexpr int kFreePortTries = 100;
+constexpr std::chrono::milliseconds kPauseAfterAcceptError{100};
 
 std::string text(boost::beast::string_view view) { return {view.data(), view.size()}; }
 
@@ -242,18 +243,29 @@ class TlsServer::Core {
   void accept(tcp::acceptor& acceptor) {
     acceptor.async_accept([this, &acceptor](const error_code& error, tcp::socket socket) {
       if (error == asio::error::operation_aborted) return;
-      if (!error) {
-        // Else the answer waits for the client to acknowledge the end of the handshake, 40 ms.
-        error_code ignored;
-        socket.set_option(tcp::no_delay(true), ignored);
-        const auto session =
-            std::make_shared<Session>(std::move(socket), _context, _delegate, ++_connections);
-        _sessions.remove_if([](const auto& known) { return known.expired(); });
-        _sessions.push_back(session);
-        session->start();
-      }
+      if (error) return acceptLater(acceptor);
+      startSession(std::move(socket));
       accept(acceptor);
     });
+  }
+
+  // Without descriptors, for one, the next try would fail at once, and so on without end.
+  void acceptLater(tcp::acceptor& acceptor) {
+    const auto pause = std::make_shared<asio::steady_timer>(_service, kPauseAfterAcceptError);
+    pause->async_wait([this, &acceptor, pause](const error_code& cancelled) {
+      if (!cancelled) accept(acceptor);
+    });
+  }
+
+  void startSession(tcp::socket socket) {
+    // Else the answer waits for the client to acknowledge the end of the handshake, 40 ms.
+    error_code ignored;
+    socket.set_option(tcp::no_delay(true), ignored);
+    const auto session =
+        std::make_shared<Session>(std::move(socket), _context, _delegate, ++_connections);
+    _sessions.remove_if([](const auto& known) { return known.expired(); });
+    _sessions.push_back(session);
+    session->start();
   }
 
   TlsServerDelegate& _delegate;
