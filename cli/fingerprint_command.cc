@@ -109,11 +109,9 @@ int reportNoAnswer(bool json) {
   return kNoAnswerInTime;
 }
 
-}  // namespace
-
-int runFingerprint(const FingerprintOptions& options, HostPorts& host) {
-  // Shared, for the callback may come after this function has given up.
-  const auto waiter = std::make_shared<Waiter>();
+// Asks for the fingerprint; what comes goes to `waiter`, which may outlive the command.
+void startFingerprint(const std::shared_ptr<Waiter>& waiter) {
+  const StandardOutputToError redirected;  // A request starts with a collection.
   const auto caller = std::this_thread::get_id();
   ZORFingerPrint::sharedInstance()->getFingerprint(
       [waiter, caller](bool success, const ZORFingerprintError& error,
@@ -122,6 +120,14 @@ int runFingerprint(const FingerprintOptions& options, HostPorts& host) {
         const bool cached = success && std::this_thread::get_id() == caller;
         waiter->deliver({success, cached, error, fingerprint});
       });
+}
+
+}  // namespace
+
+int runFingerprint(const FingerprintOptions& options, HostPorts& host) {
+  // Shared, for the callback may come after this function has given up.
+  const auto waiter = std::make_shared<Waiter>();
+  startFingerprint(waiter);
   const auto outcome = waiter->wait(std::chrono::duration<double>(options.timeoutSeconds));
   if (!outcome) return reportNoAnswer(options.json);
   print(*outcome, options.json);

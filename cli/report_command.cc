@@ -43,12 +43,22 @@ const char* outcomeText(EntryOutcome outcome) {
   return "";
 }
 
-int explain(bool json) {
+Json collect() {
+  const StandardOutputToError redirected;
+  return ZORDataCollector_mac().collect();
+}
+
+std::vector<EntryAccount> collectAccounts() {
+  const StandardOutputToError redirected;
   std::vector<EntryAccount> accounts;
   ZORDataCollector_mac().collectWithAccounts(accounts);
+  return accounts;
+}
+
+int explain(bool json) {
   Json list = Json::array();
   std::vector<std::vector<std::string>> rows{{"ENTRY", "OUTCOME", "TIME", "SOURCE"}};
-  for (const EntryAccount& account : accounts) {
+  for (const EntryAccount& account : collectAccounts()) {
     list.push_back({{"entry", account.entry},
                     {"outcome", outcomeText(account.outcome)},
                     {"microseconds", account.microseconds},
@@ -69,7 +79,7 @@ int explain(bool json) {
 
 int runReport(const ReportOptions& options) {
   if (options.explain) return explain(options.json);
-  Json report = ZORDataCollector_mac().collect();
+  Json report = collect();
   const bool opened = !options.unseal || unseal(report);
   if (options.json) {
     printJson(report);

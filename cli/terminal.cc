@@ -1,5 +1,6 @@
 #include "cli/terminal.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -80,6 +81,20 @@ std::string shownDuration(std::chrono::duration<double, std::milli> duration) {
   char text[32];
   std::snprintf(text, sizeof text, "%.1f ms", duration.count());
   return text;
+}
+
+StandardOutputToError::StandardOutputToError()
+    : _standardOutput(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
+  if (_standardOutput < 0) return;
+  std::cout.flush();
+  ::dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
+StandardOutputToError::~StandardOutputToError() {
+  if (_standardOutput < 0) return;
+  std::fflush(stdout);  // The line comes by way of the C library.
+  ::dup2(_standardOutput, STDOUT_FILENO);
+  ::close(_standardOutput);
 }
 
 Progress::Progress(std::string activity)

@@ -26,6 +26,20 @@ void printDiagnostic(const std::string& message);
 // `milliseconds` with one decimal: "12.3 ms".
 std::string shownDuration(std::chrono::duration<double, std::milli> duration);
 
+// Sends what anyone writes to standard output to standard error instead, for its lifetime. Wanted
+// around every collection: its reader of hardware addresses writes a line there, by design, when a
+// network device goes while it is read, and a program that reads our JSON could not parse it.
+class StandardOutputToError {
+ public:
+  StandardOutputToError();
+  ~StandardOutputToError();
+  StandardOutputToError(const StandardOutputToError&) = delete;
+  StandardOutputToError& operator=(const StandardOutputToError&) = delete;
+
+ private:
+  const int _standardOutput;  // Negative: there is none, and nothing is redirected.
+};
+
 // Tells a waiting person on a terminal that something is going on; silent elsewhere.
 class Progress {
  public:
