@@ -6,7 +6,8 @@
 //       });
 //
 // Nothing is thrown across this interface. After a fork the child may use it afresh; callbacks that
-// waited in the parent stay the parent's.
+// waited in the parent stay the parent's. A child that is forked in a callback must not return from
+// it: the thread that would go on is the library's.
 #ifndef ZORFINGERPRINT_ZORFINGERPRINT_H_
 #define ZORFINGERPRINT_ZORFINGERPRINT_H_
 

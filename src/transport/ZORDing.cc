@@ -81,6 +81,19 @@ void fetchBackupByAddress(const std::weak_ptr<ZORDing>& weakRunner, const URLReq
       });
 }
 
+void fetchBackupByHttpDns(const std::weak_ptr<ZORDing>& weakRunner, const URLRequest& request,
+                          const std::string& host) {
+  ZORHTTPDNSManager::sharedInstance()->resolveIpForHost(
+      host,
+      [weakRunner, request, host](const auto& ips) {
+        fetchBackupByAddress(weakRunner, request, ips, host);
+      },
+      [host](const auto& resolverError) {
+        sendErrorPingback(literals::kPingbackTypeBackupUnresolved.str(),
+                          literals::kPingbackBackupUnresolvedFormat.view(), resolverError, host);
+      });
+}
+
 }  // namespace
 
 URLRequest zor_replaceHostForRequest(const std::string& host, const URLRequest& request) {
@@ -134,26 +147,15 @@ void ZORDing::requestBackupIp() {
   request.url = literals::kBackupURL.str();
   const std::string host = expectedHost(request);
   _backupUrlSession->setAcceptHost(host);
-  _backupUrlSession->performRequest(request, kAttempts,
-                                    [weakSelf = weak_from_this(), request, host](
-                                        const auto& body, const auto& response, const auto& error) {
-                                      if (zor_isRequestSuccess(body, response, error)) {
-                                        if (const auto self = weakSelf.lock())
-                                          self->saveCloudBackup(body);
-                                        return;
-                                      }
-                                      ZORHTTPDNSManager::sharedInstance()->resolveIpForHost(
-                                          host,
-                                          [weakSelf, request, host](const auto& ips) {
-                                            fetchBackupByAddress(weakSelf, request, ips, host);
-                                          },
-                                          [host](const auto& resolverError) {
-                                            sendErrorPingback(
-                                                literals::kPingbackTypeBackupUnresolved.str(),
-                                                literals::kPingbackBackupUnresolvedFormat.view(),
-                                                resolverError, host);
-                                          });
-                                    });
+  const auto ended = [weakSelf = weak_from_this(), request, host](
+                         const auto& body, const auto& response, const auto& error) {
+    if (!zor_isRequestSuccess(body, response, error)) {
+      fetchBackupByHttpDns(weakSelf, request, host);
+    } else if (const auto self = weakSelf.lock()) {
+      self->saveCloudBackup(body);
+    }
+  };
+  _backupUrlSession->performRequest(request, kAttempts, ended);
 }
 
 void ZORDing::saveCloudBackup(const std::optional<Data>& body) {

@@ -65,19 +65,16 @@ std::shared_ptr<ZORHttpsURLSession> ZORHttpsURLSession::create() {
 
 void ZORHttpsURLSession::performRequest(const URLRequest& request, std::uint64_t retryCount,
                                         const TransportCompletion& completionHandler) {
-  _urlSession->startDataTask(request,
-                             [weakSelf = weak_from_this(), request, retryCount, completionHandler](
-                                 const auto& body, const auto& response, const auto& error) {
-                               // Deliberate: the error is not asked. A 200 that comes with one is
-                               // final.
-                               if (hasStatusOK(response) || retryCount < 2) {
-                                 zor_callBlock(completionHandler, body, response, error);
-                                 return;
-                               }
-                               if (const auto self = weakSelf.lock()) {
-                                 self->performRequest(request, retryCount - 1, completionHandler);
-                               }
-                             });
+  const auto ended = [weakSelf = weak_from_this(), request, retryCount, completionHandler](
+                         const auto& body, const auto& response, const auto& error) {
+    // Deliberate: the error is not asked. A 200 that comes with one is final.
+    if (hasStatusOK(response) || retryCount < 2) {
+      zor_callBlock(completionHandler, body, response, error);
+    } else if (const auto self = weakSelf.lock()) {
+      self->performRequest(request, retryCount - 1, completionHandler);
+    }
+  };
+  _urlSession->startDataTask(request, ended);
 }
 
 std::optional<std::string> ZORHttpsURLSession::acceptHost() const {
