@@ -57,7 +57,7 @@ std::string readAll(const std::string& path) {
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-// The least that an append can be: nothing is locked, synchronized or renamed.
+// An append that parses and writes out the whole file; nothing is locked, synchronized or renamed.
 void Pingback_baseline_parse_serialise_write(benchmark::State& state) {
   const RecordFile file(state.range(0));
   for (auto _ : state) {
