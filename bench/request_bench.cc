@@ -56,11 +56,7 @@ Service& service() {
 // The fake machine with real URL loading.
 class Machine {
  public:
-  Machine()
-      : _scope({_fake.registry, _fake.powerSources, _fake.system, _fake.network, _fake.wifi,
-                _fake.integrity, _fake.bundle, _fake.defaults, _fake.pasteboards, ports().archive,
-                _fake.files, ports().crypto, ports().clock, _fake.random, _fake.log,
-                service().loading()}) {}
+  Machine() : _scope(withURLLoading(ports(), service().loading())) {}
 
  private:
   testing::FakeMachine _fake;

@@ -15,14 +15,6 @@ std::unique_ptr<URLLoadingPort> redirectedLoading(const std::vector<std::string>
   return makeLinuxURLLoading(LinuxURLLoadingOptions{connectTo});
 }
 
-PortSet withURLLoading(URLLoadingPort& urlLoading) {
-  const PortSet& system = systemPorts();
-  return {system.registry,    system.powerSources, system.system, system.network,
-          system.wifi,        system.integrity,    system.bundle, system.defaults,
-          system.pasteboards, system.archive,      system.files,  system.crypto,
-          system.clock,       system.random,       system.log,    urlLoading};
-}
-
 // The parts of `entry` between its colons; those within brackets belong to an address.
 std::vector<std::string> partsOf(const std::string& entry) {
   std::vector<std::string> parts(1);
@@ -55,7 +47,7 @@ HostPorts::HostPorts(const std::vector<std::string>& connectTo, TracedURLLoading
     : _redirected(redirectedLoading(connectTo)),
       _traced(_redirected != nullptr ? *_redirected : systemPorts().urlLoading,
               std::move(observer)),
-      _scope(withURLLoading(_traced)) {}
+      _scope(withURLLoading(systemPorts(), _traced)) {}
 
 bool isConnectToEntry(const std::string& entry) {
   const auto parts = partsOf(entry);

@@ -13,14 +13,6 @@
 namespace zor {
 namespace {
 
-PortSet withURLLoading(URLLoadingPort& urlLoading) {
-  const PortSet& system = systemPorts();
-  return {system.registry,    system.powerSources, system.system, system.network,
-          system.wifi,        system.integrity,    system.bundle, system.defaults,
-          system.pasteboards, system.archive,      system.files,  system.crypto,
-          system.clock,       system.random,       system.log,    urlLoading};
-}
-
 bool succeeds(const URLRequest& request) {
   const auto session = ZORHttpsURLSession::create();
   session->setAcceptHost(hostOfUrl(request.url).value_or(""));
@@ -38,7 +30,7 @@ bool succeeds(const URLRequest& request) {
 int main(int argumentCount, char** arguments) {
   if (argumentCount < 2) return EXIT_FAILURE;
   const auto loading = zor::makeLinuxURLLoading({{arguments + 2, arguments + argumentCount}});
-  const zor::ScopedPorts scope(zor::withURLLoading(*loading));
+  const zor::ScopedPorts scope(zor::withURLLoading(zor::systemPorts(), *loading));
   zor::URLRequest request;
   request.url = arguments[1];
   return zor::succeeds(request) ? EXIT_SUCCESS : EXIT_FAILURE;

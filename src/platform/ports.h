@@ -46,6 +46,9 @@ const PortSet& systemPorts();
 // The ports in use: systemPorts() unless a ScopedPorts is alive. Callable from any thread.
 const PortSet& ports();
 
+// The same ports but for the URL loading, as a program with redirections of its own needs them.
+PortSet withURLLoading(const PortSet& ports, URLLoadingPort& urlLoading);
+
 // Replaces the ports in use for its lifetime; for programs with settings of their own and for
 // tests. Not to be made or destroyed while other threads use the library; scopes nest.
 class ScopedPorts {

@@ -236,18 +236,11 @@ ScriptedURLLoading::Answer ScriptedURLLoading::unreachable() {
 }
 
 FakeMachine::FakeMachine()
-    : root(makeTemporaryFolder()), files(root), _scope(portsWith(urlLoading)) {}
-
-PortSet FakeMachine::portsWith(URLLoadingPort& loading) {
-  return {registry,    powerSources,
-          system,      network,
-          wifi,        integrity,
-          bundle,      defaults,
-          pasteboards, linuxArchivePort(),
-          files,       linuxCryptoPort(),
-          clock,       random,
-          log,         loading};
-}
+    : root(makeTemporaryFolder()),
+      files(root),
+      _scope(PortSet{registry, powerSources, system, network, wifi, integrity, bundle, defaults,
+                     pasteboards, linuxArchivePort(), files, linuxCryptoPort(), clock, random, log,
+                     urlLoading}) {}
 
 FakeMachine::~FakeMachine() {
   std::error_code ignored;

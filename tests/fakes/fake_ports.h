@@ -239,9 +239,6 @@ class FakeMachine {
   // The temporary folder, removed at the end.
   const std::string root;
 
-  // The machine's ports with other URL loading, such as one over real sockets.
-  PortSet portsWith(URLLoadingPort& loading);
-
   FakeRegistry registry;
   FakePowerSources powerSources;
   FakeSystem system;

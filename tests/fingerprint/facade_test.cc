@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 
 #include "crypto/request_signature.h"
 #include "fingerprint/dfp_cache.h"
@@ -77,27 +76,6 @@ TEST_F(FacadeTest, CallersShareTheRequestInFlightAndHearInOrder) {
   EXPECT_EQ(facade->getFingerprint(), "");
   ScriptedNetwork::drain();
   EXPECT_EQ(requests().size(), 2U);
-}
-
-TEST_F(FacadeTest, AHundredThreadsMakeOneRequestAndEachCallbackRunsOnce) {
-  serve(network, accepted("fp"));
-  std::atomic<int> calls[100] = {};
-  {
-    const CompletionsHeld held;
-    std::vector<std::thread> threads;
-    for (int index = 0; index < 100; ++index) {
-      threads.emplace_back([this, index, &calls] {
-        if (index % 3 == 0) return static_cast<void>(facade->getFingerprint());
-        facade->getFingerprint([index, &calls](bool success, const auto&, const auto&) {
-          calls[index] += success ? 1 : 100;
-        });
-      });
-    }
-    for (std::thread& thread : threads) thread.join();
-  }
-  ScriptedNetwork::drain();
-  EXPECT_EQ(requests().size(), 1U);
-  for (int index = 0; index < 100; ++index) EXPECT_EQ(calls[index], index % 3 == 0 ? 0 : 1);
 }
 
 TEST_F(FacadeTest, TheRequestCarriesTheSignedReport) {

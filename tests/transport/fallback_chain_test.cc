@@ -64,7 +64,7 @@ class FallbackChain : public ::testing::Test {
   struct Library {
     Library(FallbackChain& test, std::vector<std::string> connectTo)
         : loading(makeLinuxURLLoading({std::move(connectTo)})),
-          scope(test.machine.portsWith(*loading)),
+          scope(withURLLoading(ports(), *loading)),
           environment(test.machine.bundle) {}
 
     const std::unique_ptr<URLLoadingPort> loading;
