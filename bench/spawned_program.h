@@ -1,0 +1,17 @@
+// Runs the small programs whose whole run is measured.
+#ifndef ZOR_BENCH_SPAWNED_PROGRAM_H_
+#define ZOR_BENCH_SPAWNED_PROGRAM_H_
+
+#include <string>
+#include <vector>
+
+namespace zor::bench {
+
+// Runs `program` of the benchmarks with that environment ("NAME=value") and waits for its end.
+// Whether it started and ended with status 0.
+bool runProgram(const std::string& program, std::vector<std::string> arguments,
+                std::vector<std::string> environment);
+
+}  // namespace zor::bench
+
+#endif  // ZOR_BENCH_SPAWNED_PROGRAM_H_
