@@ -32,8 +32,9 @@ inline int inChildProcess(const std::function<int()>& body) { return ChildProces
 }  // namespace zor::testing
 
 // At the start of a test that forks while threads of this process are at work. The address
-// sanitizer's allocator is not held over a fork: a child made while another thread is inside it
-// waits for ever at its next allocation. The plain build runs these tests.
+// sanitizer does not hold its allocator, nor its record of who allocated, over a fork: a child made
+// while another thread is inside waits for ever at its next allocation. The plain build and the
+// thread sanitizer, which holds its own, run these tests.
 #if defined(__SANITIZE_ADDRESS__)
 #define ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK() \
   GTEST_SKIP() << "the address sanitizer's allocator is not held over a fork"
