@@ -22,6 +22,12 @@ if(NOT APPLE)
   target_compile_options(zor_options INTERFACE -fno-semantic-interposition)
   target_link_options(zor_options INTERFACE -Wl,--gc-sections)
 endif()
+# For shared objects: nothing may be left undefined. With clang, the sanitizers' functions are, for
+# the program to define.
+set(zor_nothing_undefined -Wl,-z,defs)
+if(ZOR_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  set(zor_nothing_undefined)
+endif()
 option(ZOR_PRECOMPILE "Precompile the large headers" OFF)
 find_package(Threads REQUIRED)
 target_link_libraries(zor_options INTERFACE Threads::Threads)

@@ -1,0 +1,64 @@
+// Texts of others: numbers, encodings, encrypted entries, and the files a system describes itself
+// in. What must hold is checked against the C library or by going there and back.
+#include <cmath>
+
+#include "crypto/hex_codec.h"
+#include "crypto/text_cipher.h"
+#include "fuzz/fuzz_input.h"
+#include "platform/linux/bundle_info.h"
+#include "platform/linux/machine_uuid.h"
+#include "platform/linux/network_texts.h"
+#include "platform/linux/system_texts.h"
+#include "support/text.h"
+
+namespace zor::fuzz {
+namespace {
+
+void readsNumbersAsTheCLibrary(const std::string& text) {
+  const double number = doubleValue(text);
+  require(!std::isnan(number));
+  if (std::isfinite(number)) require(doubleValue(describe(number)) == number);
+  if (text.find_first_not_of(" 0123456789+-.eE") != std::string::npos) return;
+  require(number == std::strtod(text.c_str(), nullptr));
+  require(longLongValue(text) == std::strtoll(text.c_str(), nullptr, 10));
+}
+
+void goesThereAndBack(const std::string& text) {
+  const std::string mended = wellFormedUtf8(text);
+  require(isValidUtf8(mended));
+  require((mended == text) == isValidUtf8(text));
+  require(utf16Length(mended) == utf16Units(mended).size());
+
+  const Data bytes(text.begin(), text.end());
+  require(hexData2Data(data2HexData(bytes).value()) == bytes);
+  hexData2Data(bytes);
+
+  dfp_decrypt_text(text);
+  const auto sealed = dfp_encrypt_text(text);
+  require(sealed.has_value() == (isValidUtf8(text) && !text.empty()));
+  if (sealed) require(dfp_decrypt_text(sealed) == text.substr(0, text.find_last_not_of('\0') + 1));
+}
+
+void describesASystem(const std::string& text) {
+  bundleInfoFromJson(text);
+  bundleInfoFromFlatpak(text);
+  bundleInfoFromSnap(text.c_str(), "1", "/snap", "/snap/bin");
+  systemNameFromRelease(text);
+  processorModelFromList(text);
+  defaultRouteInterface(text, text);
+  namesServer(text);
+  const auto id = machineIdFromText(text);
+  if (id) require(firmwareUuid(machineUuid(*id)).has_value());
+  firmwareUuid(text);
+}
+
+}  // namespace
+}  // namespace zor::fuzz
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  const std::string text = zor::fuzz::textOfInput(bytes, size);
+  zor::fuzz::readsNumbersAsTheCLibrary(text);
+  zor::fuzz::goesThereAndBack(text);
+  zor::fuzz::describesASystem(text);
+  return 0;
+}
