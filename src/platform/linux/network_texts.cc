@@ -1,5 +1,7 @@
 #include "platform/linux/network_texts.h"
 
+#include <arpa/inet.h>
+
 #include <algorithm>
 #include <charconv>
 #include <limits>
@@ -67,6 +69,21 @@ std::optional<std::string> bestInterface(std::string_view table, RouteOfRow rout
   return std::string(best->interfaceName);
 }
 
+// As the resolver reads it: up to a comment or the zone of an address.
+bool isAddress(std::string_view word) {
+  const std::string address(word.substr(0, word.find_first_of(";#%")));
+  in_addr fourthVersion{};
+  in6_addr sixthVersion{};
+  return ::inet_aton(address.c_str(), &fourthVersion) != 0 ||
+         ::inet_pton(AF_INET6, address.c_str(), &sixthVersion) == 1;
+}
+
+bool isServerLine(std::string_view line) {
+  const auto row = words(line);
+  return row.size() >= 2 && row[0] == literals::kResolverServerWord.view() && isAddress(row[1]) &&
+         line.data() == row[0].data();  // The resolver skips a line that is indented.
+}
+
 }  // namespace
 
 DesignatedInterfaces designatedAmong(std::vector<BackedInterface> interfaces) {
@@ -89,11 +106,8 @@ std::optional<std::string> defaultRouteInterface(std::string_view routes,
 }
 
 bool namesServer(std::string_view configuration) {
-  for (const std::string_view line : lines(configuration)) {
-    const auto row = words(line);
-    if (row.size() >= 2 && row.front() == literals::kResolverServerWord.view()) return true;
-  }
-  return false;
+  const auto found = lines(configuration);
+  return std::any_of(found.begin(), found.end(), isServerLine);
 }
 
 }  // namespace zor

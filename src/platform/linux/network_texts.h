@@ -28,8 +28,8 @@ DesignatedInterfaces designatedAmong(std::vector<BackedInterface> interfaces);
 std::optional<std::string> defaultRouteInterface(std::string_view routes,
                                                  std::string_view routesOfSixthVersion);
 
-// Whether a resolver configuration names a server. The resolver takes the loopback address where
-// none is named.
+// Whether a resolver configuration names a server by an address that the resolver can read. It
+// takes the loopback address where none is named.
 bool namesServer(std::string_view configuration);
 
 }  // namespace zor

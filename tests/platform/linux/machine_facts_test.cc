@@ -111,7 +111,9 @@ TEST(DefaultRoute, OfTheSmallestMetricThatIsUpCounts) {
 
 TEST(ResolverConfiguration, NamesAServerOnlyOnALineOfItsOwn) {
   EXPECT_TRUE(namesServer("# none\nsearch lan\nnameserver\t127.0.0.1"));
+  EXPECT_TRUE(namesServer("nameserver bogus\nnameserver fe80::1%eth0#late\n"));
   EXPECT_FALSE(namesServer("#nameserver 10.0.0.1\nnameserver\nsearch nameserver x\n"));
+  EXPECT_FALSE(namesServer(" nameserver 9.9.9.9\nnameserver bogus\nnameserver 10.0.0.256"));
 }
 
 TEST(SysfsLinks, LeadDownFromTheRoot) {
