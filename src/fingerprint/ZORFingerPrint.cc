@@ -86,14 +86,13 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
   void finish(const FingerprintOutcome& outcome);
   void startAfreshInChild() ZOR_RELEASE(mutext);
 
-  // Guards the two members below and each look at the cache. Taken before the store mutex, never
-  // after. Not held while a request is started, a callback runs or a log line is sent.
+  // Guards what is marked so and each look at the cache. Taken before the store mutex, never after.
+  // Not held while a request is started, a callback runs or a log line is sent.
   Mutex mutext ZOR_ACQUIRED_BEFORE(initPthreadMutex());
   std::vector<ZORFingerprintCallback> _requestCallbacks ZOR_GUARDED_BY(mutext);
+  const std::shared_ptr<ZORDing> _httpAdapter = ZORDing::create();
   // Spelled so in the interface: a request is in flight.
   bool _isExcuting ZOR_GUARDED_BY(mutext) = false;
-
-  const std::shared_ptr<ZORDing> _httpAdapter = ZORDing::create();
 };
 
 // The instances there are, so that a fork leaves none of them waiting for a request of the parent.
