@@ -19,12 +19,16 @@ class OperationQueue;
 constexpr std::size_t kLargestBodyBytes = 16U << 20;
 constexpr std::size_t kLargestHeaderBytes = 256U << 10;
 
+// How long an exchange may take where its request does not say.
+constexpr double kDefaultTimeoutSeconds = 60;
+
 struct URLRequest {
   std::string url;
   std::string method = "GET";
   std::vector<std::pair<std::string, std::string>> headers;
   Data body;
-  // Time for the whole exchange; the platform's default of 60 s where absent.
+  // Time for the whole exchange, so that no server that goes on sending a little holds its caller;
+  // kDefaultTimeoutSeconds where absent.
   std::optional<double> timeoutSeconds;
 };
 
@@ -118,9 +122,10 @@ class URLSessionDelegate {
  public:
   virtual ~URLSessionDelegate() = default;
   // Selector: URLSession:didReceiveChallenge:completionHandler:
-  // Calls `completionHandler` once, before it returns; an empty one is not called. Called on a
-  // thread of the loader, for every connection and again before each request that is to be written
-  // on a connection opened earlier.
+  // Calls `completionHandler` once, before it returns; an empty one is not called. Called for every
+  // connection and again before each request that is to be written on a connection opened earlier:
+  // on the session's queue on macOS, on a thread of the loader on Linux, where the handshake waits
+  // for the answer.
   virtual void didReceiveChallenge(const AuthenticationChallenge& challenge,
                                    const ChallengeCompletion& completionHandler) = 0;
 };

@@ -138,17 +138,48 @@ NSURLSessionConfiguration* configurationFor(const URLRequest& request) {
   NSURLSessionConfiguration* configuration =
       [NSURLSessionConfiguration defaultSessionConfiguration];
   // The request's own figure counts from the last byte that came in, this one from the start.
-  if (request.timeoutSeconds.has_value()) {
-    configuration.timeoutIntervalForResource = *request.timeoutSeconds;
-  }
+  configuration.timeoutIntervalForResource =
+      request.timeoutSeconds.value_or(kDefaultTimeoutSeconds);
   return configuration;
+}
+
+using ChallengeAnswer = void (^)(NSURLSessionAuthChallengeDisposition disposition,
+                                 NSURLCredential* credential);
+
+// Refused unless the delegate says otherwise; asked exactly once, answered exactly once.
+void answerChallenge(NSURLAuthenticationChallenge* challenge,
+                     const std::shared_ptr<URLSessionDelegate>& delegate, ChallengeAnswer answer) {
+  NSURLProtectionSpace* space = challenge.protectionSpace;
+  AuthenticationChallenge question;
+  std::shared_ptr<MacServerTrust> trust;
+  if ([space.authenticationMethod isEqualToString:NSURLAuthenticationMethodServerTrust]) {
+    question.method = AuthenticationMethod::serverTrust;
+    if (space.serverTrust != nullptr) trust = std::make_shared<MacServerTrust>(space.serverTrust);
+    question.serverTrust = trust;
+  }
+  auto disposition = ChallengeDisposition::rejectProtectionSpace;
+  bool wantsCredential = false;
+  try {
+    if (delegate != nullptr) {
+      delegate->didReceiveChallenge(
+          question, [&disposition, &wantsCredential](ChallengeDisposition chosen, bool with) {
+            disposition = chosen;
+            wantsCredential = with;
+          });
+    }
+  } catch (...) {
+    disposition = ChallengeDisposition::rejectProtectionSpace;
+    wantsCredential = false;
+  }
+  NSURLCredential* credential = wantsCredential && trust != nullptr ? trust->credential() : nil;
+  answer(static_cast<NSURLSessionAuthChallengeDisposition>(disposition), credential);
 }
 
 }  // namespace
 }  // namespace zor
 
 // One exchange: the delegate of a session of its own, which keeps it until the task is over. Its
-// methods are called on the session's serial queue.
+// methods are called on that session's serial queue; what it calls runs on the library's.
 @interface ZORURLExchange : NSObject <NSURLSessionDataDelegate>
 - (instancetype)initWithDelegate:(std::weak_ptr<zor::URLSessionDelegate>)delegate
                            queue:(zor::OperationQueue&)queue
@@ -201,37 +232,14 @@ NSURLSessionConfiguration* configurationFor(const URLRequest& request) {
 
 - (void)URLSession:(NSURLSession*)session
     didReceiveChallenge:(NSURLAuthenticationChallenge*)challenge
-      completionHandler:(void (^)(NSURLSessionAuthChallengeDisposition disposition,
-                                  NSURLCredential* credential))completionHandler {
+      completionHandler:(zor::ChallengeAnswer)completionHandler {
   if (completionHandler == nil) return;
-  NSURLProtectionSpace* space = challenge.protectionSpace;
-  zor::AuthenticationChallenge question;
-  std::shared_ptr<zor::MacServerTrust> trust;
-  if ([space.authenticationMethod isEqualToString:NSURLAuthenticationMethodServerTrust]) {
-    question.method = zor::AuthenticationMethod::serverTrust;
-    if (space.serverTrust != nullptr) {
-      trust = std::make_shared<zor::MacServerTrust>(space.serverTrust);
+  zor::ChallengeAnswer answer = [completionHandler copy];
+  _queue->addOperation([delegate = _delegate, challenge, answer] {
+    @autoreleasepool {
+      zor::answerChallenge(challenge, delegate.lock(), answer);
     }
-    question.serverTrust = trust;
-  }
-  // Refused unless somebody says otherwise; asked exactly once, answered exactly once.
-  auto disposition = zor::ChallengeDisposition::rejectProtectionSpace;
-  NSURLCredential* credential = nil;
-  if (const auto delegate = _delegate.lock()) {
-    bool wantsCredential = false;
-    try {
-      delegate->didReceiveChallenge(
-          question, [&disposition, &wantsCredential](zor::ChallengeDisposition answer, bool with) {
-            disposition = answer;
-            wantsCredential = with;
-          });
-    } catch (...) {
-      disposition = zor::ChallengeDisposition::rejectProtectionSpace;
-      wantsCredential = false;
-    }
-    if (wantsCredential && trust != nullptr) credential = trust->credential();
-  }
-  completionHandler(static_cast<NSURLSessionAuthChallengeDisposition>(disposition), credential);
+  });
 }
 
 - (void)URLSession:(NSURLSession*)session

@@ -11,7 +11,6 @@
 namespace zor::net {
 namespace {
 
-constexpr double kDefaultTimeoutSeconds = 60;
 constexpr double kLongestTimeoutSeconds = 86400;
 constexpr long kMostRedirects = 16;
 constexpr int kSecurityLevel = 2;
