@@ -62,7 +62,8 @@ class FilePort {
   // Replaces the content as one change; true when it is on the disk, else the file is as it was.
   // A symbolic link at `path` is replaced, not followed.
   virtual bool writeAtomically(const std::string& path, const Data& data) = 0;
-  // Null: not there, no regular file (a symbolic link is none), or not permitted.
+  // Null: not there, no regular file (a symbolic link is none), or not permitted. A file over 16
+  // MiB, which the library never writes, counts as empty: the first change replaces it.
   virtual std::unique_ptr<FileHandle> openForUpdating(const std::string& path) = 0;
   // Keeps the file out of backups. What went wrong, for people; nullopt when nothing did, also on a
   // platform that has no such mark.

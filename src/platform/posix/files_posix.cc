@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <utility>
 
@@ -95,9 +96,10 @@ bool PosixFiles::writeAtomically(const std::string& path, const Data& data) {
 std::unique_ptr<FileHandle> PosixFiles::openForUpdating(const std::string& path) {
   int error = 0;
   if (!openRegularFile(path, O_RDWR, error).isOpen()) return nullptr;
-  auto content = read(path);
-  if (!content) return nullptr;
-  return std::make_unique<CopiedFileHandle>(path, std::move(*content));
+  Data content;
+  error = readWholeFile(path, kLargestFileBytes, content);
+  if (error != 0 && error != EFBIG) return nullptr;
+  return std::make_unique<CopiedFileHandle>(path, std::move(content));
 }
 
 std::unique_ptr<FileLock> PosixFiles::lockBeside(const std::string& path) {

@@ -95,6 +95,13 @@ TEST(Files, AHandleChangesTheFileAtSynchronizeOrNotAtAll) {
   handle->append(Data(kLargestFileBytes));  // It could never be read back.
   EXPECT_FALSE(handle->synchronize());
   EXPECT_EQ(readText(path), "three");
+
+  std::filesystem::resize_file(path, kLargestFileBytes + 1);
+  const auto oversized = files().openForUpdating(path);
+  EXPECT_EQ(oversized->sizeBytes(), 0U);
+  oversized->append(utf8Bytes("four"));
+  EXPECT_TRUE(oversized->synchronize());
+  EXPECT_EQ(readText(path), "four");
 }
 
 TEST(Files, AWriteOverTheSizeLimitFailsWithoutKillingTheHost) {
