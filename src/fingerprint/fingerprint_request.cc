@@ -40,7 +40,8 @@ Json entryOf(const Json& value, std::string_view key) {
 bool isAccepted(const std::optional<Json>& answer) {
   if (!answer) return false;
   const Json status = entryOf(*answer, literals::kAnswerStatusKey.view());
-  return status.is_number() && status == 0;
+  // To the heritage platform a boolean is a number too, and false equals 0.
+  return (status.is_number() && status == 0) || status == Json(false);
 }
 
 FingerprintOutcome transportFailure(int status, const std::optional<ZORError>& error) {

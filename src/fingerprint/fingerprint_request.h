@@ -30,8 +30,8 @@ struct FingerprintOutcome {
 };
 
 // Success needs no error, HTTP status 200 and the number 0, integer or not, as the answer's status;
-// the text "0", false (no number here), null and a missing status are refusals. Nothing is thrown,
-// whatever `body` holds.
+// false is that number too. The text "0", null and a missing status are refusals. Nothing is
+// thrown, whatever `body` holds.
 FingerprintOutcome judgeFingerprintAnswer(const std::optional<Data>& body,
                                           const std::optional<URLResponse>& response,
                                           const std::optional<ZORError>& error);

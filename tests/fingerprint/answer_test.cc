@@ -23,13 +23,13 @@ std::string dataWith(const std::string& fingerprint) {
 }
 
 TEST(FingerprintAnswerTest, TheNumberZeroAloneIsSuccess) {
-  for (const char* status : {"0", "0.0", "-0", "0e5"}) {
+  for (const char* status : {"0", "0.0", "-0", "0e5", "false"}) {
     const auto outcome = judged(answer(status, dataWith("\"fp\"")));
     EXPECT_TRUE(outcome.success) << status;
     EXPECT_EQ(outcome.fingerprint, "fp");
     EXPECT_EQ(outcome.pingback, std::nullopt);
   }
-  for (const char* status : {"\"0\"", "null", "false", "1", "0.5", "[]", "{}", "\"\""}) {
+  for (const char* status : {"\"0\"", "null", "true", "1", "0.5", "[]", "{}", "\"\""}) {
     const auto outcome = judged(answer(status, dataWith("\"fp\"")));
     EXPECT_FALSE(outcome.success) << status;
     EXPECT_EQ(outcome.fingerprint, "");
