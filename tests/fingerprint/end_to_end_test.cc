@@ -9,11 +9,10 @@
 #include "fingerprint/dfp_cache.h"
 #include "fingerprint/slot_keys.h"
 #include "literals/literals.h"
-#include "platform/linux/url_loading_linux.h"
 #include "sandbox/sandbox_service.h"
 #include "tests/fakes/fake_ports.h"
+#include "tests/fakes/real_network.h"
 #include "tests/transport/scripted_network.h"
-#include "transport/ZORHTTPDNSManager.h"
 
 namespace zor {
 namespace {
@@ -26,13 +25,9 @@ class EndToEnd : public ::testing::Test {
  protected:
   // One start of a host on this machine.
   struct Host {
-    explicit Host(EndToEnd& test)
-        : loading(makeLinuxURLLoading({test.service.connectTo()})),
-          scope(withURLLoading(ports(), *loading)) {}
+    explicit Host(EndToEnd& test) : network(test.service.connectTo()) {}
 
-    const std::unique_ptr<URLLoadingPort> loading;
-    const ScopedPorts scope;
-    const ScopedHTTPDNSManager resolver{ZORHTTPDNSManager::create()};
+    const testing::RealNetwork network;
     const std::shared_ptr<ZORFingerPrint> library = ZORFingerPrint::create();
   };
 

@@ -5,16 +5,13 @@
 #include <thread>
 
 #include "literals/literals.h"
-#include "pingback/ZORSecPingback.h"
 #include "pingback/ZORSecPingbackStore.h"
-#include "platform/linux/url_loading_linux.h"
 #include "sandbox/sandbox_service.h"
 #include "support/operation_queue.h"
 #include "support/text.h"
 #include "tests/fakes/fake_ports.h"
+#include "tests/fakes/real_network.h"
 #include "transport/ZORDing.h"
-#include "transport/ZORHTTPDNSManager.h"
-#include "transport/ZORHttpsURLSession.h"
 
 namespace zor {
 namespace {
@@ -60,18 +57,11 @@ class FallbackChain : public ::testing::Test {
     service.script({.route = Route::backupService}, {.status = 200, .body = "[]"});
   }
 
-  // A library of its own over this machine, whose connections go where `connectTo` says first.
+  // A runner of its own, whose connections go where `connectTo` says first.
   struct Library {
-    Library(FallbackChain& test, std::vector<std::string> connectTo)
-        : loading(makeLinuxURLLoading({std::move(connectTo)})),
-          scope(withURLLoading(ports(), *loading)),
-          environment(test.machine.bundle) {}
+    explicit Library(std::vector<std::string> connectTo) : network(std::move(connectTo)) {}
 
-    const std::unique_ptr<URLLoadingPort> loading;
-    const ScopedPorts scope;
-    const ScopedPingbackEnvironment environment;
-    const ScopedPingbackStore pingbacks;
-    const ScopedHTTPDNSManager resolver{ZORHTTPDNSManager::create()};
+    const testing::RealNetwork network;
     const std::shared_ptr<ZORDing> runner = ZORDing::create();
   };
 
@@ -82,7 +72,7 @@ class FallbackChain : public ::testing::Test {
   }
 
   Outcome perform(const std::vector<std::string>& connectFirst = {}) {
-    const Library library(*this, connectTo(connectFirst));
+    const Library library(connectTo(connectFirst));
     return perform(*library.runner);
   }
 
@@ -225,7 +215,7 @@ TEST_F(FallbackChain, ABackupListFetchedByAddressIsJudgedByTheHostOfTheRunnersOw
     service.script({.route = Route::backupService, .address = kServiceAddress},
                    {.status = 200, .body = list});
     service.script({.address = kServiceAddress}, {.certificateNames = {row.certificateName}});
-    const Library library(*this, connectTo({}));
+    const Library library(connectTo({}));
     EXPECT_EQ(perform(*library.runner).status, 200);
     std::string end;
     while (end.find(row.end) == std::string::npos) {
