@@ -63,12 +63,15 @@ int exitStatus(const Outcome& outcome) {
   return error != nullptr && isNoReportError(*error) ? kFailed : kTransport;
 }
 
+// `domain` and `code` are null where no error of the library or the platform is behind it.
+Json errorAsJson(const Json& domain, const Json& code, const std::string& description) {
+  return {{"domain", domain}, {"code", code}, {"description", description}};
+}
+
 Json errorAsJson(const ZORFingerprintError& error) {
   if (const auto* answer = std::get_if<Json>(&error)) return *answer;
   if (const auto* known = std::get_if<ZORError>(&error)) {
-    return {{"domain", known->domain},
-            {"code", known->code},
-            {"description", known->localizedDescription}};
+    return errorAsJson(known->domain, known->code, known->localizedDescription);
   }
   return nullptr;
 }
@@ -103,7 +106,7 @@ int reportNoAnswer(bool json) {
     printJson({{"success", false},
                {"fingerprint", ""},
                {"cached", false},
-               {"error", {{"description", "no answer in time"}}}});
+               {"error", errorAsJson(nullptr, nullptr, "no answer in time")}});
   }
   printDiagnostic("No answer in time.");
   return kNoAnswerInTime;

@@ -79,7 +79,9 @@ TEST_F(Zorfp, TellsRefusedFromUnreachableFromLate) {
   EXPECT_EQ(refused.exitStatus, 3);
   EXPECT_EQ(refused.json().at("error").value("resultCode", 0), 7);
   service.script({.route = Route::name}, {.ending = Ending::hang});
-  EXPECT_EQ(run("fingerprint --timeout 0.2").exitStatus, 5);
+  const Outcome late = run("fingerprint --timeout 0.2 --json");
+  EXPECT_EQ(late.exitStatus, 5);
+  EXPECT_EQ(late.json().at("error").at("domain"), Json()) << late.output;
   service.script({}, {.ending = Ending::reset});
   EXPECT_EQ(run("fingerprint").exitStatus, 4);
 }
