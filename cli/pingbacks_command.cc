@@ -7,6 +7,7 @@
 
 #include "cli/commands.h"
 #include "cli/exit_status.h"
+#include "cli/pingback_file.h"
 #include "cli/terminal.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
@@ -109,6 +110,10 @@ std::string outcomeOf(const UploadResult& result) {
   return result.failed() ? "failed" : "sent";
 }
 
+Json failedUploadAsJson(const std::string& problem) {
+  return {{"outcome", "failed"}, {"records", 0}, {"status", nullptr}, {"error", problem}};
+}
+
 Json asJson(const UploadResult& result) {
   return {{"outcome", outcomeOf(result)},
           {"records", result.recordCount},
@@ -130,9 +135,17 @@ void printForPeople(const UploadResult& result) {
   }
 }
 
+// `forPrograms`: what stands in the place of the usual JSON.
+int reportProblem(const std::string& problem, const Json& forPrograms, bool json) {
+  if (json) printJson(forPrograms);
+  printDiagnostic(problem);
+  return kFailed;
+}
+
 }  // namespace
 
 int runPingbacksShow(bool json) {
+  if (const auto problem = pingbackFileProblem()) return reportProblem(*problem, nullptr, json);
   const Json records = pendingRecords();
   if (json) {
     printJson(records);
@@ -145,6 +158,10 @@ int runPingbacksShow(bool json) {
 }
 
 int runPingbacksUpload(bool json) {
+  // Before the look, which records its time and would have the records wait a day more.
+  if (const auto problem = pingbackFileProblem()) {
+    return reportProblem(*problem, failedUploadAsJson(*problem), json);
+  }
   const UploadResult result = upload();
   if (json) {
     printJson(asJson(result));
@@ -155,8 +172,12 @@ int runPingbacksUpload(bool json) {
 }
 
 int runPingbacksClear(bool json) {
+  if (const auto problem = pingbackFileProblem()) {
+    return reportProblem(*problem, Json::object({{"cleared", false}}), json);
+  }
   GetPingbackStore()->clearFileContent();
-  const bool cleared = !GetPingbackStore()->readStr();  // Runs behind the clearing.
+  // Runs behind the clearing. Not the text, which is absent too when the content is no UTF-8.
+  const bool cleared = GetPingbackStore()->fileSize() == 0;
   if (json) {
     printJson({{"cleared", cleared}});
   } else if (cleared) {

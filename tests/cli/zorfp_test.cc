@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <string>
 
@@ -184,6 +185,26 @@ TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
   EXPECT_EQ(Json(service.pingbackRecords()), records);
   EXPECT_TRUE(run("pingbacks --json").json().empty());
   EXPECT_EQ(run("pingbacks clear --json").json(), Json({{"cleared", true}}));
+}
+
+TEST_F(Zorfp, TellsAFileOfRecordsThatCannotBeOpenedFromAnEmptyOne) {
+  const std::string file =
+      home.path + "/.local/share/zorfingerprint/" + literals::kPingbackFileName.str();
+  std::filesystem::create_directories(file);
+  const Json answers = {{"pingbacks", nullptr},
+                        {"pingbacks clear", {{"cleared", false}}},
+                        {"pingbacks upload", {{"outcome", "failed"}}}};
+  for (const auto& [command, answer] : answers.items()) {
+    const Outcome folder = run(command + " --json");
+    EXPECT_EQ(folder.exitStatus, 1) << command;
+    for (const auto& [key, value] : answer.items()) EXPECT_EQ(folder.json().at(key), value);
+    EXPECT_NE(folder.diagnostics.find(file + ", cannot be opened"), std::string::npos) << command;
+    const Outcome homeless = run(command, "HOME=/dev/null");
+    EXPECT_EQ(homeless.exitStatus, 1) << command;
+    EXPECT_NE(homeless.diagnostics.find("Not a directory"), std::string::npos) << command;
+  }
+  std::filesystem::remove(file);
+  for (const auto& [command, answer] : answers.items()) EXPECT_EQ(run(command).exitStatus, 0);
 }
 
 TEST_F(Zorfp, DoctorSaysForEachRouteHowItWent) {
