@@ -122,13 +122,15 @@ TEST_F(Zorfp, SaysWhenItsOutputCannotBeWritten) {
 
 TEST_F(Zorfp, SaysWhenAValueCannotBeKept) {
   for (const char* arguments :
-       {"identifier", "machine-id --opt-out", "machine-id --opt-in --json"}) {
+       {"identifier", "machine-id", "machine-id --opt-out", "machine-id --opt-in --json"}) {
     const Outcome lost = run(arguments, "HOME=/dev/null");
     EXPECT_EQ(lost.exitStatus, 1) << arguments;
     EXPECT_NE(lost.diagnostics.find("could not be kept"), std::string::npos) << arguments;
     EXPECT_EQ(run(arguments).exitStatus, 0) << arguments;
   }
   EXPECT_EQ(run("identifier").output, run("identifier").output);
+  // The slots alone are enough for the next run to find the same.
+  EXPECT_EQ(run("machine-id", "XDG_CONFIG_HOME=/dev/null").exitStatus, 0);
   run("machine-id --opt-out");
   EXPECT_EQ(run("machine-id --json").json().value("outcome", 0), 1);
   EXPECT_EQ(run("machine-id --opt-in --json").json().value("outcome", 1), 0);
