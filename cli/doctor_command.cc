@@ -91,6 +91,7 @@ struct RouteCheck {
   std::string verdict;
   std::chrono::duration<double, std::milli> duration{};
 
+  bool tried() const { return !url.empty(); }
   bool reached() const { return answer.response.has_value(); }
 };
 
@@ -120,44 +121,77 @@ RouteCheck check(const std::string& route, const std::string& url,
           std::chrono::steady_clock::now() - start};
 }
 
+// The row of a route that could not be tried.
+RouteCheck notTried(const std::string& route, const std::string& reason) {
+  return {route, "", {std::nullopt, ZORError{"", 0, reason}}, verdictText(std::nullopt)};
+}
+
 // As check(); without a URL, for `address` is none, the route ends there.
 RouteCheck checkByAddress(const std::string& route, const std::optional<std::string>& url,
                           const std::optional<std::string>& acceptHost,
                           const std::string& address) {
   if (url) return check(route, *url, acceptHost);
-  const ZORError noAddress{"", 0, "\"" + address + "\" is no address"};
-  return {route, "", {std::nullopt, noAddress}, verdictText(std::nullopt)};
+  return notTried(route, "\"" + address + "\" is no address");
 }
 
-RouteCheck checkHttpDnsBy(const std::string& route, std::string_view format,
-                          const std::string& address, const std::string& host) {
-  return checkByAddress(route, httpDnsUrl(format, address, host), std::nullopt, address);
+bool isUsable(const Answer& answer) {
+  return zor_isRequestSuccess(std::nullopt, answer.response, answer.error);
 }
 
-std::vector<std::string> answeredAddresses(const RouteCheck& query) {
-  const Answer& answer = query.answer;
-  if (!zor_isRequestSuccess(std::nullopt, answer.response, answer.error)) return {};
-  return httpDnsAddresses(*answer.response);
+std::vector<std::string> answeredAddresses(const Answer& answer) {
+  return isUsable(answer) ? httpDnsAddresses(*answer.response) : std::vector<std::string>();
+}
+
+// A look-up and what it found. Where an answer came and nothing was found, the row says why.
+struct LookUp {
+  RouteCheck row;
+  std::vector<std::string> addresses;
+};
+
+LookUp lookUp(const std::string& route, std::string_view format, const std::string& address,
+              const std::string& host) {
+  LookUp made{checkByAddress(route, httpDnsUrl(format, address, host), std::nullopt, address), {}};
+  Answer& answer = made.row.answer;
+  made.addresses = answeredAddresses(answer);
+  if (!made.addresses.empty() || answer.error) return made;
+  answer.error = {"", 0,
+                  isUsable(answer)
+                      ? "the answer names no address"
+                      : "the answer has status " + std::to_string(answer.response->statusCode)};
+  return made;
+}
+
+// Tries the fixed addresses in turn, a row each, until one answers: the resolver takes any of them.
+std::vector<std::string> checkBootstrap(std::vector<RouteCheck>& checks) {
+  const auto config = ZORHttpDnsConfig::defaultConfig();
+  for (const std::string& fixed : config.ips()) {
+    auto made = lookUp("HTTPDNS bootstrap", literals::kHttpDnsBootstrapFormat.view(), fixed,
+                       config.httpDnsHost());
+    checks.push_back(made.row);
+    if (!made.addresses.empty()) return made.addresses;
+  }
+  return {};
 }
 
 // The resolver asks at the first address of the bootstrap answer, whatever it is.
-void checkHttpDns(const std::string& url, const std::string& host,
-                  std::vector<RouteCheck>& checks) {
-  std::vector<std::string> serviceAddresses;
-  const auto config = ZORHttpDnsConfig::defaultConfig();
-  for (const std::string& fixed : config.ips()) {
-    checks.push_back(checkHttpDnsBy("HTTPDNS bootstrap", literals::kHttpDnsBootstrapFormat.view(),
-                                    fixed, config.httpDnsHost()));
-    serviceAddresses = answeredAddresses(checks.back());
-    if (!serviceAddresses.empty()) break;
+std::vector<std::string> checkQuery(const std::vector<std::string>& serviceAddresses,
+                                    const std::string& host, std::vector<RouteCheck>& checks) {
+  constexpr const char* kRoute = "HTTPDNS query";
+  if (serviceAddresses.empty()) {
+    checks.push_back(notTried(kRoute, "the HTTPDNS bootstrap gave no address"));
+    return {};
   }
-  if (serviceAddresses.empty()) return;
-  checks.push_back(checkHttpDnsBy("HTTPDNS query", literals::kHttpDnsQueryFormat.view(),
-                                  serviceAddresses.front(), host));
-  const auto addresses = answeredAddresses(checks.back());
-  if (addresses.empty()) return;
-  checks.push_back(checkByAddress("address", urlByReplacingHost(url, addresses.front()), host,
-                                  addresses.front()));
+  auto made = lookUp(kRoute, literals::kHttpDnsQueryFormat.view(), serviceAddresses.front(), host);
+  checks.push_back(made.row);
+  return made.addresses;
+}
+
+RouteCheck checkAddress(const std::vector<std::string>& addresses, const std::string& url,
+                        const std::string& host) {
+  constexpr const char* kRoute = "address";
+  if (addresses.empty()) return notTried(kRoute, "the HTTPDNS query gave no address");
+  const std::string& first = addresses.front();
+  return checkByAddress(kRoute, urlByReplacingHost(url, first), host, first);
 }
 
 std::vector<RouteCheck> checkEveryRoute() {
@@ -165,7 +199,7 @@ std::vector<RouteCheck> checkEveryRoute() {
   const std::string host = hostOfUrl(url).value_or("");
   const std::string backupUrl = literals::kBackupURL.str();
   std::vector<RouteCheck> checks{check("name", url, host)};
-  checkHttpDns(url, host, checks);
+  checks.push_back(checkAddress(checkQuery(checkBootstrap(checks), host, checks), url, host));
   checks.push_back(check("backup list", backupUrl, hostOfUrl(backupUrl)));
   if (const auto stored = ZORDing::create()->randomBackupIP()) {
     checks.push_back(
@@ -179,7 +213,7 @@ Json asJson(const RouteCheck& check) {
           {"url", check.url},
           {"reached", check.reached()},
           {"status", check.reached() ? Json(check.answer.response->statusCode) : Json()},
-          {"milliseconds", check.duration.count()},
+          {"milliseconds", check.tried() ? Json(check.duration.count()) : Json()},
           {"certificate", check.verdict},
           {"error", check.answer.error ? Json(check.answer.error->localizedDescription) : Json()}};
 }
@@ -190,7 +224,8 @@ void printChecks(const std::vector<RouteCheck>& checks) {
   for (const RouteCheck& check : checks) {
     rows.push_back({check.route, check.reached() ? "yes" : "no",
                     check.reached() ? std::to_string(check.answer.response->statusCode) : "-",
-                    shownDuration(check.duration), shown(check.verdict), shown(check.url),
+                    check.tried() ? shownDuration(check.duration) : "-", shown(check.verdict),
+                    shown(check.url),
                     check.answer.error ? shown(check.answer.error->localizedDescription) : ""});
   }
   printTable(rows);

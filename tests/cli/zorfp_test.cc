@@ -222,6 +222,20 @@ TEST_F(Zorfp, DoctorSaysForEachRouteHowItWent) {
   }
 }
 
+TEST_F(Zorfp, DoctorShowsARouteThatCouldNotBeTriedAndWhy) {
+  service.script({.route = Route::query}, {.withoutAnswerHeader = true});
+  Json checks = run("doctor --json").json();
+  EXPECT_EQ(checks.at(2).at("error"), "the answer names no address") << checks;
+  EXPECT_EQ(checks.at(3).at("error"), "the HTTPDNS query gave no address") << checks;
+  service.script({.route = Route::bootstrap}, {.status = 500});
+  checks = run("doctor --json").json();
+  ASSERT_EQ(checks.size(), 4U + sandbox::SandboxSettings().bootstrapAddresses.size()) << checks;
+  EXPECT_EQ(checks.at(1).at("error"), "the answer has status 500");
+  const std::size_t query = checks.size() - 3;
+  EXPECT_EQ(checks.at(query).at("error"), "the HTTPDNS bootstrap gave no address");
+  EXPECT_EQ(checks.at(query + 1).at("reached"), false);
+}
+
 TEST_F(Zorfp, DoctorReadsHttpDnsAnswersAsTheResolverDoes) {
   const std::string answering = sandbox::SandboxSettings().queryAddresses.front();
   const std::string separator = literals::kHttpDnsSeparator.str();
