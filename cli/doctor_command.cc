@@ -84,6 +84,13 @@ class AnswerSlot {
   std::optional<Answer> _answer;
 };
 
+constexpr const char* kName = "name";
+constexpr const char* kBootstrap = "HTTPDNS bootstrap";
+constexpr const char* kQuery = "HTTPDNS query";
+constexpr const char* kAddress = "address";
+constexpr const char* kBackupList = "backup list";
+constexpr const char* kBackupAddress = "backup address";
+
 struct RouteCheck {
   std::string route;
   std::string url;
@@ -93,6 +100,10 @@ struct RouteCheck {
 
   bool tried() const { return !url.empty(); }
   bool reached() const { return answer.response.has_value(); }
+  // The others lead to what helps to find the service.
+  bool leadsToTheService() const {
+    return route == kName || route == kAddress || route == kBackupAddress;
+  }
 };
 
 std::string verdictText(const std::optional<TrustEvaluation>& evaluation) {
@@ -165,8 +176,8 @@ LookUp lookUp(const std::string& route, std::string_view format, const std::stri
 std::vector<std::string> checkBootstrap(std::vector<RouteCheck>& checks) {
   const auto config = ZORHttpDnsConfig::defaultConfig();
   for (const std::string& fixed : config.ips()) {
-    auto made = lookUp("HTTPDNS bootstrap", literals::kHttpDnsBootstrapFormat.view(), fixed,
-                       config.httpDnsHost());
+    auto made =
+        lookUp(kBootstrap, literals::kHttpDnsBootstrapFormat.view(), fixed, config.httpDnsHost());
     checks.push_back(made.row);
     if (!made.addresses.empty()) return made.addresses;
   }
@@ -176,34 +187,34 @@ std::vector<std::string> checkBootstrap(std::vector<RouteCheck>& checks) {
 // The resolver asks at the first address of the bootstrap answer, whatever it is.
 std::vector<std::string> checkQuery(const std::vector<std::string>& serviceAddresses,
                                     const std::string& host, std::vector<RouteCheck>& checks) {
-  constexpr const char* kRoute = "HTTPDNS query";
   if (serviceAddresses.empty()) {
-    checks.push_back(notTried(kRoute, "the HTTPDNS bootstrap gave no address"));
+    checks.push_back(notTried(kQuery, "the HTTPDNS bootstrap gave no address"));
     return {};
   }
-  auto made = lookUp(kRoute, literals::kHttpDnsQueryFormat.view(), serviceAddresses.front(), host);
+  auto made = lookUp(kQuery, literals::kHttpDnsQueryFormat.view(), serviceAddresses.front(), host);
   checks.push_back(made.row);
   return made.addresses;
 }
 
 RouteCheck checkAddress(const std::vector<std::string>& addresses, const std::string& url,
                         const std::string& host) {
-  constexpr const char* kRoute = "address";
-  if (addresses.empty()) return notTried(kRoute, "the HTTPDNS query gave no address");
+  if (addresses.empty()) return notTried(kAddress, "the HTTPDNS query gave no address");
   const std::string& first = addresses.front();
-  return checkByAddress(kRoute, urlByReplacingHost(url, first), host, first);
+  return checkByAddress(kAddress, urlByReplacingHost(url, first), host, first);
 }
 
 std::vector<RouteCheck> checkEveryRoute() {
   const std::string url = literals::kFingerprintURL.str();
   const std::string host = hostOfUrl(url).value_or("");
   const std::string backupUrl = literals::kBackupURL.str();
-  std::vector<RouteCheck> checks{check("name", url, host)};
-  checks.push_back(checkAddress(checkQuery(checkBootstrap(checks), host, checks), url, host));
-  checks.push_back(check("backup list", backupUrl, hostOfUrl(backupUrl)));
+  std::vector<RouteCheck> checks{check(kName, url, host)};
+  const auto serviceAddresses = checkBootstrap(checks);
+  const auto addresses = checkQuery(serviceAddresses, host, checks);
+  checks.push_back(checkAddress(addresses, url, host));
+  checks.push_back(check(kBackupList, backupUrl, hostOfUrl(backupUrl)));
   if (const auto stored = ZORDing::create()->randomBackupIP()) {
     checks.push_back(
-        checkByAddress("backup address", urlByReplacingHost(url, *stored), host, *stored));
+        checkByAddress(kBackupAddress, urlByReplacingHost(url, *stored), host, *stored));
   }
   return checks;
 }
@@ -236,10 +247,10 @@ void printChecks(const std::vector<RouteCheck>& checks) {
 int runDoctor(bool json, HostPorts& host) {
   const std::vector<RouteCheck> checks = checkEveryRoute();
   host.urlLoading().waitUntilIdle(std::chrono::seconds(1));
-  bool anyReached = false;
+  bool serviceReached = false;
   Json list = Json::array();
   for (const RouteCheck& check : checks) {
-    anyReached = anyReached || check.reached();
+    serviceReached = serviceReached || (check.leadsToTheService() && check.reached());
     list.push_back(asJson(check));
   }
   if (json) {
@@ -247,7 +258,7 @@ int runDoctor(bool json, HostPorts& host) {
   } else {
     printChecks(checks);
   }
-  return anyReached ? kDone : kTransport;
+  return serviceReached ? kDone : kTransport;
 }
 
 }  // namespace zor::cli

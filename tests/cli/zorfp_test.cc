@@ -234,6 +234,10 @@ TEST_F(Zorfp, DoctorShowsARouteThatCouldNotBeTriedAndWhy) {
   const std::size_t query = checks.size() - 3;
   EXPECT_EQ(checks.at(query).at("error"), "the HTTPDNS bootstrap gave no address");
   EXPECT_EQ(checks.at(query + 1).at("reached"), false);
+  service.script({.route = Route::name}, {.ending = Ending::reset});
+  const Outcome unreachable = run("doctor --json");
+  EXPECT_EQ(unreachable.json().back().at("reached"), true) << "the backup list";
+  EXPECT_EQ(unreachable.exitStatus, 4);
 }
 
 TEST_F(Zorfp, DoctorReadsHttpDnsAnswersAsTheResolverDoes) {
