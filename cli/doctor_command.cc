@@ -1,9 +1,10 @@
-#include <condition_variable>
-#include <iostream>
+#include <chrono>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string_view>
 
+#include "cli/awaited.h"
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
@@ -64,26 +65,6 @@ struct Answer {
   std::optional<ZORError> error;
 };
 
-// Waits for the completion of one exchange; every exchange has a time limit of its own.
-class AnswerSlot {
- public:
-  void put(Answer answer) {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _answer = std::move(answer);
-    _filled.notify_all();
-  }
-  Answer take() {
-    std::unique_lock<std::mutex> lock(_mutex);
-    _filled.wait(lock, [this] { return _answer.has_value(); });
-    return *_answer;
-  }
-
- private:
-  std::mutex _mutex;
-  std::condition_variable _filled;
-  std::optional<Answer> _answer;
-};
-
 constexpr const char* kName = "name";
 constexpr const char* kBootstrap = "HTTPDNS bootstrap";
 constexpr const char* kQuery = "HTTPDNS query";
@@ -119,15 +100,15 @@ RouteCheck check(const std::string& route, const std::string& url,
   constexpr double kTimeoutSeconds = 10;
   const auto delegate = std::make_shared<JudgingDelegate>(acceptHost);
   const auto session = ports().urlLoading.createSession(delegate, zor_httpsOperationQueue());
-  const auto slot = std::make_shared<AnswerSlot>();
+  const auto awaited = std::make_shared<Awaited<Answer>>();
   URLRequest request;
   request.url = url;
   request.timeoutSeconds = kTimeoutSeconds;
   const auto start = std::chrono::steady_clock::now();
-  session->startDataTask(request, [slot](const auto&, const auto& response, const auto& error) {
-    slot->put({response, error});
+  session->startDataTask(request, [awaited](const auto&, const auto& response, const auto& error) {
+    awaited->deliver({response, error});
   });
-  const Answer answer = slot->take();
+  const Answer answer = awaited->wait("Trying " + route);
   return {route, url, answer, verdictText(delegate->evaluation()),
           std::chrono::steady_clock::now() - start};
 }

@@ -1,12 +1,12 @@
 #include <ZORFingerPrint/ZORFingerPrint.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <iostream>
-#include <mutex>
+#include <memory>
 #include <optional>
 #include <thread>
 
+#include "cli/awaited.h"
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
@@ -23,32 +23,7 @@ struct Outcome {
   std::string fingerprint;
 };
 
-// Waits for the one callback of a request.
-class Waiter {
- public:
-  void deliver(Outcome outcome) {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _outcome = std::move(outcome);
-    _delivered.notify_all();
-  }
-
-  // nullopt: nothing came in time.
-  std::optional<Outcome> wait(std::chrono::duration<double> limit) {
-    Progress progress("Asking the fingerprint service");
-    const auto end = std::chrono::steady_clock::now() + limit;
-    std::unique_lock<std::mutex> lock(_mutex);
-    while (!_outcome && std::chrono::steady_clock::now() < end) {
-      _delivered.wait_for(lock, std::chrono::milliseconds(200));
-      if (!_outcome) progress.update();
-    }
-    return _outcome;
-  }
-
- private:
-  std::mutex _mutex;
-  std::condition_variable _delivered;
-  std::optional<Outcome> _outcome;
-};
+using AwaitedOutcome = Awaited<Outcome>;
 
 // Codes of other domains, the transport's for one, may have the same number.
 bool isNoReportError(const ZORError& error) {
@@ -113,7 +88,7 @@ int reportNoAnswer(bool json) {
 }
 
 // Asks for the fingerprint; what comes goes to `waiter`, which may outlive the command.
-void startFingerprint(const std::shared_ptr<Waiter>& waiter) {
+void startFingerprint(const std::shared_ptr<AwaitedOutcome>& waiter) {
   const StandardOutputToError redirected;  // A request starts with a collection.
   const auto caller = std::this_thread::get_id();
   ZORFingerPrint::sharedInstance()->getFingerprint(
@@ -129,9 +104,10 @@ void startFingerprint(const std::shared_ptr<Waiter>& waiter) {
 
 int runFingerprint(const FingerprintOptions& options, HostPorts& host) {
   // Shared, for the callback may come after this function has given up.
-  const auto waiter = std::make_shared<Waiter>();
+  const auto waiter = std::make_shared<AwaitedOutcome>();
   startFingerprint(waiter);
-  const auto outcome = waiter->wait(std::chrono::duration<double>(options.timeoutSeconds));
+  const auto outcome = waiter->wait("Asking the fingerprint service",
+                                    std::chrono::duration<double>(options.timeoutSeconds));
   if (!outcome) return reportNoAnswer(options.json);
   print(*outcome, options.json);
   constexpr std::chrono::seconds kForTheBackupAddresses{2};

@@ -1,10 +1,10 @@
-#include <condition_variable>
 #include <iostream>
 #include <memory>
-#include <mutex>
 #include <optional>
+#include <tuple>
 #include <utility>
 
+#include "cli/awaited.h"
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/pingback_file.h"
@@ -53,41 +53,18 @@ struct UploadResult {
   }
 };
 
-// The end of an upload, handed from the transport's queue to the waiting command.
-class UploadEnd {
- public:
-  void put(std::optional<URLResponse> response, std::optional<ZORError> error) {
-    const std::lock_guard<std::mutex> lock(_mutex);
-    _response = std::move(response);
-    _error = std::move(error);
-    _ended = true;
-    _changed.notify_all();
-  }
-
-  // Waits for it; the request has a time limit of its own.
-  void take(UploadResult& result) {
-    std::unique_lock<std::mutex> lock(_mutex);
-    _changed.wait(lock, [this] { return _ended; });
-    result.response = _response;
-    result.error = _error;
-  }
-
- private:
-  std::mutex _mutex;
-  std::condition_variable _changed;
-  bool _ended = false;
-  std::optional<URLResponse> _response;
-  std::optional<ZORError> _error;
-};
+using UploadEnd = std::pair<std::optional<URLResponse>, std::optional<ZORError>>;
 
 UploadResult upload() {
   UploadResult result;
   result.recordCount = pendingRecords().size();
-  const auto end = std::make_shared<UploadEnd>();
-  result.start = GetPingbackStore()->checkIfNeedUpload(
-      [end](const auto& response, const auto& error) { end->put(response, error); });
+  const auto end = std::make_shared<Awaited<UploadEnd>>();
+  result.start =
+      GetPingbackStore()->checkIfNeedUpload([end](const auto& response, const auto& error) {
+        end->deliver({response, error});
+      });
   if (result.start != PingbackUpload::started) return result;
-  end->take(result);
+  std::tie(result.response, result.error) = end->wait("Uploading the failure records");
   static_cast<void>(GetPingbackStore()->readStr());  // Runs behind the writes of the outcome.
   return result;
 }
