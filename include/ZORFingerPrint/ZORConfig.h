@@ -13,7 +13,8 @@ namespace zor {
 class ZOR_EXPORT ZORConfig {
  public:
   // An absolute path of a folder that takes the place of the default one for the store file; it is
-  // made when it is needed. Absent or empty: no change.
+  // made when it is needed. What an earlier folder holds is not moved. Not checked: a relative path
+  // follows the working directory at each use. Absent or empty: no change.
   const std::optional<std::string>& storePath() const { return _storePath; }
   void setStorePath(std::optional<std::string> path) { _storePath = std::move(path); }
 

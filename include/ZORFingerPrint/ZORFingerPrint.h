@@ -5,9 +5,11 @@
 //         ...
 //       });
 //
-// Nothing is thrown across this interface. After a fork the child may use it afresh; callbacks that
-// waited in the parent stay the parent's. A child that is forked in a callback must not return from
-// it: the thread that would go on is the library's.
+// Nothing is thrown across this interface but std::bad_alloc, and that only by functions that
+// return a new object or value; getFingerprint(), getEnvInfo() and clearFingerprintCache() throw
+// nothing at all. After a fork the child may use it afresh; callbacks that waited in the parent
+// stay the parent's. A child that is forked in a callback must not return from it: the thread that
+// would go on is the library's.
 #ifndef ZORFINGERPRINT_ZORFINGERPRINT_H_
 #define ZORFINGERPRINT_ZORFINGERPRINT_H_
 
@@ -17,6 +19,7 @@
 #include <ZORFingerPrint/ZORProbes.h>
 #include <ZORFingerPrint/ZORTypes.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -38,7 +41,9 @@ using ZORFingerprintCallback = std::function<void(bool success, const ZORFingerp
                                                   const std::string& fingerprint)>;
 
 class ZOR_EXPORT ZORFingerPrint final {
-  struct Private {};
+  struct Private {
+    explicit Private() = default;
+  };
 
  public:
   // The code in ZORError when the environment report could not be made.
@@ -75,10 +80,10 @@ class ZOR_EXPORT ZORFingerPrint final {
   // The fingerprint when it is cached and valid, else "" and a request to the service, which all
   // callers that come before its end share.
   //
-  // Callback: may be empty. Called exactly once: for a cached fingerprint before this returns, on
-  //           the calling thread; else when the request ends, on a thread of the library, in the
-  //           order of the calls. No lock is held, so it may call anything here. What it throws
-  //           ends there.
+  // Callback: may be empty. Called exactly once, unless this instance is released first: for a
+  //           cached fingerprint before this returns, on the calling thread; else when the request
+  //           ends, on a thread of the library, in the order of the calls. No lock is held, so it
+  //           may call anything here. What it throws ends there.
   // Threads:  callable from any, also from a callback.
   std::string getFingerprint(const ZORFingerprintCallback& callback = {});
 

@@ -32,11 +32,12 @@ typedef struct zor_fingerprint_error {
 } zor_fingerprint_error;
 
 /* The outcome of zor_fingerprint_get(). `success` is 1 or 0; `error` is NULL on success;
- * `fingerprint` is never NULL, and "" on failure. */
+ * `fingerprint` is never NULL, and "" on failure. Both are valid only while the callback runs. */
 typedef void (*zor_fingerprint_callback)(void* context, int success,
                                          const zor_fingerprint_error* error,
                                          const char* fingerprint);
 
+/* `line` is valid only while the handler runs. */
 typedef void (*zor_fingerprint_log_handler)(void* context, const char* line);
 
 /* The fingerprint when it is cached and valid, else "" and a request to the service. `callback` may

@@ -19,6 +19,18 @@ ZOR_EXPORT std::optional<Data> zorsec_JSONData(const std::string& text);
 // The text of zorsec_JSONData(text) without a look at whether there is one: always "".
 ZOR_EXPORT std::optional<std::string> zorsec_JSONString(const std::string& text);
 
+// A literal is a text; without these two it could be a Json as well.
+inline std::optional<Data> zorsec_JSONData(const char* text) {
+  return zorsec_JSONData(std::string(text));
+}
+inline std::optional<std::string> zorsec_JSONString(const char* text) {
+  return zorsec_JSONString(std::string(text));
+}
+
+// Bytes are no JSON value: they would be written as a list of numbers.
+std::optional<Data> zorsec_JSONData(const Data& data) = delete;
+std::optional<std::string> zorsec_JSONString(const Data& data) = delete;
+
 // An array or a dictionary as JSON; nullopt for every other kind.
 ZOR_EXPORT std::optional<Data> zorsec_JSONData(const Json& collection);
 ZOR_EXPORT std::optional<std::string> zorsec_JSONString(const Json& collection);

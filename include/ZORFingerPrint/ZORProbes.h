@@ -2,7 +2,9 @@
 //
 // Every function reads the machine afresh at each call and answers within milliseconds: none starts
 // a program, a scan or a name look-up. What is not there, or may not be read by this user, is
-// absent; nothing is thrown and nothing is logged. All are callable from any thread.
+// absent; nothing but std::bad_alloc is thrown and nothing is logged. All are callable from any
+// thread. Dictionaries with a fixed number of entries have their keys from the operator's profile,
+// given here in the order of the entries.
 #ifndef ZORFINGERPRINT_ZORPROBES_H_
 #define ZORFINGERPRINT_ZORPROBES_H_
 
@@ -30,10 +32,10 @@ ZOR_EXPORT std::optional<std::string> getHardwareUDID();
 // As the firmware states it. On Linux only root may read it.
 ZOR_EXPORT std::optional<std::string> getHardwareSerialNumber();
 
+// As the firmware states them: the product's name, its model (on Linux the product's version), and
+// the main board, which is not the host's name.
 ZOR_EXPORT std::optional<std::string> getProductName();
-
 ZOR_EXPORT std::optional<std::string> getModel();
-
 ZOR_EXPORT std::optional<std::string> getDeviceName();
 
 // The name that the first Bluetooth controller shows to others.
@@ -43,8 +45,9 @@ ZOR_EXPORT std::optional<std::string> getBluetoothDeviceName();
 ZOR_EXPORT std::optional<std::string> getBluetoothAddress();
 
 // An array with a dictionary of four entries for each USB device, in the registry's order: product
-// name, vendor number, product number, serial number. An absent text is "", an absent number 0. A
-// device that is registered twice is listed twice. Empty without USB; never null.
+// name, vendor number, product number, serial number (keys: kUSBFirstTextKey, kUSBFirstNumberKey,
+// kUSBSecondNumberKey, kUSBSecondTextKey). An absent text is "", an absent number 0. A device that
+// is registered twice is listed twice. Empty without USB; never null.
 ZOR_EXPORT Json getUSBDevices();
 
 // The system, the processor and this process.
@@ -52,6 +55,7 @@ ZOR_EXPORT Json getUSBDevices();
 // Name and version of the operating system, for people.
 ZOR_EXPORT std::optional<std::string> getSystemVersion();
 
+// The executable's file name.
 ZOR_EXPORT std::optional<std::string> getProcessName();
 
 // A text that no other call on any machine returns.
@@ -82,8 +86,9 @@ ZOR_EXPORT std::optional<std::string> getCPUBrand();
 ZOR_EXPORT std::optional<std::string> _getSysInfoByName(const char* name);
 
 // A dictionary of four entries for the first power source of the machine itself: charge, full
-// charge (in the same unit; on Linux percent), state and name. An absent number is 0, an absent
-// text "". Absent: there is no battery and no uninterruptible supply.
+// charge (in the same unit; on Linux percent), state and name (keys: kPowerRecordFirstNumberKey,
+// kPowerRecordSecondNumberKey, kPowerRecordFirstTextKey, kPowerRecordSecondTextKey). An absent
+// number is 0, an absent text "". Absent: there is no battery and no uninterruptible supply.
 ZOR_EXPORT std::optional<Json> getPowerInfo();
 
 // Environment variables that name the user's paths; those that are not set are left out.
@@ -106,8 +111,9 @@ ZOR_EXPORT std::vector<std::string> getIPAddresses();
 ZOR_EXPORT std::optional<std::vector<std::string>> getDnsServer();
 
 // A dictionary of four entries for the default Wi-Fi interface: its name, the network's name, the
-// access point's address, the signal in dBm. Both network texts are "" and the signal is 0 when it
-// is not associated. Absent: there is no Wi-Fi interface.
+// access point's address, the signal in dBm (keys: kWiFiNameKey, kWiFiNetworkKey,
+// kWiFiAccessPointKey, kWiFiSignalKey). Both network texts are "" and the signal is 0 when it is
+// not associated. Absent: there is no Wi-Fi interface.
 ZOR_EXPORT std::optional<Json> getWiFiInfo();
 
 }  // namespace zor
