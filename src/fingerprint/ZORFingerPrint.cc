@@ -35,9 +35,26 @@ void callBack(const ZORFingerprintCallback& callback, bool success,
   }
 }
 
-ZORError noReportError() {
-  return {literals::kFingerprintErrorDomain.str(), ZORFingerPrint::kNoReportCode,
-          literals::kFingerprintNoReportMessage.str()};
+// Nothing, where there is no memory for more.
+ZORFingerprintError noReportError() try {
+  return ZORError{literals::kFingerprintErrorDomain.str(), ZORFingerPrint::kNoReportCode,
+                  literals::kFingerprintNoReportMessage.str()};
+} catch (...) {
+  return {};
+}
+
+// A request must end whatever happens: without memory as one whose answer could not be read.
+FingerprintOutcome judgedOutcome(const std::optional<Data>& body,
+                                 const std::optional<URLResponse>& response,
+                                 const std::optional<ZORError>& error) try {
+  return judgeFingerprintAnswer(body, response, error);
+} catch (...) {
+  return {};
+}
+
+void uploadPingbacksIfDue() try {
+  GetPingbackStore()->checkIfNeedUpload();
+} catch (...) {  // NOLINT(bugprone-empty-catch): no business of the caller's.
 }
 
 std::optional<std::string> environmentReport() {
@@ -80,7 +97,7 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
   void setFingerprint(const Json& data) ZOR_EXCLUDES(mutext);
 
  private:
-  class Living;
+  class InstanceRegistry;
 
   void send(const std::string& report);
   void finish(const FingerprintOutcome& outcome);
@@ -96,11 +113,11 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
 };
 
 // The instances there are, so that a fork leaves none of them waiting for a request of the parent.
-class ZORFingerPrint::Implementation::Living {
+class ZORFingerPrint::Implementation::InstanceRegistry {
  public:
-  static Living& shared() {
-    static auto& living = *new Living;
-    return living;
+  static InstanceRegistry& shared() {
+    static auto& registry = *new InstanceRegistry;
+    return registry;
   }
 
   void add(Implementation& instance) {
@@ -114,11 +131,12 @@ class ZORFingerPrint::Implementation::Living {
   }
 
  private:
-  Living() {
-    registerForkHook({ForkRank::facade, this,
-                      [](void* self) { static_cast<Living*>(self)->holdForFork(); },
-                      [](void* self) { static_cast<Living*>(self)->releaseInParent(); },
-                      [](void* self) { static_cast<Living*>(self)->startAfreshInChild(); }});
+  InstanceRegistry() {
+    registerForkHook(
+        {ForkRank::facade, this,
+         [](void* self) { static_cast<InstanceRegistry*>(self)->holdForFork(); },
+         [](void* self) { static_cast<InstanceRegistry*>(self)->releaseInParent(); },
+         [](void* self) { static_cast<InstanceRegistry*>(self)->startAfreshInChild(); }});
   }
 
   void holdForFork() ZOR_NO_THREAD_SAFETY_ANALYSIS {
@@ -139,9 +157,9 @@ class ZORFingerPrint::Implementation::Living {
   std::vector<Implementation*> _instances ZOR_GUARDED_BY(_mutex);
 };
 
-ZORFingerPrint::Implementation::Implementation() { Living::shared().add(*this); }
+ZORFingerPrint::Implementation::Implementation() { InstanceRegistry::shared().add(*this); }
 
-ZORFingerPrint::Implementation::~Implementation() { Living::shared().remove(*this); }
+ZORFingerPrint::Implementation::~Implementation() { InstanceRegistry::shared().remove(*this); }
 
 ZORFingerPrint::Implementation::Look ZORFingerPrint::Implementation::lookAtCache(
     const ZORFingerprintCallback& callback) {
@@ -173,7 +191,7 @@ void ZORFingerPrint::Implementation::send(const std::string& report) {
       [weakSelf = weak_from_this()](const std::optional<Data>& body,
                                     const std::optional<URLResponse>& response,
                                     const std::optional<ZORError>& error) {
-        const FingerprintOutcome outcome = judgeFingerprintAnswer(body, response, error);
+        const FingerprintOutcome outcome = judgedOutcome(body, response, error);
         if (const auto self = weakSelf.lock()) self->finish(outcome);
         if (!outcome.pingback) return;
         ZORSecPingback::sendWithError(kRequestErrorClass,
@@ -182,8 +200,11 @@ void ZORFingerPrint::Implementation::send(const std::string& report) {
 }
 
 void ZORFingerPrint::Implementation::finish(const FingerprintOutcome& outcome) {
-  // Stored first: a callback that asks again finds the new fingerprint.
-  if (outcome.success) setFingerprint(outcome.data);
+  try {
+    // Stored first: a callback that asks again finds the new fingerprint.
+    if (outcome.success) setFingerprint(outcome.data);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): not kept, but those who wait are told.
+  }
   requestComplete(outcome.success, outcome.error, outcome.fingerprint);
 }
 
@@ -242,12 +263,13 @@ std::string ZORFingerPrint::VERSION() { return ZORDataCollector_mac::VERSION(); 
 std::string ZORFingerPrint::identifier() { return installationIdentifier(); }
 
 std::string ZORFingerPrint::getFingerprint(const ZORFingerprintCallback& callback) try {
-  const auto look = _implementation->lookAtCache(callback);
+  auto look = _implementation->lookAtCache(callback);
   if (look.startRequest) _implementation->requestFingerprint();
   if (!look.expired) callBack(callback, true, {}, look.fingerprint);
-  GetPingbackStore()->checkIfNeedUpload();
-  return look.fingerprint;
-} catch (...) {  // Memory ran out.
+  uploadPingbacksIfDue();
+  return std::move(look.fingerprint);
+} catch (...) {  // Memory ran out before the callback was queued.
+  callBack(callback, false, {}, "");
   return {};
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <new>
 #include <utility>
 
 #include "literals/literals.h"
@@ -116,6 +117,7 @@ std::optional<PropertyValue> InMemoryDefaults::objectForKey(const std::string& k
 }
 
 void InMemoryDefaults::setObject(const std::string& key, const PropertyValue& value) {
+  if (outOfMemory) throw std::bad_alloc();
   const MutexLock lock(_mutex);
   _values.insert_or_assign(key, value);
 }

@@ -2,6 +2,7 @@
 #ifndef ZOR_TESTS_FAKES_FAKE_PORTS_H_
 #define ZOR_TESTS_FAKES_FAKE_PORTS_H_
 
+#include <atomic>
 #include <deque>
 #include <map>
 #include <memory>
@@ -110,6 +111,9 @@ class InMemoryDefaults final : public DefaultsPort {
   std::optional<PropertyValue> objectForKey(const std::string& key) override;
   void setObject(const std::string& key, const PropertyValue& value) override;
   void removeObject(const std::string& key) override;
+
+  // Every setObject() throws std::bad_alloc.
+  std::atomic<bool> outOfMemory{false};
 
  private:
   Mutex _mutex;

@@ -94,6 +94,16 @@ TEST_F(FacadeTest, TheRequestCarriesTheSignedReport) {
   EXPECT_EQ(Json::parse(ports().crypto.base64Decode(report).value()).size(), 23U);
 }
 
+TEST_F(FacadeTest, AFingerprintThatCannotBeKeptStillReachesThoseWhoWait) {
+  serve(network, accepted("fp"));
+  network.machine.defaults.outOfMemory = true;
+  for (const char* caller : {"a", "b"}) {
+    EXPECT_EQ(facade->getFingerprint(noting(caller)), "");
+    ScriptedNetwork::drain();
+  }
+  EXPECT_EQ(outcomes, (std::vector<std::string>{"a fp", "b fp"}));
+}
+
 TEST_F(FacadeTest, ACallbackMayAskAgainAndSeesTheNewFingerprint) {
   serve(network, accepted("fp-new"));
   std::string seen;
