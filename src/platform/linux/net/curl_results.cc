@@ -49,6 +49,10 @@ Failure failureOf(CURLcode result, bool requestWasSent, bool responseArrived) {
   if (result == CURLE_OUT_OF_MEMORY && requestWasSent) {
     return {URLErrorCode::dataLengthExceedsMaximum, "The response's headers are too long."};
   }
+  // Callbacks that stop for another reason than this one say so themselves.
+  if (result == CURLE_WRITE_ERROR) {
+    return {URLErrorCode::unknown, "There is not enough memory for the response."};
+  }
   return {codeOf(result), curl_easy_strerror(result)};
 }
 

@@ -158,18 +158,18 @@ bool Transfer::setHeaders() {
 
 // As curl does by itself, but not for the programs that the host starts meanwhile.
 curl_socket_t Transfer::openSocket(void* /*self*/, curlsocktype /*purpose*/,
-                                   curl_sockaddr* address) {
+                                   curl_sockaddr* address) noexcept {
   return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
 }
 
-std::size_t Transfer::headerArrived(char* bytes, std::size_t size, std::size_t count, void* self) {
+std::size_t Transfer::headerArrived(char* bytes, std::size_t size, std::size_t count,
+                                    void* self) noexcept {
   Transfer& transfer = transferOf(self);
   try {
     transfer.addHeaderLine({bytes, size * count});
     if (transfer._headerBytes <= kLargestHeaderBytes) return size * count;
     transfer.refuse(URLErrorCode::dataLengthExceedsMaximum, "The response's headers are too long.");
-  } catch (...) {
-    transfer.refuse(URLErrorCode::unknown, "There is not enough memory for the response.");
+  } catch (...) {  // NOLINT(bugprone-empty-catch): without memory; curl's result says enough.
   }
   return 0;
 }
@@ -197,7 +197,8 @@ void Transfer::addHeaderLine(std::string_view line) {
   }
 }
 
-std::size_t Transfer::bodyArrived(char* bytes, std::size_t size, std::size_t count, void* self) {
+std::size_t Transfer::bodyArrived(char* bytes, std::size_t size, std::size_t count,
+                                  void* self) noexcept {
   Transfer& transfer = transferOf(self);
   Data& body = transfer._body;
   try {
@@ -206,13 +207,12 @@ std::size_t Transfer::bodyArrived(char* bytes, std::size_t size, std::size_t cou
       return size * count;
     }
     transfer.refuse(URLErrorCode::dataLengthExceedsMaximum, "The response's body is too long.");
-  } catch (...) {
-    transfer.refuse(URLErrorCode::unknown, "There is not enough memory for the response.");
+  } catch (...) {  // NOLINT(bugprone-empty-catch): without memory; curl's result says enough.
   }
   return 0;
 }
 
-CURLcode Transfer::connectionIsMade(CURL* /*handle*/, void* sslContext, void* self) {
+CURLcode Transfer::connectionIsMade(CURL* /*handle*/, void* sslContext, void* self) noexcept {
   auto* const context = static_cast<SSL_CTX*>(sslContext);
   SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION);
   SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
@@ -226,21 +226,29 @@ CURLcode Transfer::connectionIsMade(CURL* /*handle*/, void* sslContext, void* se
   return CURLE_OK;
 }
 
-int Transfer::handshakeShowsChain(X509_STORE_CTX* context, void* self) {
+int Transfer::handshakeShowsChain(X509_STORE_CTX* context, void* self) noexcept {
   Transfer& transfer = transferOf(self);
-  const bool accepted = transfer.judge(X509_STORE_CTX_get0_untrusted(context));
   // curl asks for this result as well, and nothing has set it.
-  X509_STORE_CTX_set_error(context, accepted ? X509_V_OK : X509_V_ERR_CERT_REJECTED);
-  if (!accepted) return 0;
+  X509_STORE_CTX_set_error(context, X509_V_ERR_CERT_REJECTED);
+  try {
+    if (!transfer.judge(X509_STORE_CTX_get0_untrusted(context))) return 0;
+  } catch (...) {
+    return 0;
+  }
+  X509_STORE_CTX_set_error(context, X509_V_OK);
   transfer._judgedConnection = static_cast<const SSL*>(
       X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
   return 1;
 }
 
 int Transfer::requestIsDue(void* self, char* /*remoteAddress*/, char* /*localAddress*/,
-                           int /*remotePort*/, int /*localPort*/) {
+                           int /*remotePort*/, int /*localPort*/) noexcept {
   Transfer& transfer = transferOf(self);
-  if (!transfer.maySendOn(transfer.currentConnection())) return CURL_PREREQFUNC_ABORT;
+  try {
+    if (!transfer.maySendOn(transfer.currentConnection())) return CURL_PREREQFUNC_ABORT;
+  } catch (...) {
+    return CURL_PREREQFUNC_ABORT;
+  }
   transfer._requestWasSent = true;
   return CURL_PREREQFUNC_OK;
 }

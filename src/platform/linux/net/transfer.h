@@ -49,14 +49,17 @@ class Transfer {
   bool setHeaders();
   bool setCallbacks();
 
-  // What curl calls; the last argument is the transfer.
-  static curl_socket_t openSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
-  static std::size_t headerArrived(char* bytes, std::size_t size, std::size_t count, void* self);
-  static std::size_t bodyArrived(char* bytes, std::size_t size, std::size_t count, void* self);
-  static CURLcode connectionIsMade(CURL* handle, void* sslContext, void* self);
-  static int handshakeShowsChain(X509_STORE_CTX* context, void* self);
+  // What curl and OpenSSL call; no exception may pass through their frames. `self` is the transfer.
+  static curl_socket_t openSocket(void* self, curlsocktype purpose,
+                                  curl_sockaddr* address) noexcept;
+  static std::size_t headerArrived(char* bytes, std::size_t size, std::size_t count,
+                                   void* self) noexcept;
+  static std::size_t bodyArrived(char* bytes, std::size_t size, std::size_t count,
+                                 void* self) noexcept;
+  static CURLcode connectionIsMade(CURL* handle, void* sslContext, void* self) noexcept;
+  static int handshakeShowsChain(X509_STORE_CTX* context, void* self) noexcept;
   static int requestIsDue(void* self, char* remoteAddress, char* localAddress, int remotePort,
-                          int localPort);
+                          int localPort) noexcept;
 
   void addHeaderLine(std::string_view line);
   bool maySendOn(SSL* connection);
