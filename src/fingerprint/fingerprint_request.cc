@@ -6,6 +6,7 @@
 #include "crypto/request_signature.h"
 #include "literals/labels.h"
 #include "literals/literals.h"
+#include "pingback/error_texts.h"
 #include "support/json_codec.h"
 #include "support/text.h"
 
@@ -46,17 +47,11 @@ bool isAccepted(const std::optional<Json>& answer) {
 
 FingerprintOutcome transportFailure(int status, const std::optional<ZORError>& error) {
   FingerprintOutcome outcome;
-  std::optional<std::string> domain;
-  std::optional<std::string> text;
-  std::int64_t code = 0;
-  if (error) {
-    outcome.error = *error;
-    domain = error->domain;
-    code = error->code;
-    text = error->localizedDescription;
-  }
-  outcome.pingback = formatText(literals::kPingbackRequestErrorFormat.view(),
-                                {std::to_string(status), domain, std::to_string(code), text});
+  if (error) outcome.error = *error;
+  const ErrorTexts texts = errorTexts(error);
+  outcome.pingback =
+      formatText(literals::kPingbackRequestErrorFormat.view(),
+                 {std::to_string(status), texts.domain, texts.code, texts.description});
   return outcome;
 }
 

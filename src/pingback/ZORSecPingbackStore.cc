@@ -7,6 +7,7 @@
 
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
+#include "pingback/error_texts.h"
 #include "pingback/record_array.h"
 #include "platform/log.h"
 #include "platform/ports.h"
@@ -73,11 +74,10 @@ URLRequest uploadRequest(const std::string& text) {
 
 std::string describeFailure(const std::optional<URLResponse>& response,
                             const std::optional<ZORError>& error) {
-  const auto domain = error ? std::optional(error->domain) : std::nullopt;
-  const auto description = error ? std::optional(error->localizedDescription) : std::nullopt;
+  const ErrorTexts texts = errorTexts(error);
   return formatText(literals::kPingbackUploadErrorFormat.view(),
-                    {std::to_string(response ? response->statusCode : 0), domain,
-                     std::to_string(error ? error->code : 0), description});
+                    {std::to_string(response ? response->statusCode : 0), texts.domain, texts.code,
+                     texts.description});
 }
 
 std::shared_ptr<ZORSecPingbackStore> makeStore() {
