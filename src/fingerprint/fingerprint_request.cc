@@ -28,7 +28,7 @@ std::string requestBody(const std::string& environmentReport) {
 
 std::optional<Json> parsedBody(const std::optional<Data>& body) {
   if (!body) return std::nullopt;
-  return parseJson({reinterpret_cast<const char*>(body->data()), body->size()});
+  return parseJson(textOf(*body));
 }
 
 // The entry of `value` under `key`; null when there is none or `value` is no dictionary.

@@ -32,10 +32,6 @@ std::optional<Json> parsed(std::string_view text, const HiddenLine& diagnostic) 
   return value;
 }
 
-std::string_view viewOf(const Data& data) {
-  return {reinterpret_cast<const char*>(data.data()), data.size()};
-}
-
 }  // namespace
 
 std::optional<Data> zorsec_JSONData(const std::string& text) {
@@ -66,11 +62,11 @@ std::optional<Json> zorsec_mutableObjectFromJSONString(const std::string& text) 
 }
 
 std::optional<Json> zorsec_objectFromJSONData(const Data& data) {
-  return parsed(viewOf(data), literals::kLogDataToObject);
+  return parsed(textOf(data), literals::kLogDataToObject);
 }
 
 std::optional<Json> zorsec_mutableObjectFromJSONData(const Data& data) {
-  return parsed(viewOf(data), literals::kLogDataToMutableObject);
+  return parsed(textOf(data), literals::kLogDataToMutableObject);
 }
 
 std::optional<std::string> ZORJsonHelper::zorsec_JSONStringWithDic(

@@ -176,7 +176,7 @@ bool isValidUtf8(std::string_view text) {
   }
 }
 
-std::optional<std::string> textFromUtf8(const std::vector<std::uint8_t>& bytes) {
+std::optional<std::string> textFromUtf8(const Data& bytes) {
   std::string text(bytes.begin(), bytes.end());
   if (!isValidUtf8(text)) return std::nullopt;
   return text;
@@ -193,7 +193,7 @@ std::string wellFormedUtf8(std::string_view text) {
   return result;
 }
 
-std::vector<std::uint8_t> utf8Bytes(std::string_view text) { return {text.begin(), text.end()}; }
+Data utf8Bytes(std::string_view text) { return {text.begin(), text.end()}; }
 
 std::vector<std::uint16_t> utf16Units(std::string_view text) {
   std::vector<std::uint16_t> units;

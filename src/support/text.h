@@ -3,6 +3,8 @@
 #ifndef ZOR_SUPPORT_TEXT_H_
 #define ZOR_SUPPORT_TEXT_H_
 
+#include <ZORFingerPrint/ZORTypes.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -34,13 +36,18 @@ std::int64_t longLongValue(std::string_view text);
 bool isValidUtf8(std::string_view text);
 
 // `bytes` as text; nullopt when they are not well-formed UTF-8.
-std::optional<std::string> textFromUtf8(const std::vector<std::uint8_t>& bytes);
+std::optional<std::string> textFromUtf8(const Data& bytes);
 
 // `text` with every byte that is no part of well-formed UTF-8 replaced by U+FFFD.
 std::string wellFormedUtf8(std::string_view text);
 
 // The UTF-8 bytes of `text`.
-std::vector<std::uint8_t> utf8Bytes(std::string_view text);
+Data utf8Bytes(std::string_view text);
+
+// `bytes` read as text, as they are; borrowed.
+inline std::string_view textOf(const Data& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
 
 // The UTF-16 code units of `text`, which is well-formed UTF-8 (an ill-formed byte counts as one
 // unit, U+FFFD).

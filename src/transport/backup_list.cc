@@ -2,6 +2,7 @@
 
 #include "literals/literals.h"
 #include "support/json_codec.h"
+#include "support/text.h"
 
 namespace zor {
 namespace {
@@ -20,8 +21,7 @@ const std::string* text(const Json* value) {
 }  // namespace
 
 std::optional<std::string> documentInBackupAnswer(const Data& body) {
-  const auto answer =
-      parseJson(std::string_view(reinterpret_cast<const char*>(body.data()), body.size()));
+  const auto answer = parseJson(textOf(body));
   if (!answer || !answer->is_array() || answer->empty()) return std::nullopt;
   const Json& first = answer->front();
   const std::string* status = text(member(first, literals::kBackupStatusKey.str()));

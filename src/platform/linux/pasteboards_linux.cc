@@ -5,6 +5,7 @@
 #include "platform/linux/linux_ports.h"
 #include "platform/posix/file_io.h"
 #include "platform/probe_trace.h"
+#include "support/text.h"
 
 namespace zor {
 namespace {

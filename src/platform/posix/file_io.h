@@ -77,10 +77,6 @@ class FileSystemLock {
 // The path of the lock file that belongs to `path`.
 std::string lockPathBeside(const std::string& path);
 
-inline std::string_view textOf(const Data& bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 // What the platforms do each in their own way; defined by the backend that is built.
 namespace platform {
 

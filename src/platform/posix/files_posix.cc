@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/posix/file_io.h"
+#include "support/text.h"
 
 namespace zor {
 namespace {
