@@ -5,18 +5,12 @@
 #include <string_view>
 
 #include "literals/literals.h"
+#include "support/ascii.h"
 
 namespace zor {
 namespace {
 
 static_assert(decltype(literals::kHexDigits)::length() == 16);
-
-std::optional<std::uint8_t> digitValue(std::uint8_t character) {
-  if (character >= '0' && character <= '9') return static_cast<std::uint8_t>(character - '0');
-  if (character >= 'A' && character <= 'F') return static_cast<std::uint8_t>(character - 'A' + 10);
-  if (character >= 'a' && character <= 'f') return static_cast<std::uint8_t>(character - 'a' + 10);
-  return std::nullopt;
-}
 
 }  // namespace
 
@@ -38,7 +32,7 @@ Data hexData2Data(const Data& hex) {
   bytes.reserve(hex.size() / 2 + 1);
   std::uint8_t pending = 0;
   for (std::size_t position = 0; position < hex.size(); ++position) {
-    const auto value = digitValue(hex[position]);
+    const auto value = hexDigitValue(static_cast<char>(hex[position]));
     if (!value) {
       if (!bytes.empty()) break;
       continue;

@@ -5,14 +5,15 @@
 #include <cstddef>
 #include <utility>
 
+#include "support/ascii.h"
+
 namespace zor {
 namespace {
 
 constexpr std::size_t kMostDigits = 18;  // Within 64 bits whatever they are.
 
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
-
-bool isHexDigit(char character) {
+// The case in which the writer has them.
+bool isLowerCaseHexDigit(char character) {
   return isDigit(character) || (character >= 'a' && character <= 'f');
 }
 
@@ -74,7 +75,7 @@ class Reader {
       if (!skip(character)) return false;
     }
     if (!skip('0') && !skip('1')) return false;
-    return _next != _end && isHexDigit(*_next++);
+    return _next != _end && isLowerCaseHexDigit(*_next++);
   }
 
   bool skipWholeNumber() {

@@ -7,13 +7,13 @@
 #include <locale>
 #include <sstream>
 
+#include "support/ascii.h"
+
 namespace zor {
 namespace {
 
 constexpr std::uint32_t kReplacement = 0xFFFD;
 constexpr int kMostWholeDigits = 17;
-
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
 bool isSpace(char character) {
   return character == ' ' || (character >= '\t' && character <= '\r');

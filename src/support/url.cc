@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "support/ascii.h"
+
 namespace zor {
 namespace {
 
@@ -10,10 +12,6 @@ constexpr std::size_t kLongestName = 253;
 constexpr std::size_t kLongestLabel = 63;
 constexpr std::size_t kAddressGroups = 8;
 
-// The classification functions of the C library follow the host's locale.
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool isHexDigit(char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 bool isNameCharacter(char c) { return isLetter(c) || isDigit(c) || c == '-' || c == '_'; }
 
 // Takes the text up to the first `separator`, or all of it, off the front of `text`.

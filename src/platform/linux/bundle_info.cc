@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "literals/literals.h"
+#include "support/ascii.h"
 #include "support/json_codec.h"
 #include "support/text.h"
 
@@ -33,13 +34,6 @@ std::optional<std::uint32_t> takeNumber(std::string_view& bytes) {
   std::uint32_t number = 0;
   std::memcpy(&number, taken->data(), sizeof number);
   return number;
-}
-
-std::string_view trimmed(std::string_view line) {
-  constexpr const char* kSpace = " \t\r";
-  const std::size_t start = line.find_first_not_of(kSpace);
-  if (start == std::string_view::npos) return {};
-  return line.substr(start, line.find_last_not_of(kSpace) + 1 - start);
 }
 
 bool isIdentifier(std::string_view text) { return !text.empty() && isValidUtf8(text); }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "literals/literals.h"
+#include "support/ascii.h"
 
 namespace zor {
 namespace {
@@ -28,8 +29,7 @@ std::uint64_t fnv1a(std::string_view text) {
 }
 
 bool isPlainInFileName(char character, bool first) {
-  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-         (character >= '0' && character <= '9') || character == '-' || character == '_' ||
+  return isLetter(character) || isDigit(character) || character == '-' || character == '_' ||
          (character == '.' && !first);
 }
 

@@ -6,16 +6,10 @@
 
 #include "literals/literals.h"
 #include "platform/linux/file_reading.h"
+#include "support/ascii.h"
 
 namespace zor {
 namespace {
-
-int digitValue(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  return -1;
-}
 
 std::string_view withoutLineEnd(std::string_view text) {
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.remove_suffix(1);
@@ -30,7 +24,7 @@ bool isUuid(std::string_view text) {
   constexpr std::size_t kUuidCharacters = 36;
   if (text.size() != kUuidCharacters) return false;
   for (std::size_t place = 0; place < text.size(); ++place) {
-    if (isDashPlace(place) ? text[place] != '-' : digitValue(text[place]) < 0) return false;
+    if (isDashPlace(place) ? text[place] != '-' : !isHexDigit(text[place])) return false;
   }
   return true;
 }
@@ -57,10 +51,10 @@ std::optional<MachineId> machineIdFromText(std::string_view content) {
   MachineId id;
   if (text.size() != 2 * id.size()) return std::nullopt;
   for (std::size_t index = 0; index < id.size(); ++index) {
-    const int high = digitValue(text[2 * index]);
-    const int low = digitValue(text[2 * index + 1]);
-    if (high < 0 || low < 0) return std::nullopt;
-    id[index] = static_cast<std::uint8_t>(high << 4 | low);
+    const auto high = hexDigitValue(text[2 * index]);
+    const auto low = hexDigitValue(text[2 * index + 1]);
+    if (!high || !low) return std::nullopt;
+    id[index] = static_cast<std::uint8_t>(*high << 4 | *low);
   }
   if (id == MachineId{}) return std::nullopt;
   return id;

@@ -2,6 +2,7 @@
 
 #include "literals/literals.h"
 #include "platform/linux/text_lines.h"
+#include "support/ascii.h"
 #include "support/text.h"
 
 namespace zor {

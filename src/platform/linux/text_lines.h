@@ -7,14 +7,6 @@
 
 namespace zor {
 
-// `text` without white space at both ends.
-inline std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kWhiteSpace = " \t\r\n";
-  const auto start = text.find_first_not_of(kWhiteSpace);
-  if (start == std::string_view::npos) return {};
-  return text.substr(start, text.find_last_not_of(kWhiteSpace) - start + 1);
-}
-
 // The pieces between any of `separators`, empty ones left out.
 inline std::vector<std::string_view> pieces(std::string_view text, std::string_view separators) {
   std::vector<std::string_view> found;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/linux/net/curl_results.h"
+#include "support/ascii.h"
 
 namespace zor::net {
 namespace {
@@ -32,13 +33,6 @@ bool isToken(std::string_view text) {
   constexpr std::string_view kTokenCharacters =
       "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
   return !text.empty() && text.find_first_not_of(kTokenCharacters) == std::string_view::npos;
-}
-
-std::string_view withoutWhiteSpaceAround(std::string_view text) {
-  constexpr std::string_view kWhiteSpace = " \t\r\n";
-  const auto first = text.find_first_not_of(kWhiteSpace);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
 }
 
 // curl leaves a header with nothing after the colon out; a semicolon means an empty one.
@@ -185,15 +179,14 @@ void Transfer::addHeaderLine(std::string_view line) {
     _responseIsDue = false;
   }
   _headerBytes += line.size();
-  const std::string_view content = withoutWhiteSpaceAround(line);
+  const std::string_view content = trimmed(line);
   const auto colon = content.find(':');
   if (content.empty()) {
     _responseIsDue = true;  // Or trailers, which have no status line and join the headers.
   } else if (isFolded && !_response.headers.empty()) {
     _response.headers.back().second.append(" ").append(content);
   } else if (colon != std::string_view::npos) {
-    _response.headers.emplace_back(content.substr(0, colon),
-                                   withoutWhiteSpaceAround(content.substr(colon + 1)));
+    _response.headers.emplace_back(content.substr(0, colon), trimmed(content.substr(colon + 1)));
   }
 }
 
