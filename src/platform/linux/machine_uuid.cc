@@ -6,6 +6,7 @@
 
 #include "literals/literals.h"
 #include "platform/linux/file_reading.h"
+#include "platform/linux/uuid_text.h"
 #include "support/ascii.h"
 
 namespace zor {
@@ -33,17 +34,6 @@ char upperCaseDigit(char digit) {
   return digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit;
 }
 
-std::string uuidText(const std::uint8_t* bytes) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text;
-  for (std::size_t index = 0; index < 16; ++index) {
-    if (isDashPlace(text.size())) text += '-';
-    text += kDigits[bytes[index] >> 4];
-    text += kDigits[bytes[index] & 15];
-  }
-  return text;
-}
-
 }  // namespace
 
 std::optional<MachineId> machineIdFromText(std::string_view content) {
@@ -66,10 +56,8 @@ std::string machineUuid(const MachineId& id) {
   hmac_sha256_set_key(&context, id.size(), id.data());
   hmac_sha256_update(&context, message.size(),
                      reinterpret_cast<const std::uint8_t*>(message.data()));
-  std::uint8_t bytes[16];
-  hmac_sha256_digest(&context, sizeof bytes, bytes);
-  bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);
-  bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
+  std::array<std::uint8_t, 16> bytes{};
+  hmac_sha256_digest(&context, bytes.size(), bytes.data());
   return uuidText(bytes);
 }
 

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "platform/linux/linux_ports.h"
+#include "platform/linux/uuid_text.h"
 
 namespace zor {
 namespace {
@@ -37,19 +38,7 @@ class LinuxRandom final : public RandomPort {
     return number;
   }
 
-  std::string uuidString() override {
-    auto bytes = randomBytes<16>();
-    bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | 0x40);  // Version 4, random.
-    bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);  // Variant of RFC 4122.
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string text;
-    for (std::size_t index = 0; index < bytes.size(); ++index) {
-      if (index == 4 || index == 6 || index == 8 || index == 10) text += '-';
-      text += kDigits[bytes[index] >> 4];
-      text += kDigits[bytes[index] & 0x0F];
-    }
-    return text;
-  }
+  std::string uuidString() override { return uuidText(randomBytes<16>()); }
 };
 
 }  // namespace
