@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "literals/literals.h"
+#include "platform/linux/text_lines.h"
 #include "support/ascii.h"
 #include "support/json_codec.h"
 #include "support/text.h"
@@ -92,10 +93,8 @@ std::optional<BundleInfo> bundleInfoFromSnap(const char* name, const char* versi
 std::optional<BundleInfo> bundleInfoFromFlatpak(std::string_view keyFile) {
   constexpr std::string_view kNameKey = "name=";
   bool inApplication = false;
-  while (!keyFile.empty()) {
-    const std::size_t end = std::min(keyFile.find('\n'), keyFile.size());
-    const std::string_view line = trimmed(keyFile.substr(0, end));
-    keyFile.remove_prefix(std::min(end + 1, keyFile.size()));
+  for (std::string_view line : lines(keyFile)) {
+    line = trimmed(line);
     if (!line.empty() && line.front() == '[') inApplication = line == "[Application]";
     if (!inApplication || line.substr(0, kNameKey.size()) != kNameKey) continue;
     const std::string_view name = line.substr(kNameKey.size());
