@@ -10,10 +10,10 @@
 #include <string_view>
 
 #include "literals/literals.h"
-#include "platform/linux/c_handles.h"
 #include "platform/linux/file_reading.h"
 #include "platform/linux/text_lines.h"
 #include "platform/probe_trace.h"
+#include "support/c_handles.h"
 #include "support/text.h"
 
 namespace zor {

@@ -7,13 +7,12 @@
 #include <cstring>
 #include <memory>
 
+#include "support/c_handles.h"
+
 namespace zor {
 namespace {
 
-struct CloseLibrary {
-  void operator()(void* handle) const noexcept { ::dlclose(handle); }
-};
-using Library = std::unique_ptr<void, CloseLibrary>;
+using Library = std::unique_ptr<void, FreeWith<dlclose>>;
 
 Library loadedLibrary(const char* soname) {
   return Library(::dlopen(soname, RTLD_LAZY | RTLD_NOLOAD));

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/probe_trace.h"
+#include "support/c_handles.h"
 
 namespace zor {
 namespace {
@@ -53,7 +54,7 @@ std::optional<std::vector<InterfaceAddress>> PosixNetwork::interfaceAddresses() 
   noteProbeSource("getifaddrs");
   ifaddrs* first = nullptr;
   if (::getifaddrs(&first) != 0) return std::nullopt;
-  const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> list(first, ::freeifaddrs);
+  const std::unique_ptr<ifaddrs, FreeWith<freeifaddrs>> list(first);
   std::vector<InterfaceAddress> addresses;
   for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
     addresses.push_back(interfaceAddress(*entry));

@@ -12,8 +12,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/linux/c_handles.h"
 #include "platform/linux/linux_ports.h"
+#include "support/c_handles.h"
 
 namespace zor {
 namespace {

@@ -9,15 +9,9 @@
 #include <memory>
 #include <string>
 
-namespace zor::net {
+#include "support/c_handles.h"
 
-template <auto Free>
-struct FreeWith {
-  template <typename T>
-  void operator()(T* handle) const noexcept {
-    Free(handle);
-  }
-};
+namespace zor::net {
 
 struct FreeCertificates {
   void operator()(STACK_OF(X509) * certificates) const noexcept {

@@ -1,6 +1,6 @@
 // Owners of what C interfaces hand out.
-#ifndef ZOR_PLATFORM_LINUX_C_HANDLES_H_
-#define ZOR_PLATFORM_LINUX_C_HANDLES_H_
+#ifndef ZOR_SUPPORT_C_HANDLES_H_
+#define ZOR_SUPPORT_C_HANDLES_H_
 
 namespace zor {
 
@@ -15,4 +15,4 @@ struct FreeWith {
 
 }  // namespace zor
 
-#endif  // ZOR_PLATFORM_LINUX_C_HANDLES_H_
+#endif  // ZOR_SUPPORT_C_HANDLES_H_
