@@ -106,12 +106,13 @@ std::optional<ControllerInfo> readControllerInfo(std::uint16_t index) {
   const FileDescriptor socket = openManagementSocket();
   if (!socket.isOpen()) return std::nullopt;
   const Data command = controllerInfoCommand(index);
-  if (TEMP_FAILURE_RETRY(::send(socket.get(), command.data(), command.size(), 0)) < 0) {
-    return std::nullopt;
-  }
+  const ssize_t sent =
+      retryOnSignal([&] { return ::send(socket.get(), command.data(), command.size(), 0); });
+  if (sent < 0) return std::nullopt;
   for (int tries = 0; tries < kMessagesToSkip; ++tries) {
     std::uint8_t message[512];
-    const ssize_t size = TEMP_FAILURE_RETRY(::recv(socket.get(), message, sizeof message, 0));
+    const ssize_t size =
+        retryOnSignal([&] { return ::recv(socket.get(), message, sizeof message, 0); });
     if (size <= 0) return std::nullopt;
     const std::span<const std::uint8_t> received(message, static_cast<std::size_t>(size));
     if (endsCommand(received, index)) return controllerInfoFromMessage(received, index);

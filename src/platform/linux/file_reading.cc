@@ -16,7 +16,8 @@ namespace {
 ssize_t readPiece(int descriptor, std::size_t limitBytes, std::string& content) {
   char piece[4096];
   const std::size_t wanted = std::min(sizeof piece, limitBytes - content.size());
-  const ssize_t size = wanted == 0 ? 0 : TEMP_FAILURE_RETRY(::read(descriptor, piece, wanted));
+  const ssize_t size =
+      wanted == 0 ? 0 : retryOnSignal([&] { return ::read(descriptor, piece, wanted); });
   if (size > 0) content.append(piece, static_cast<std::size_t>(size));
   return size;
 }

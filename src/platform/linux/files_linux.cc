@@ -33,9 +33,7 @@ class LinuxFiles final : public PosixFiles {
   std::optional<std::uint64_t> freeBytes(const std::string& path) override {
     struct statvfs figures {};
     if (!isUsablePath(path)) return std::nullopt;
-    int result = ::statvfs(path.c_str(), &figures);
-    while (result != 0 && errno == EINTR) result = ::statvfs(path.c_str(), &figures);
-    if (result != 0) return std::nullopt;
+    if (retryOnSignal([&] { return ::statvfs(path.c_str(), &figures); }) != 0) return std::nullopt;
     return std::uint64_t{figures.f_bavail} * figures.f_frsize;
   }
 };
@@ -45,8 +43,7 @@ class LinuxFiles final : public PosixFiles {
 namespace platform {
 
 int synchronizeToDisk(int descriptor) {
-  int result = ::fdatasync(descriptor);
-  while (result != 0 && errno == EINTR) result = ::fdatasync(descriptor);
+  const int result = retryOnSignal([descriptor] { return ::fdatasync(descriptor); });
   // A file system may not have that notion.
   return result == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }

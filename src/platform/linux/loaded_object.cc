@@ -40,7 +40,8 @@ const std::uint8_t* bytesAt(ElfW(Addr) address) {
 }
 
 bool readExactly(int file, std::uint8_t* bytes, std::size_t size, off_t offset) {
-  return TEMP_FAILURE_RETRY(::pread(file, bytes, size, offset)) == static_cast<ssize_t>(size);
+  const ssize_t count = retryOnSignal([&] { return ::pread(file, bytes, size, offset); });
+  return count == static_cast<ssize_t>(size);
 }
 
 }  // namespace

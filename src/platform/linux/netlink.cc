@@ -117,9 +117,10 @@ std::optional<std::vector<Data>> NetlinkSocket::ask(NetlinkRequest request) {
   sockaddr_nl kernel = {};
   kernel.nl_family = AF_NETLINK;
   const Data& message = request.message();
-  const ssize_t sent =
-      TEMP_FAILURE_RETRY(::sendto(_socket.get(), message.data(), message.size(), 0,
-                                  reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel));
+  const ssize_t sent = retryOnSignal([&] {
+    return ::sendto(_socket.get(), message.data(), message.size(), 0,
+                    reinterpret_cast<const sockaddr*>(&kernel), sizeof kernel);
+  });
   if (sent >= 0) return receive(request.wholeTable());
   _lastError = errno;
   return std::nullopt;
@@ -130,7 +131,7 @@ std::optional<std::vector<Data>> NetlinkSocket::receive(bool wholeTable) {
   Data datagram(kDatagramBytes);
   while (true) {
     const ssize_t size =
-        TEMP_FAILURE_RETRY(::recv(_socket.get(), datagram.data(), datagram.size(), 0));
+        retryOnSignal([&] { return ::recv(_socket.get(), datagram.data(), datagram.size(), 0); });
     if (size <= 0) {
       _lastError = size == 0 ? EPROTO : errno;
       return std::nullopt;

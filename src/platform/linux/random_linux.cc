@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <random>
 
 #include "platform/linux/linux_ports.h"
 #include "platform/linux/uuid_text.h"
+#include "platform/posix/file_io.h"
 
 namespace zor {
 namespace {
@@ -22,11 +22,9 @@ template <std::size_t Size>
 std::array<std::uint8_t, Size> randomBytes() {
   static_assert(Size <= 256, "getrandom may return less than was asked for");
   std::array<std::uint8_t, Size> bytes{};
-  while (::getrandom(bytes.data(), bytes.size(), 0) < 0) {
-    if (errno == EINTR) continue;
-    fillWithoutKernel(bytes.data(), bytes.size());
-    break;
-  }
+  const ssize_t got =
+      retryOnSignal([&bytes] { return ::getrandom(bytes.data(), bytes.size(), 0); });
+  if (got < 0) fillWithoutKernel(bytes.data(), bytes.size());
   return bytes;
 }
 

@@ -2,7 +2,6 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 #include <ctime>
 
@@ -10,6 +9,7 @@
 #include "platform/linux/file_reading.h"
 #include "platform/linux/linux_ports.h"
 #include "platform/linux/system_texts.h"
+#include "platform/posix/file_io.h"
 #include "platform/probe_trace.h"
 #include "support/text.h"
 
@@ -99,7 +99,7 @@ class LinuxSystem final : public SystemPort {
   std::optional<FileSystemFigures> fileSystemFigures(const std::string& path) override {
     noteProbeSource("statfs");
     struct statfs figures = {};
-    if (TEMP_FAILURE_RETRY(::statfs(path.c_str(), &figures)) != 0) return std::nullopt;
+    if (retryOnSignal([&] { return ::statfs(path.c_str(), &figures); }) != 0) return std::nullopt;
     // The counts are of fragments where a file system has them; f_bsize is then the size it likes
     // to be read in.
     const auto unit = figures.f_frsize > 0 ? figures.f_frsize : figures.f_bsize;

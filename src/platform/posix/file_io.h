@@ -9,6 +9,7 @@
 #include <ZORFingerPrint/ZORTypes.h>
 #include <time.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -38,6 +39,14 @@ class FileDescriptor {
  private:
   int _descriptor = -1;
 };
+
+// The result of `call`, a system call, which is made again as long as a signal interrupts it.
+template <typename Call>
+auto retryOnSignal(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
 
 // Whether a system call can be given `path`: not an empty one, nor one with a NUL inside, which
 // would name another file than its owner meant.
