@@ -13,9 +13,6 @@
 namespace zor::net {
 namespace {
 
-// What OpenSSL calls level 2: keys of 112 bits of security, no SHA-1 signatures.
-constexpr int kSecurityLevel = 2;
-
 constexpr const char* kNothingToJudgeBy = "no valid host is expected";
 
 // As OpenSSL reads them: not at all in a program with raised privileges.

@@ -17,6 +17,10 @@
 
 namespace zor::net {
 
+// The least that a connection and a chain must offer, in OpenSSL's levels: keys of 112 bits of
+// security, no SHA-1 signatures.
+constexpr int kSecurityLevel = 2;
+
 // A file or folder of roots, unequal when it, or which entries the folder has, changed.
 struct RootSource {
   std::string path;

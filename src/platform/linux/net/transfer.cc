@@ -14,7 +14,6 @@ namespace {
 
 constexpr double kLongestTimeoutSeconds = 86400;
 constexpr long kMostRedirects = 16;
-constexpr int kSecurityLevel = 2;
 constexpr int kFirstFinalStatus = 200;
 
 // A time that is no time is the platform's default, as one that is not given.
