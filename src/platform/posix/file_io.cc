@@ -19,7 +19,6 @@ namespace {
 
 // No link is followed, no program inherits it, no terminal is taken over, no FIFO is waited for.
 constexpr int kCarefully = O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-constexpr mode_t kFileMode = 0600;
 constexpr mode_t kFolderMode = 0700;
 constexpr mode_t kPermissionBits = 0777;
 
@@ -57,8 +56,8 @@ bool exceedsProcessLimit(std::size_t sizeBytes) {
 
 int fill(int descriptor, std::string_view content, const std::optional<timespec>& modifiedAt) {
   if (exceedsProcessLimit(content.size())) return EFBIG;
-  if (::fchmod(descriptor, kFileMode) != 0) return errno;  // The umask may have taken bits away.
-  if (::ftruncate(descriptor, 0) != 0) return errno;       // Leftovers of a writer that was killed.
+  if (::fchmod(descriptor, kOwnFileMode) != 0) return errno;  // The umask may have taken bits away.
+  if (::ftruncate(descriptor, 0) != 0) return errno;  // Leftovers of a writer that was killed.
   if (const int error = writeAll(descriptor, content); error != 0) return error;
   if (modifiedAt) {
     const timespec times[] = {{0, UTIME_OMIT}, *modifiedAt};
@@ -109,7 +108,7 @@ class TemporaryFile {
 
   bool openAs(int flags) {
     _descriptor = FileDescriptor(retryOnSignal(
-        [&] { return ::open(_path.c_str(), O_RDWR | flags | kCarefully, kFileMode); }));
+        [&] { return ::open(_path.c_str(), O_RDWR | flags | kCarefully, kOwnFileMode); }));
     return _descriptor.isOpen();
   }
 
@@ -160,7 +159,7 @@ class HeldLocks {
   int open(const std::string& path) {
     const MutexLock lock(_mutex);
     const int descriptor = retryOnSignal(
-        [&] { return ::open(path.c_str(), O_RDWR | O_CREAT | kCarefully, kFileMode); });
+        [&] { return ::open(path.c_str(), O_RDWR | O_CREAT | kCarefully, kOwnFileMode); });
     if (descriptor >= 0) _descriptors.push_back(descriptor);
     return descriptor;
   }

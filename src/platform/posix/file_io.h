@@ -7,6 +7,7 @@
 #define ZOR_PLATFORM_POSIX_FILE_IO_H_
 
 #include <ZORFingerPrint/ZORTypes.h>
+#include <sys/types.h>
 #include <time.h>
 
 #include <cerrno>
@@ -21,6 +22,9 @@ namespace zor {
 
 // Nothing larger is read into memory or kept.
 constexpr std::size_t kLargestFileBytes = std::size_t{16} << 20;
+
+// Every file that the library makes is its user's alone.
+constexpr mode_t kOwnFileMode = 0600;
 
 // Owns an open file descriptor, or none (negative).
 class FileDescriptor {

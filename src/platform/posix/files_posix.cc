@@ -14,8 +14,6 @@
 namespace zor {
 namespace {
 
-constexpr mode_t kFileMode = 0600;
-
 // A copy of the file in memory, which replaces the file as a whole.
 class CopiedFileHandle final : public FileHandle {
  public:
@@ -85,9 +83,9 @@ bool PosixFiles::createDirectories(const std::string& path) { return makeFolders
 bool PosixFiles::createFile(const std::string& path, const FileAttributes& /*attributes*/) {
   if (!isUsablePath(path)) return false;
   const FileDescriptor file(::open(
-      path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY, kFileMode));
+      path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY, kOwnFileMode));
   // The umask may have taken bits away.
-  return file.isOpen() && ::fchmod(file.get(), kFileMode) == 0;
+  return file.isOpen() && ::fchmod(file.get(), kOwnFileMode) == 0;
 }
 
 bool PosixFiles::writeAtomically(const std::string& path, const Data& data) {
