@@ -14,7 +14,6 @@ namespace zor {
 namespace {
 
 constexpr double kTimeoutSeconds = 10.0;
-constexpr int kStatusOK = 200;
 
 std::string requestBody(const std::string& environmentReport) {
   Json body = Json::object();

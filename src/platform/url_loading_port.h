@@ -32,6 +32,9 @@ struct URLRequest {
   std::optional<double> timeoutSeconds;
 };
 
+// The status of a response that brings what was asked for.
+constexpr int kStatusOK = 200;
+
 struct URLResponse {
   int statusCode = 0;
   std::string url;  // Of the last exchange, after redirects.

@@ -8,7 +8,6 @@
 namespace zor {
 namespace {
 
-constexpr int kStatusOK = 200;
 constexpr std::size_t kMostCompletionsAtOnce = 2;
 
 bool hasStatusOK(const std::optional<URLResponse>& response) {
