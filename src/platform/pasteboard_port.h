@@ -4,6 +4,7 @@
 
 #include <ZORFingerPrint/ZORTypes.h>
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -11,6 +12,10 @@
 #include "support/property_value.h"
 
 namespace zor {
+
+// The largest value that is taken from a pasteboard: any program of the user may put one there, and
+// what the library puts there takes a few hundred bytes.
+constexpr std::size_t kLargestPasteboardBytes = std::size_t{64} << 10;
 
 // One pasteboard. Confined to the thread that uses it.
 class Pasteboard {

@@ -19,8 +19,6 @@
 namespace zor {
 namespace {
 
-// An archive of five short entries takes a few hundred bytes.
-constexpr std::size_t kLargestSlotBytes = 64U << 10;
 // Longer texts are no identifiers and no slot names of ours.
 constexpr std::size_t kLongestNameBytes = 256;
 
@@ -297,7 +295,7 @@ void _OpenUDID::_setDict(const PropertyDictionary& dictionary, Pasteboard* paste
 PropertyDictionary _OpenUDID::_getDictFromPasteboard(Pasteboard* pasteboard) {
   if (pasteboard == nullptr) return {};
   const auto archived = pasteboard->dataForType(literals::kSharedPasteboardType.str());
-  if (!archived || archived->size() > kLargestSlotBytes) return {};
+  if (!archived || archived->size() > kLargestPasteboardBytes) return {};
   return ports().archive.unarchivedDictionary(*archived).value_or(PropertyDictionary{});
 }
 

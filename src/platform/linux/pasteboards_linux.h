@@ -2,7 +2,6 @@
 #ifndef ZOR_PLATFORM_LINUX_PASTEBOARDS_LINUX_H_
 #define ZOR_PLATFORM_LINUX_PASTEBOARDS_LINUX_H_
 
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -12,12 +11,9 @@
 
 namespace zor {
 
-// The largest value a pasteboard keeps. A larger file reads as nothing: any program of the user may
-// put one there.
-constexpr std::size_t kLargestPasteboardBytes = std::size_t{64} << 10;
-
 // Linux has no named pasteboards that outlive their writer without a desktop session. The stand-in
-// is one file a type, <folder>/<name>/<type>, the names made safe; nobody is told of a change.
+// is one file a type, <folder>/<name>/<type>, the names made safe; nobody is told of a change. No
+// value over kLargestPasteboardBytes is kept, and a larger file reads as nothing.
 class LinuxPasteboards final : public PasteboardPort {
  public:
   using Locator = std::function<std::optional<std::string>()>;
