@@ -40,8 +40,6 @@ class LinuxFiles final : public PosixFiles {
 
 }  // namespace
 
-namespace platform {
-
 int synchronizeToDisk(int descriptor) {
   const int result = retryOnSignal([descriptor] { return ::fdatasync(descriptor); });
   // A file system may not have that notion.
@@ -49,8 +47,6 @@ int synchronizeToDisk(int descriptor) {
 }
 
 void copyMarks(const std::string& /*from*/, const std::string& /*to*/) {}
-
-}  // namespace platform
 
 FilePort& linuxFilePort() {
   static auto& port = *new LinuxFiles;

@@ -80,8 +80,6 @@ class MacFiles final : public PosixFiles {
 
 }  // namespace
 
-namespace platform {
-
 // fsync alone leaves the data in the drive's cache; not every file system knows the full call.
 int synchronizeToDisk(int descriptor) {
   return ::fcntl(descriptor, F_FULLFSYNC) == 0 || ::fsync(descriptor) == 0 ? 0 : errno;
@@ -96,8 +94,6 @@ void copyMarks(const std::string& from, const std::string& to) {
     }
   }
 }
-
-}  // namespace platform
 
 FilePort& macosFilePort() {
   static auto& port = *new MacFiles;

@@ -63,7 +63,7 @@ int fill(int descriptor, std::string_view content, const std::optional<timespec>
     const timespec times[] = {{0, UTIME_OMIT}, *modifiedAt};
     std::ignore = ::futimens(descriptor, times);  // Only a hint for readers that watch the file.
   }
-  return platform::synchronizeToDisk(descriptor);
+  return synchronizeToDisk(descriptor);
 }
 
 // A file to be filled and renamed. The names in a folder are few and used again, each locked by the
@@ -258,7 +258,7 @@ int replaceFile(const std::string& path, std::string_view content,
   if (!isUsablePath(path)) return EINVAL;
   TemporaryFile temporary;
   if (const int error = temporary.open(folderOf(path)); error != 0) return error;
-  platform::copyMarks(path, temporary.path());
+  copyMarks(path, temporary.path());
   int error = fill(temporary.descriptor(), content, modifiedAt);
   if (error == 0) error = renameOver(temporary.path(), path);
   if (error != 0) temporary.remove();

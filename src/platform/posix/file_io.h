@@ -90,8 +90,7 @@ class FileSystemLock {
 // The path of the lock file that belongs to `path`.
 std::string lockPathBeside(const std::string& path);
 
-// What the platforms do each in their own way; defined by the backend that is built.
-namespace platform {
+// The rest is what the platforms do each in their own way; defined by the backend that is built.
 
 // Puts what was written to the file on the disk. 0, or an errno value.
 int synchronizeToDisk(int descriptor);
@@ -100,8 +99,6 @@ int synchronizeToDisk(int descriptor);
 // keeps on the file and not on its name. There may be no file `from`, and a volume may not know
 // such marks; neither is a failure.
 void copyMarks(const std::string& from, const std::string& to);
-
-}  // namespace platform
 
 }  // namespace zor
 
