@@ -48,8 +48,6 @@ class FilePort {
   // Where the library keeps its own files; nullopt when the user has no such place. The folder need
   // not exist yet.
   virtual std::optional<std::string> libraryDirectory() = 0;
-  // `path` with a leading "~" replaced by the home directory.
-  virtual std::string expandTilde(const std::string& path) = 0;
 
   // Whether something, of whatever kind, is at `path`; a dangling link counts.
   virtual bool exists(const std::string& path) = 0;

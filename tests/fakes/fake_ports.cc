@@ -180,10 +180,6 @@ std::vector<std::string> CapturingLog::lines() {
   return _lines;
 }
 
-std::string FilesUnder::expandTilde(const std::string& path) {
-  return !path.empty() && path[0] == '~' ? homeDirectory() + path.substr(1) : path;
-}
-
 class ScriptedURLSession final : public URLSession {
  public:
   ScriptedURLSession(ScriptedURLLoading& owner, OperationQueue& queue)

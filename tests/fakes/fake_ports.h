@@ -172,7 +172,6 @@ class FilesUnder final : public FilePort {
 
   std::string homeDirectory() override { return _root + "/home"; }
   std::optional<std::string> libraryDirectory() override { return _root + "/library"; }
-  std::string expandTilde(const std::string& path) override;
   bool exists(const std::string& path) override { return _real.exists(path); }
   std::optional<Data> read(const std::string& path) override { return _real.read(path); }
   bool createDirectories(const std::string& path) override { return _real.createDirectories(path); }

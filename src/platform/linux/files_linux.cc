@@ -20,12 +20,6 @@ class LinuxFiles final : public PosixFiles {
     return folderOfLibrary(literals::kDataHomeVariable.c_str(), ".local/share");
   }
 
-  // "~name" is left alone: looking a user up may ask a server.
-  std::string expandTilde(const std::string& path) override {
-    const bool expands = path == "~" || path.compare(0, 2, "~/") == 0;
-    return expands ? homeDirectory() + path.substr(1) : path;
-  }
-
   std::optional<std::string> excludeFromBackup(const std::string& /*path*/) override {
     return std::nullopt;
   }

@@ -47,12 +47,6 @@ class MacFiles final : public PosixFiles {
     }
   }
 
-  std::string expandTilde(const std::string& path) override {
-    @autoreleasepool {
-      return textFromString(foundationString(path).stringByExpandingTildeInPath).value_or(path);
-    }
-  }
-
   bool createFile(const std::string& path, const FileAttributes& attributes) override {
     if (!PosixFiles::createFile(path, attributes)) return false;
     // A volume without such marks keeps the file all the same.

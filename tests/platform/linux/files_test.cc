@@ -206,11 +206,8 @@ TEST(Files, FoldersComeFromTheEnvironmentOnlyWhenAbsolute) {
               if (files().libraryDirectory() != "/data/zorfingerprint") return 1;
               ::setenv("XDG_DATA_HOME", "data", 1);
               if (files().libraryDirectory() != "/h/.local/share/zorfingerprint") return 2;
-              if (files().expandTilde("~/x") != "/h/x" || files().expandTilde("~x") != "~x") {
-                return 3;
-              }
               ::setenv("HOME", "", 1);
-              return files().homeDirectory().front() == '/' ? 0 : 4;
+              return files().homeDirectory().front() == '/' ? 0 : 3;
             }),
             0);
 }
