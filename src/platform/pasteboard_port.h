@@ -22,7 +22,6 @@ class Pasteboard {
  public:
   virtual ~Pasteboard() = default;
 
-  virtual std::string name() const = 0;
   // nullopt: it holds nothing under that type. A concurrent writer's value is seen whole or not
   // at all.
   virtual std::optional<Data> dataForType(const std::string& type) = 0;

@@ -40,8 +40,6 @@ class FakePasteboard final : public Pasteboard {
   FakePasteboard(InMemoryPasteboards& owner, std::string name)
       : _owner(owner), _name(std::move(name)) {}
 
-  std::string name() const override { return _name; }
-
   std::optional<Data> dataForType(const std::string& type) override {
     const auto board = _owner.boards.find(_name);
     if (board == _owner.boards.end()) return std::nullopt;

@@ -12,10 +12,7 @@ namespace {
 
 class LinuxPasteboard final : public Pasteboard {
  public:
-  LinuxPasteboard(std::string folder, std::string name)
-      : _folder(std::move(folder)), _name(std::move(name)) {}
-
-  std::string name() const override { return _name; }
+  explicit LinuxPasteboard(std::string folder) : _folder(std::move(folder)) {}
 
   std::optional<Data> dataForType(const std::string& type) override {
     Data data;
@@ -34,7 +31,6 @@ class LinuxPasteboard final : public Pasteboard {
   }
 
   const std::string _folder;
-  const std::string _name;
 };
 
 std::optional<std::string> standardFolder() {
@@ -49,7 +45,7 @@ std::unique_ptr<Pasteboard> LinuxPasteboards::pasteboardWithName(const std::stri
   noteProbeSource("pasteboards");
   const auto folder = _folder();
   if (!folder) return nullptr;
-  return std::make_unique<LinuxPasteboard>(*folder + "/" + safeFileName(name), name);
+  return std::make_unique<LinuxPasteboard>(*folder + "/" + safeFileName(name));
 }
 
 PasteboardPort& linuxPasteboardPort() {

@@ -10,9 +10,7 @@ namespace {
 // raises, and the call ends as if there were nothing.
 class MacPasteboard final : public Pasteboard {
  public:
-  MacPasteboard(std::string name, NSPasteboard* board) : _name(std::move(name)), _board(board) {}
-
-  std::string name() const override { return _name; }
+  explicit MacPasteboard(NSPasteboard* board) : _board(board) {}
 
   std::optional<Data> dataForType(const std::string& type) override {
     @autoreleasepool {
@@ -42,7 +40,6 @@ class MacPasteboard final : public Pasteboard {
   }
 
  private:
-  const std::string _name;
   NSPasteboard* const _board;
 };
 
@@ -55,7 +52,7 @@ class MacPasteboards final : public PasteboardPort {
         NSString* boardName = foundationString(name);
         NSPasteboard* board = boardName == nil ? nil : [NSPasteboard pasteboardWithName:boardName];
         if (board == nil) return nullptr;
-        return std::make_unique<MacPasteboard>(name, board);
+        return std::make_unique<MacPasteboard>(board);
       } @catch (NSException*) {
         return nullptr;
       }

@@ -21,7 +21,6 @@ void keepsEachNameAndTypeApart(PasteboardPort& port) {
   const std::vector<std::string> names{"a", "a/b", "../a", "", ".", "A", std::string(300, 'x')};
   for (const std::string& name : names) {
     const auto board = port.pasteboardWithName(name);
-    EXPECT_EQ(board->name(), name);
     EXPECT_EQ(board->dataForType("type"), std::nullopt);
     EXPECT_TRUE(board->setData(utf8Bytes("old"), "type"));
     EXPECT_TRUE(board->setData(utf8Bytes(name), "type"));
