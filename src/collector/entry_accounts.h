@@ -9,8 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "collector/report_entries.h"
-
 namespace zor {
 
 enum class EntryOutcome {

@@ -4,7 +4,6 @@
 
 #include <ZORFingerPrint/ZORTypes.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>

@@ -11,15 +11,11 @@
 #define ZOR_CAPABILITY(name) ZOR_THREAD_ATTRIBUTE(capability(name))
 #define ZOR_SCOPED_CAPABILITY ZOR_THREAD_ATTRIBUTE(scoped_lockable)
 #define ZOR_GUARDED_BY(mutex) ZOR_THREAD_ATTRIBUTE(guarded_by(mutex))
-#define ZOR_PT_GUARDED_BY(mutex) ZOR_THREAD_ATTRIBUTE(pt_guarded_by(mutex))
 #define ZOR_ACQUIRED_BEFORE(...) ZOR_THREAD_ATTRIBUTE(acquired_before(__VA_ARGS__))
-#define ZOR_ACQUIRED_AFTER(...) ZOR_THREAD_ATTRIBUTE(acquired_after(__VA_ARGS__))
 #define ZOR_REQUIRES(...) ZOR_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define ZOR_EXCLUDES(...) ZOR_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 #define ZOR_ACQUIRE(...) ZOR_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define ZOR_RELEASE(...) ZOR_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
-#define ZOR_TRY_ACQUIRE(...) ZOR_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
-#define ZOR_RETURN_CAPABILITY(mutex) ZOR_THREAD_ATTRIBUTE(lock_returned(mutex))
 #define ZOR_NO_THREAD_SAFETY_ANALYSIS ZOR_THREAD_ATTRIBUTE(no_thread_safety_analysis)
 
 #endif  // ZOR_SUPPORT_THREAD_ANNOTATIONS_H_

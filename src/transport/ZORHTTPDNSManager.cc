@@ -18,7 +18,6 @@ namespace zor {
 namespace {
 
 constexpr std::uint64_t kAttempts = 1;
-constexpr std::size_t kUsualCallbacks = 10;
 
 // Calls `block` unless it is empty; what it throws must not cost the others their answer.
 template <typename Block, typename Argument>
@@ -32,9 +31,7 @@ void call(const Block& block, const Argument& argument) {
 
 template <typename Block>
 void append(std::vector<Block>& list, const Block& block) {
-  if (!block) return;
-  list.reserve(kUsualCallbacks);
-  list.push_back(block);
+  if (block) list.push_back(block);
 }
 
 URLRequest plainRequest(std::string url) {
