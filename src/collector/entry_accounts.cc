@@ -19,6 +19,12 @@ EntryOutcome outcomeOf(const Json& value, const ProbeTrace& trace) {
   return trace.denied() ? EntryOutcome::notPermitted : EntryOutcome::absent;
 }
 
+// As it stands in the block.
+template <typename Value>
+Json entryOf(const std::optional<Value>& value) {
+  return reportable(orNull(value));
+}
+
 // The accounts of the entries made of the hardware addresses: each that of the common reading, with
 // an outcome of its own.
 void addAddressAccounts(const Json& block, EntryAccount reading,
@@ -58,18 +64,18 @@ std::vector<EntryAccount> sealedBlockAccounts() {
         designated = ports().network.designatedInterfaces();
         const auto addresses = getMacAddress();
         if (addresses) identity.hardwareAddresses = *addresses;
-        return orNull(addresses);
+        return entryOf(addresses);
       },
       reading);
   std::vector<EntryAccount> accounts;
   addAddressAccounts(identityBlock(identity, designated), reading.front(), accounts);
   accountedValue(
-      literals::kSealedBluetoothAddressKey.str(), [] { return orNull(getBluetoothAddress()); },
+      literals::kSealedBluetoothAddressKey.str(), [] { return entryOf(getBluetoothAddress()); },
       accounts);
   accountedValue(
-      literals::kSealedHardwareUUIDKey.str(), [] { return orNull(getHardwareUDID()); }, accounts);
+      literals::kSealedHardwareUUIDKey.str(), [] { return entryOf(getHardwareUDID()); }, accounts);
   accountedValue(
-      literals::kSealedSerialNumberKey.str(), [] { return orNull(getHardwareSerialNumber()); },
+      literals::kSealedSerialNumberKey.str(), [] { return entryOf(getHardwareSerialNumber()); },
       accounts);
   return accounts;
 }

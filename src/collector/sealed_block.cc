@@ -32,7 +32,7 @@ std::optional<Data> cipher(CipherOperation operation, const AesKey& key, const D
 Json addressOf(const std::map<std::string, std::string>& addresses,
                const std::optional<std::string>& interface) {
   const auto found = interface ? addresses.find(*interface) : addresses.end();
-  return found == addresses.end() ? Json() : reportable(found->second);
+  return found == addresses.end() ? Json() : Json(found->second);
 }
 
 }  // namespace
@@ -47,10 +47,10 @@ Json identityBlock(const HardwareIdentity& identity, const DesignatedInterfaces&
   for (const auto& interface : {designated.first, designated.second, designated.third}) {
     if (interface) others.erase(*interface);
   }
-  block[literals::kSealedOtherInterfacesKey.str()] = reportable(others);
+  block[literals::kSealedOtherInterfacesKey.str()] = others;
   block[literals::kSealedHardwareUUIDKey.str()] = orNull(identity.hardwareUUID);
   block[literals::kSealedSerialNumberKey.str()] = orNull(identity.serialNumber);
-  return block;
+  return reportable(std::move(block));
 }
 
 std::optional<std::string> sealText(const std::optional<std::string>& json, const AesKey& key) {
