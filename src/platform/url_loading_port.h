@@ -4,6 +4,7 @@
 
 #include <ZORFingerPrint/ZORTypes.h>
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>

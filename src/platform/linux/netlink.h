@@ -7,6 +7,7 @@
 
 #include <ZORFingerPrint/ZORTypes.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <span>

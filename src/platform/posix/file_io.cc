@@ -206,7 +206,7 @@ FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept {
   return *this;
 }
 
-void FileDescriptor::reset() {
+void FileDescriptor::reset() noexcept {
   if (_descriptor >= 0) ::close(_descriptor);
   _descriptor = -1;
 }

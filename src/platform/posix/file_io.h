@@ -38,7 +38,7 @@ class FileDescriptor {
 
   bool isOpen() const { return _descriptor >= 0; }
   int get() const { return _descriptor; }
-  void reset();
+  void reset() noexcept;
 
  private:
   int _descriptor = -1;

@@ -5,6 +5,8 @@
 #include <ifaddrs.h>
 #include <netinet/in.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>

@@ -4,10 +4,12 @@
 
 #include <openssl/ssl.h>
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/linux/net/c_handles.h"
 #include "platform/linux/net/net_module.h"
