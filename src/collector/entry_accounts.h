@@ -24,7 +24,8 @@ struct EntryAccount {
   std::int64_t microseconds = 0;
 };
 
-// What `probe` gives, under an account of it. Null and empty values count as absent.
+// Runs `probe`, appends an account of the run to `accounts` and returns the value. Null and empty
+// values count as absent.
 Json accountedValue(const std::string& entry, const std::function<Json()>& probe,
                     std::vector<EntryAccount>& accounts);
 

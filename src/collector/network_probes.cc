@@ -9,7 +9,7 @@
 namespace zor {
 namespace {
 
-// Names the interface behind `service` and its address in `addresses`, if it has both.
+// Adds the interface's name and hardware address, if it has both.
 void addHardwareAddress(RegistryEntry& service, std::map<std::string, std::string>& addresses) {
   const RegistryParent parent = service.parent(literals::kInterfacePlane.str());
   if (!parent.entry) {

@@ -20,8 +20,8 @@ std::optional<std::string> arrayWithRecord(const std::optional<std::string>& tex
 
 // Whether `text`, which is valid UTF-8, is a JSON array of at least one record in compact form,
 // where a record is a dictionary of texts and whole numbers of at most 18 digits, with no other
-// escapes in its texts than those that need one. Such an array is JSON whatever it says; false says
-// nothing about a text.
+// escapes in its texts than those that need one. True guarantees valid JSON; false guarantees
+// nothing.
 bool isCompactRecordArray(std::string_view text);
 
 }  // namespace zor

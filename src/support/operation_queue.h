@@ -39,7 +39,7 @@ class OperationQueue {
   void addOperation(Operation operation);
 
   // Starts a thread if the queue has none, so that an operation which is expected soon does not
-  // wait for it. Nothing is lost where the system has none to spare.
+  // wait for it. Without a thread to spare it does nothing.
   void prepare();
 
   // Adds `operation` and returns when it has run. Called from an operation of a serial queue it
@@ -71,8 +71,8 @@ class OperationQueue {
 
   // Guards the members below. Nothing is called under it but the start of a thread.
   Mutex _mutex;
-  // Two, so that an operation wakes the one worker that runs it, and its end nobody.
-  ConditionVariable _operationWaits;  // Or the queue ends.
+  // Two conditions: a new operation wakes one worker, an idle queue wakes those who wait for it.
+  ConditionVariable _operationWaits;  // Work was added, or the queue is ending.
   ConditionVariable _ranEmpty;
   std::deque<Operation> _waiting ZOR_GUARDED_BY(_mutex);
   std::vector<std::thread> _workers ZOR_GUARDED_BY(_mutex);

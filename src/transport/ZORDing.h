@@ -19,8 +19,8 @@ class ZORHttpsURLSession;
 // failed, never a request to somewhere else.
 URLRequest zor_replaceHostForRequest(const std::string& host, const URLRequest& request);
 
-// Guards the backup list of every runner. One lock for all, for a single one can be held over a
-// fork; nothing is called under it.
+// Guards the backup list of every runner; nothing is called under it. One lock shared by all
+// instances: fork hooks can only hold locks that live as long as the process.
 Mutex& backupIPsMutex();
 
 // The request runner: by name, then by an address from HTTPDNS, then by a backup address, twice
@@ -43,7 +43,7 @@ class ZORDing final : public std::enable_shared_from_this<ZORDing> {
   // Selector: performRequest:completionHandler:
   //
   // Absent:   see TransportCompletion; an empty handler is allowed.
-  // Never:    the handler is called at most once; not at all when this runner is released before an
+  // Calls:    the handler is called at most once; not at all when this runner is released before an
   //           attempt that is due.
   // Hosts:    one runner serves one host at a time: the host of the latest request decides which
   //           certificates are accepted for all that are under way.

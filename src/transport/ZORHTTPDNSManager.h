@@ -63,7 +63,7 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   // Selector: resolveIpForHost:success:failed:
   //
   // Absent:   blocks may be empty.
-  // Never:    neither block is called when the service's fixed addresses make no URL.
+  // Calls:    one of the blocks, or neither when the service's fixed addresses make no URL.
   void resolveIpForHost(const std::string& host, const SuccessBlock& success,
                         const FailureBlock& failed);
 

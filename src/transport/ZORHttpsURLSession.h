@@ -29,8 +29,9 @@ void zor_callBlock(const TransportCompletion& block, const std::optional<Data>& 
                    const std::optional<URLResponse>& response,
                    const std::optional<ZORError>& error);
 
-// Guards the `acceptHost` of every session. One lock for all, for a single one can be held over a
-// fork; it covers no more than the copy of a text and is taken last.
+// Guards the `acceptHost` of every session; covers no more than the copy of a text and is taken
+// last. One lock shared by all instances: fork hooks can only hold locks that live as long as the
+// process.
 Mutex& acceptHostMutex();
 
 // A URL session with its own answer to the server-trust question. Callable from any thread.

@@ -11,9 +11,9 @@
 namespace zor {
 
 struct LinuxURLLoadingOptions {
-  // Where to connect instead, entries HOST:PORT:HOST:PORT: for the first two, an empty one meaning
-  // any, the last two, an empty one meaning the same. URLs, certificates and headers are not
-  // touched by it.
+  // Connection overrides in curl's form HOST:PORT:CONNECT-HOST:CONNECT-PORT. An empty part matches
+  // anything (left) or leaves it unchanged (right). URL, Host header and certificate checks are
+  // unaffected.
   std::vector<std::string> connectTo;
 };
 

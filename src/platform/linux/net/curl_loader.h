@@ -46,7 +46,8 @@ class CurlLoader final : public Loader {
   // False: new work has come.
   bool retire() ZOR_EXCLUDES(_mutex);
 
-  // The latest thread's; not a thread-local variable, for which leak checkers stumble over modules.
+  // The latest thread's. Not thread_local: leak checkers report thread-local storage of dlopened
+  // modules.
   std::atomic<std::thread::id> _threadId;
 
   // Held by the thread while it is inside curl or OpenSSL, except for waiting, and while delegates

@@ -31,7 +31,7 @@ class Exchange {
   virtual ~Exchange() = default;
   // Constant.
   virtual const URLRequest& request() const = 0;
-  // Entries HOST:PORT:HOST:PORT; an empty part means any (left) or the same (right). Constant.
+  // As LinuxURLLoadingOptions::connectTo. Constant.
   virtual const std::vector<std::string>& connectTo() const = 0;
   // Who answers challenges; null when it is gone.
   virtual std::shared_ptr<URLSessionDelegate> delegate() const = 0;

@@ -16,9 +16,9 @@ constexpr double kLongestTimeoutSeconds = 86400;
 constexpr long kMostRedirects = 16;
 constexpr int kFirstFinalStatus = 200;
 
-// A time that is no time is the platform's default, as one that is not given.
+// A timeout that is zero, negative or NaN counts as not given.
 long timeoutMilliseconds(const std::optional<double>& seconds) {
-  const bool given = seconds && *seconds > 0;  // False for what is not a number, too.
+  const bool given = seconds && *seconds > 0;
   const double limit = given ? std::min(*seconds, kLongestTimeoutSeconds) : kDefaultTimeoutSeconds;
   return std::max(1L, std::lround(limit * 1000));
 }
