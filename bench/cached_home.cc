@@ -27,11 +27,12 @@ CachedHome::CachedHome(const std::string& application)
   const double now = ports().clock.secondsSince1970();
   constexpr double kDaySeconds = 86400;
   defaults.setObject(dfp_slot_key(literals::kFingerprintSlot.view()), "a-cached-fingerprint");
-  defaults.setObject(dfp_slot_key(literals::kExpirySlot.view()), describe(now + kDaySeconds));
+  defaults.setObject(dfp_slot_key(literals::kExpirySlot.view()),
+                     shortestDecimal(now + kDaySeconds));
   // The upload of failure records is not due either, as in a host that asks often.
   defaults.setObject(
       literals::kPingbackUploadTimeKeyStart.str() + literals::kPingbackUploadTimeKeyEnd.str(),
-      describe(now));
+      shortestDecimal(now));
 }
 
 CachedHome::~CachedHome() {

@@ -17,7 +17,7 @@ namespace {
 void readsNumbersAsTheCLibrary(const std::string& text) {
   const double number = doubleValue(text);
   require(!std::isnan(number));
-  if (std::isfinite(number)) require(doubleValue(describe(number)) == number);
+  if (std::isfinite(number)) require(doubleValue(shortestDecimal(number)) == number);
   if (text.find_first_not_of(" 0123456789+-.eE") != std::string::npos) return;
   require(number == std::strtod(text.c_str(), nullptr));
   require(longLongValue(text) == std::strtoll(text.c_str(), nullptr, 10));

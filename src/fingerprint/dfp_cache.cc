@@ -73,7 +73,7 @@ std::int64_t integerUnder(const Json& dictionary, const std::string& key) {
 }
 
 void keepTime(std::string_view slotPiece, double seconds) {
-  dfp_defaults_set(dfp_slot_key(slotPiece), describe(seconds));
+  dfp_defaults_set(dfp_slot_key(slotPiece), shortestDecimal(seconds));
 }
 
 }  // namespace

@@ -206,7 +206,7 @@ PingbackUpload ZORSecPingbackStore::checkIfNeedUpload(const PingbackUploadComple
   if (!isPingbackUploadDue(now, lastUploadTime())) return PingbackUpload::notDue;
   // Deliberate: the time is recorded before anything is sent. An upload that is never answered, and
   // an empty file, wait a day too.
-  storeUploadTime(describe(now));
+  storeUploadTime(shortestDecimal(now));
   const auto text = readStr();
   if (!text || text->empty()) return PingbackUpload::nothingToSend;
   startUpload(*text, completion);

@@ -128,7 +128,7 @@ std::string formatText(std::string_view format,
   }
 }
 
-std::string describe(double number) {
+std::string shortestDecimal(double number) {
   if (std::isnan(number)) return "nan";
   if (std::isinf(number)) return number < 0 ? "-inf" : "inf";
   int digits = 1;

@@ -22,7 +22,7 @@ std::string formatText(std::string_view format,
 
 // The shortest decimal digits that read back to the same double: "86400", "0", "1700000000.25",
 // "1e+21". Infinities give "inf" and "-inf", not-a-number gives "nan".
-std::string describe(double number);
+std::string shortestDecimal(double number);
 
 // The number at the start of `text`, after white space: the longest valid decimal prefix; 0 when
 // there is none. Neither hexadecimal nor "inf" is valid. Beyond the range: plus or minus infinity.

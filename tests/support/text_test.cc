@@ -23,14 +23,14 @@ TEST(TimeText, IsShortestAndReadsBackToTheSameDouble) {
               {5e-324, "5e-324"},
               {1.0 / 3, "0.3333333333333333"}};
   for (const auto& row : rows) {
-    EXPECT_EQ(describe(row.number), row.text);
+    EXPECT_EQ(shortestDecimal(row.number), row.text);
     EXPECT_EQ(doubleValue(row.text), row.number) << row.text;
   }
 }
 
 TEST(TimeText, DoesNotFollowTheHostsLocale) {
   if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) GTEST_SKIP() << "no such locale here";
-  EXPECT_EQ(describe(0.5), "0.5");
+  EXPECT_EQ(shortestDecimal(0.5), "0.5");
   EXPECT_EQ(doubleValue("0.5"), 0.5);
   std::setlocale(LC_ALL, "C");
 }
