@@ -30,8 +30,8 @@ bool isSameChain(STACK_OF(X509) * left, STACK_OF(X509) * right) {
 
 }  // namespace
 
-bool AcceptedChains::hold(STACK_OF(X509) * presented, const TrustPolicy& policy,
-                          std::time_t now) const {
+bool AcceptedChains::contains(STACK_OF(X509) * presented, const TrustPolicy& policy,
+                              std::time_t now) const {
   return std::any_of(_entries.begin(), _entries.end(), [&](const Entry& entry) {
     return entry.firstSecond <= now && now < entry.endSecond &&
            entry.policy.serverHostName == policy.serverHostName &&

@@ -20,7 +20,7 @@ namespace zor::net {
 class AcceptedChains {
  public:
   // Whether `presented` was accepted for exactly `policy` and would be at `now`.
-  bool hold(STACK_OF(X509) * presented, const TrustPolicy& policy, std::time_t now) const;
+  bool contains(STACK_OF(X509) * presented, const TrustPolicy& policy, std::time_t now) const;
 
   // `verified`: the chain that was built from `presented`, up to a root. In the place of the
   // oldest entry when there are many. Certificates whose times cannot be read are not remembered.

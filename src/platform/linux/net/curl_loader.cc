@@ -23,7 +23,7 @@ constexpr int kLongestWaitMilliseconds = 60000;
 constexpr std::chrono::milliseconds kPauseAfterFailedWait{10};
 
 // Returns when there may be something to do. True: the idle time is over.
-bool waitForWork(CURLM* multi, bool isIdle) {
+bool waitForWorkOrIdleEnd(CURLM* multi, bool isIdle) {
   const auto start = std::chrono::steady_clock::now();
   const int limit = isIdle ? static_cast<int>(kIdleTime.count()) : kLongestWaitMilliseconds;
   const CURLMcode result = curl_multi_poll(multi, nullptr, 0, limit, nullptr);
@@ -73,7 +73,7 @@ void CurlLoader::run() noexcept {
   bool idleTimeIsOver = false;
   while (!idleTimeIsOver || !retire()) {
     for (const auto& transfer : advance(multi.get(), takeWaiting(), underWay)) transfer->deliver();
-    idleTimeIsOver = waitForWork(multi.get(), underWay.empty());
+    idleTimeIsOver = waitForWorkOrIdleEnd(multi.get(), underWay.empty());
   }
   close(std::move(multi));
 }

@@ -129,7 +129,7 @@ std::optional<TrustEvaluation> PresentedChain::evaluate(const TrustPolicy& polic
   X509_STORE* const roots = _roots.current();
   if (roots == nullptr) return std::nullopt;
   const std::time_t now = _roots.now();
-  if (_roots.accepted().hold(_chain.get(), policy, now)) {
+  if (_roots.accepted().contains(_chain.get(), policy, now)) {
     return TrustEvaluation{TrustResult::unspecified, {}};
   }
   return verify(roots, policy, now);
