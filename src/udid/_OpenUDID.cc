@@ -39,12 +39,12 @@ Session& session() {
   return shared;
 }
 
-ZORError outcome(SharedIdentifierOutcome code, std::string description) {
+ZORError outcomeError(SharedIdentifierOutcome code, std::string description) {
   return {literals::kSharedErrorDomain.str(), static_cast<std::int64_t>(code),
           std::move(description)};
 }
 
-void tell(ZORError* slot, const ZORError& error) {
+void storeOutcome(ZORError* slot, const ZORError& error) {
   if (slot != nullptr) *slot = error;
 }
 
@@ -135,7 +135,7 @@ void readSlot(const std::string& name, const std::string& application, Findings&
   }
 }
 
-Findings look(const std::string& application) {
+Findings readFindings(const std::string& application) {
   Findings findings;
   readLocal(findings);
   for (unsigned index = 0; index < kSharedIdentifierSlots; ++index) {
@@ -213,35 +213,36 @@ std::unique_ptr<FileLock> lockSlots() {
 
 ZORError describeOutcome(const Findings& findings, const std::string& application) {
   if (findings.optOutDate) {
-    return outcome(SharedIdentifierOutcome::optedOut,
-                   formatText(literals::kSharedOptedOutFormat.view(),
-                              {application, dateText(*findings.optOutDate)}));
+    return outcomeError(SharedIdentifierOutcome::optedOut,
+                        formatText(literals::kSharedOptedOutFormat.view(),
+                                   {application, dateText(*findings.optOutDate)}));
   }
   const auto most = mostFrequent(findings.slotsPerIdentifier);
   if (findings.localIdentifier && most && *most != *findings.localIdentifier) {
-    return outcome(SharedIdentifierOutcome::conflict, literals::kSharedConflictText.str());
+    return outcomeError(SharedIdentifierOutcome::conflict, literals::kSharedConflictText.str());
   }
-  return outcome(SharedIdentifierOutcome::consistent, literals::kSharedConsistentText.str());
+  return outcomeError(SharedIdentifierOutcome::consistent, literals::kSharedConsistentText.str());
 }
 
-std::string find(ZORError* error) {
+std::string findIdentifier(ZORError* error) {
   const std::string application = applicationIdentifier();
-  Findings findings = look(application);
+  Findings findings = readFindings(application);
   std::unique_ptr<FileLock> lock;
   if (!findings.localIdentifier || claimsSlot(findings)) {
     lock = lockSlots();
-    if (lock) findings = look(application);  // Another process may have been quicker.
+    if (lock) findings = readFindings(application);  // Another process may have been quicker.
   }
   const std::string identifier = settle(findings, application);
-  tell(error, describeOutcome(findings, application));
+  storeOutcome(error, describeOutcome(findings, application));
   return findings.optOutDate ? literals::kSharedOptedOutPlaceholder.str() : identifier;
 }
 
 std::string valueWithError(Session& state, ZORError* error) ZOR_REQUIRES(state.mutex) {
   if (state.kOpenUDIDSessionCache.empty()) {
-    state.kOpenUDIDSessionCache = find(error);
+    state.kOpenUDIDSessionCache = findIdentifier(error);
   } else {
-    tell(error, outcome(SharedIdentifierOutcome::consistent, literals::kSharedCachedText.str()));
+    storeOutcome(error, outcomeError(SharedIdentifierOutcome::consistent,
+                                     literals::kSharedCachedText.str()));
   }
   return state.kOpenUDIDSessionCache;
 }
