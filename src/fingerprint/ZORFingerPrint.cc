@@ -15,6 +15,7 @@
 #include "platform/log.h"
 #include "platform/ports.h"
 #include "support/fork_hooks.h"
+#include "support/guarded_call.h"
 #include "support/json_codec.h"
 #include "support/mutex.h"
 #include "support/text.h"
@@ -25,14 +26,9 @@ namespace {
 
 constexpr std::int64_t kRequestErrorClass = 0;  // Of a pingback.
 
-// A callback that throws ends alone: neither its caller nor the callbacks after it are touched.
-void callBack(const ZORFingerprintCallback& callback, bool success,
-              const ZORFingerprintError& error, const std::string& fingerprint) {
-  if (!callback) return;
-  try {
-    callback(success, error, fingerprint);
-  } catch (...) {  // NOLINT(bugprone-empty-catch): the host's own failure.
-  }
+void tell(const ZORFingerprintCallback& callback, bool success, const ZORFingerprintError& error,
+          const std::string& fingerprint) {
+  if (callback) callIgnoringExceptions(callback, success, error, fingerprint);
 }
 
 // Nothing, where there is no memory for more.
@@ -50,11 +46,6 @@ FingerprintOutcome judgedOutcome(const std::optional<Data>& body,
   return judgeFingerprintAnswer(body, response, error);
 } catch (...) {
   return {};
-}
-
-void uploadPingbacksIfDue() try {
-  GetPingbackStore()->checkIfNeedUpload();
-} catch (...) {  // NOLINT(bugprone-empty-catch): no business of the caller's.
 }
 
 std::optional<std::string> environmentReport() {
@@ -200,11 +191,9 @@ void ZORFingerPrint::Implementation::send(const std::string& report) {
 }
 
 void ZORFingerPrint::Implementation::finish(const FingerprintOutcome& outcome) {
-  try {
-    // Stored first: a callback that asks again finds the new fingerprint.
-    if (outcome.success) setFingerprint(outcome.data);
-  } catch (...) {  // NOLINT(bugprone-empty-catch): not kept, but those who wait are told.
-  }
+  // Stored first: a callback that asks again finds the new fingerprint. What cannot be stored, for
+  // want of memory, still reaches those who wait.
+  if (outcome.success) callIgnoringExceptions([&] { setFingerprint(outcome.data); });
   requestComplete(outcome.success, outcome.error, outcome.fingerprint);
 }
 
@@ -225,7 +214,7 @@ void ZORFingerPrint::Implementation::requestComplete(bool success, const ZORFing
     waiting.swap(_requestCallbacks);
   }
   for (const ZORFingerprintCallback& callback : waiting) {
-    callBack(callback, success, error, fingerprint);
+    tell(callback, success, error, fingerprint);
   }
 }
 
@@ -265,11 +254,11 @@ std::string ZORFingerPrint::identifier() { return installationIdentifier(); }
 std::string ZORFingerPrint::getFingerprint(const ZORFingerprintCallback& callback) try {
   auto look = _implementation->lookAtCache(callback);
   if (look.startRequest) _implementation->requestFingerprint();
-  if (!look.expired) callBack(callback, true, {}, look.fingerprint);
-  uploadPingbacksIfDue();
+  if (!look.expired) tell(callback, true, {}, look.fingerprint);
+  callIgnoringExceptions([] { GetPingbackStore()->checkIfNeedUpload(); });
   return std::move(look.fingerprint);
 } catch (...) {  // Memory ran out before the callback was queued.
-  callBack(callback, false, {}, "");
+  tell(callback, false, {}, "");
   return {};
 }
 

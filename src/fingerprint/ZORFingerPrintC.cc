@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "support/guarded_call.h"
 #include "support/json_codec.h"
 
 namespace zor {
@@ -20,15 +21,6 @@ char* textOf(const Function& function) noexcept {
     return text ? newText(*text) : nullptr;
   } catch (...) {
     return nullptr;
-  }
-}
-
-// Runs `function`; what it throws ends here.
-template <typename Function>
-void quietly(const Function& function) noexcept {
-  try {
-    function();
-  } catch (...) {  // NOLINT(bugprone-empty-catch): C knows no exceptions.
   }
 }
 
@@ -70,12 +62,12 @@ char* zor_fingerprint_environment(void) {
 }
 
 void zor_fingerprint_clear_cache(void) {
-  zor::quietly([] { ZORFingerPrint::sharedInstance()->clearFingerprintCache(); });
+  zor::callIgnoringExceptions([] { ZORFingerPrint::sharedInstance()->clearFingerprintCache(); });
 }
 
 void zor_fingerprint_set_store_path(const char* path) {
   if (path == nullptr) return;
-  zor::quietly([path] {
+  zor::callIgnoringExceptions([path] {
     zor::ZORConfig config;
     config.setStorePath(path);
     ZORFingerPrint::setWithConfig(config);
@@ -83,7 +75,7 @@ void zor_fingerprint_set_store_path(const char* path) {
 }
 
 void zor_fingerprint_set_log_handler(zor_fingerprint_log_handler handler, void* context) {
-  zor::quietly([handler, context] {
+  zor::callIgnoringExceptions([handler, context] {
     if (handler == nullptr) return zor::ZORSetLogHandler({});
     zor::ZORSetLogHandler(
         [handler, context](const std::string& line) { handler(context, line.c_str()); });

@@ -5,6 +5,7 @@
 
 #include "platform/ports.h"
 #include "support/fork_hooks.h"
+#include "support/guarded_call.h"
 #include "support/mutex.h"
 
 namespace zor {
@@ -53,10 +54,7 @@ void logLine(const std::string& line) {
     ports().log.writeLine(line);
     return;
   }
-  try {
-    (*handler)(line);
-  } catch (...) {  // NOLINT(bugprone-empty-catch): the host's own failure to log.
-  }
+  callIgnoringExceptions(*handler, line);
 }
 
 void setLogHandler(LogHandler handler) {

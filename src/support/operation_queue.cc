@@ -4,18 +4,13 @@
 #include <new>
 #include <utility>
 
+#include "support/guarded_call.h"
+
 namespace zor {
 namespace {
 
 // The queue whose worker the calling thread is.
 thread_local const OperationQueue* currentQueue = nullptr;
-
-void runGuarded(const OperationQueue::Operation& operation) {
-  try {
-    operation();
-  } catch (...) {  // NOLINT(bugprone-empty-catch): a host's callback must not end the process.
-  }
-}
 
 }  // namespace
 
@@ -48,7 +43,7 @@ void OperationQueue::addOperation(Operation operation) {
     operation = std::move(_waiting.back());
     _waiting.pop_back();
   }
-  runGuarded(operation);
+  callIgnoringExceptions(operation);
 }
 
 void OperationQueue::prepare() {
@@ -61,7 +56,7 @@ void OperationQueue::addOperationAndWait(const Operation& operation) {
   ConditionVariable finished;
   bool done = false;
   addOperation([&operation, &mutex, &finished, &done] {
-    runGuarded(operation);
+    callIgnoringExceptions(operation);
     const MutexLock lock(mutex);
     done = true;
     finished.notifyAll();  // Under the lock: the waiter destroys the condition when it has it.
@@ -105,7 +100,7 @@ void OperationQueue::runWorker() {
       _waiting.pop_front();
       ++_running;
     }
-    runGuarded(operation);
+    callIgnoringExceptions(operation);
     operation = nullptr;  // What it captured goes before the queue counts as idle.
     const MutexLock lock(_mutex);
     --_running;

@@ -9,6 +9,7 @@
 #include "platform/ports.h"
 #include "support/error_codes.h"
 #include "support/fork_hooks.h"
+#include "support/guarded_call.h"
 #include "support/text.h"
 #include "support/url.h"
 #include "transport/ZORHttpsURLSession.h"
@@ -18,16 +19,6 @@ namespace zor {
 namespace {
 
 constexpr std::uint64_t kAttempts = 1;
-
-// Calls `block` unless it is empty; what it throws must not cost the others their answer.
-template <typename Block, typename Argument>
-void call(const Block& block, const Argument& argument) {
-  if (!block) return;
-  try {
-    block(argument);
-  } catch (...) {  // NOLINT(bugprone-empty-catch): the block's own failure.
-  }
-}
 
 template <typename Block>
 void append(std::vector<Block>& list, const Block& block) {
@@ -108,7 +99,7 @@ ZORHTTPDNSManager::~ZORHTTPDNSManager() = default;
 void ZORHTTPDNSManager::resolveIpForHost(const std::string& host, const SuccessBlock& success,
                                          const FailureBlock& failed) {
   if (const auto ips = ipsForHost(host); ips && !ips->empty()) {
-    call(success, *ips);
+    if (success) callIgnoringExceptions(success, *ips);
     return;
   }
   addResolveCallback(success, failed, host);
@@ -268,13 +259,13 @@ void ZORHTTPDNSManager::resolveHost(const std::string& host,
 void ZORHTTPDNSManager::sheduleSuccessCallbackForHost(const std::string& host) {
   const Callbacks callbacks = takeCallbacks(host);
   const auto ips = ipsForHost(host).value_or(std::vector<std::string>());
-  for (const SuccessBlock& success : callbacks.success) call(success, ips);
+  for (const SuccessBlock& success : callbacks.success) callIgnoringExceptions(success, ips);
 }
 
 void ZORHTTPDNSManager::sheduleFailedCallbackForHost(const std::string& host,
                                                      const std::optional<ZORError>& error) {
   const Callbacks callbacks = takeCallbacks(host);
-  for (const FailureBlock& failed : callbacks.failed) call(failed, error);
+  for (const FailureBlock& failed : callbacks.failed) callIgnoringExceptions(failed, error);
 }
 
 // The look-up of `host` is over: ends its mark together with taking those who wait.

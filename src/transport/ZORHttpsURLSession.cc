@@ -3,6 +3,7 @@
 #include "literals/literals.h"
 #include "platform/ports.h"
 #include "support/fork_hooks.h"
+#include "support/guarded_call.h"
 #include "support/operation_queue.h"
 
 namespace zor {
@@ -43,12 +44,7 @@ bool zor_isRequestSuccess(const std::optional<Data>& /*body*/,
 void zor_callBlock(const TransportCompletion& block, const std::optional<Data>& body,
                    const std::optional<URLResponse>& response,
                    const std::optional<ZORError>& error) {
-  if (!block) return;
-  try {
-    block(body, response, error);
-  } catch (
-      ...) {  // NOLINT(bugprone-empty-catch): a host's failure must not end the chain's thread.
-  }
+  if (block) callIgnoringExceptions(block, body, response, error);
 }
 
 Mutex& acceptHostMutex() {
