@@ -13,9 +13,9 @@
 #include <string>
 
 #include "pingback/ZORSecFileUti.h"
+#include "platform/operation_queue.h"
 #include "platform/url_loading_port.h"
 #include "support/mutex.h"
-#include "support/operation_queue.h"
 
 namespace zor {
 

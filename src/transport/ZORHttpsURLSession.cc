@@ -1,10 +1,10 @@
 #include "transport/ZORHttpsURLSession.h"
 
 #include "literals/literals.h"
+#include "platform/operation_queue.h"
 #include "platform/ports.h"
 #include "support/fork_hooks.h"
 #include "support/guarded_call.h"
-#include "support/operation_queue.h"
 
 namespace zor {
 namespace {

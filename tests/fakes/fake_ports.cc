@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "literals/literals.h"
-#include "support/operation_queue.h"
+#include "platform/operation_queue.h"
 #include "support/text.h"
 
 namespace zor::testing {

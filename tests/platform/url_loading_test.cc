@@ -8,8 +8,8 @@
 #include <future>
 
 #include "platform/linux/url_loading_linux.h"
+#include "platform/operation_queue.h"
 #include "sandbox/sandbox_service.h"
-#include "support/operation_queue.h"
 #include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
 

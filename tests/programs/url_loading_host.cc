@@ -8,7 +8,7 @@
 #include <string>
 
 #include "platform/linux/url_loading_linux.h"
-#include "support/operation_queue.h"
+#include "platform/operation_queue.h"
 
 namespace zor {
 namespace {

@@ -6,8 +6,8 @@
 
 #include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
+#include "platform/operation_queue.h"
 #include "sandbox/sandbox_service.h"
-#include "support/operation_queue.h"
 #include "support/text.h"
 #include "tests/fakes/fake_ports.h"
 #include "tests/fakes/real_network.h"

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <stdexcept>
 
-#include "support/operation_queue.h"
+#include "platform/operation_queue.h"
 #include "tests/fakes/fake_ports.h"
 #include "transport/ZORHttpsURLSession.h"
 

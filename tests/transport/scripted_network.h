@@ -13,7 +13,7 @@
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
 #include "pingback/ZORSecPingbackStore.h"
-#include "support/operation_queue.h"
+#include "platform/operation_queue.h"
 #include "tests/fakes/fake_ports.h"
 #include "transport/ZORHTTPDNSManager.h"
 #include "transport/ZORHttpsURLSession.h"

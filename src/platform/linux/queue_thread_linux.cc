@@ -1,6 +1,6 @@
 #include <pthread.h>
 
-#include "support/queue_thread.h"
+#include "platform/queue_thread.h"
 
 namespace zor {
 

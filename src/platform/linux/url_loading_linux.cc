@@ -5,7 +5,7 @@
 #include "literals/literals.h"
 #include "platform/linux/linux_ports.h"
 #include "platform/linux/net_module_linux.h"
-#include "support/operation_queue.h"
+#include "platform/operation_queue.h"
 
 namespace zor {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/queue_thread.h"
+#include "platform/queue_thread.h"
 
 #include <pthread.h>
 #include <pthread/qos.h>

@@ -6,7 +6,7 @@
 
 #include "platform/macos/macos_ports.h"
 #include "platform/macos/values_macos.h"
-#include "support/operation_queue.h"
+#include "platform/operation_queue.h"
 
 namespace zor {
 namespace {

@@ -11,7 +11,7 @@
 #include <thread>
 #include <utility>
 
-#include "support/queue_thread.h"
+#include "support/signals_blocked.h"
 
 namespace zor::net {
 namespace {

@@ -1,10 +1,11 @@
-#include "support/operation_queue.h"
+#include "platform/operation_queue.h"
 
 #include <exception>
 #include <new>
 #include <utility>
 
 #include "support/guarded_call.h"
+#include "support/signals_blocked.h"
 
 namespace zor {
 namespace {

@@ -1,4 +1,4 @@
-#include "support/queue_thread.h"
+#include "support/signals_blocked.h"
 
 namespace zor {
 

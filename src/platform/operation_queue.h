@@ -1,6 +1,6 @@
 // A queue of operations run by a few threads of its own, started at the first operation.
-#ifndef ZOR_SUPPORT_OPERATION_QUEUE_H_
-#define ZOR_SUPPORT_OPERATION_QUEUE_H_
+#ifndef ZOR_PLATFORM_OPERATION_QUEUE_H_
+#define ZOR_PLATFORM_OPERATION_QUEUE_H_
 
 #include <cstddef>
 #include <deque>
@@ -9,9 +9,9 @@
 #include <thread>
 #include <vector>
 
+#include "platform/queue_thread.h"
 #include "support/fork_hooks.h"
 #include "support/mutex.h"
-#include "support/queue_thread.h"
 
 namespace zor {
 
@@ -82,4 +82,4 @@ class OperationQueue {
 
 }  // namespace zor
 
-#endif  // ZOR_SUPPORT_OPERATION_QUEUE_H_
+#endif  // ZOR_PLATFORM_OPERATION_QUEUE_H_

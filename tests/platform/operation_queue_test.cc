@@ -1,4 +1,4 @@
-#include "support/operation_queue.h"
+#include "platform/operation_queue.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

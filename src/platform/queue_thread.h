@@ -1,8 +1,6 @@
 // What a platform does for a thread of one of the library's queues.
-#ifndef ZOR_SUPPORT_QUEUE_THREAD_H_
-#define ZOR_SUPPORT_QUEUE_THREAD_H_
-
-#include <signal.h>
+#ifndef ZOR_PLATFORM_QUEUE_THREAD_H_
+#define ZOR_PLATFORM_QUEUE_THREAD_H_
 
 #include <string>
 
@@ -18,19 +16,6 @@ enum class QualityOfService : int {
 // Failures are ignored: both are hints. Defined by the platform's backend.
 void prepareQueueThread(const std::string& name, QualityOfService qualityOfService);
 
-// Blocks every signal for the calling thread while it lives, so that a thread started meanwhile
-// inherits the blocked set: the host's signal handlers belong on the host's threads.
-class SignalsBlocked {
- public:
-  SignalsBlocked();
-  ~SignalsBlocked();
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t _saved;
-};
-
 }  // namespace zor
 
-#endif  // ZOR_SUPPORT_QUEUE_THREAD_H_
+#endif  // ZOR_PLATFORM_QUEUE_THREAD_H_
