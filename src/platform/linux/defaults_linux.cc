@@ -112,6 +112,7 @@ void LinuxDefaults::change(const std::string& key, Change change) {
     const MutexLock lock(_mutex);
     dropChangesOfParent();
     if (holdsAlready(key, change)) return;
+    change.madeUnseen = _unreadable;
     change.number = ++_changeCount;
     _waiting.insert_or_assign(key, std::move(change));
   }
@@ -142,7 +143,7 @@ int LinuxDefaults::commit() {
   const Changes changes = storableChanges();
   if (changes.empty()) return 0;  // Another thread has written ours with its own.
   error = rewrite(*file, changes);
-  if (error == 0) forget(changes);
+  if (error == 0 || error == EFBIG) forget(changes);
   return error;
 }
 
@@ -150,6 +151,7 @@ int LinuxDefaults::rewrite(const std::string& path, const Changes& changes) {
   Content content = readContent(path);
   if (content.error != 0) return content.error;
   for (const auto& [key, change] : changes) {
+    if (change.madeUnseen && content.values.contains(key)) continue;
     if (change.json) {
       content.values[key] = *change.json;
     } else {
@@ -189,9 +191,11 @@ void LinuxDefaults::refresh() {
   const auto file = path();
   if (!file) return;
   const auto version = versionAt(*file);
+  _unreadable = false;
   if (version == _version) return;
   Content content = readContent(*file);
-  if (content.error != 0) return;  // What is in memory serves until the file can be read.
+  _unreadable = content.error != 0;
+  if (_unreadable) return;  // What is in memory serves until the file can be read.
   _stored = std::move(content.values);
   _version = version;
 }

@@ -23,7 +23,9 @@ namespace zor {
 //
 // A damaged file reads as empty; the next change keeps it beside the new one as "<path>.damaged".
 // A change that cannot be kept is logged once for each cause, holds in this process (not in the
-// child of a fork) and is tried again with the next change.
+// child of a fork) and is tried again with the next change. One that was made while the file could
+// not be read gives way to what stands there: whoever made it did not know. One that would make the
+// file too large is dropped.
 class LinuxDefaults final : public DefaultsPort {
  public:
   using Locator = std::function<std::optional<std::string>()>;
@@ -44,6 +46,7 @@ class LinuxDefaults final : public DefaultsPort {
     std::optional<PropertyValue> value;  // Absent: removed.
     std::optional<Json> json;            // `value` for the file; absent for one it cannot hold.
     std::uint64_t number = 0;            // Counts the changes.
+    bool madeUnseen = false;             // The file could not be read: its value goes first.
   };
   using Changes = std::map<std::string, Change>;
 
@@ -81,6 +84,7 @@ class LinuxDefaults final : public DefaultsPort {
   // Guards what follows. Held while the file is read, never while a lock between processes is
   // waited for, a file is written or a line is logged. Nothing is taken under it.
   Mutex _mutex;
+  bool _unreadable ZOR_GUARDED_BY(_mutex) = false;  // For now: at the last look.
   bool _located ZOR_GUARDED_BY(_mutex) = false;
   std::optional<std::string> _path ZOR_GUARDED_BY(_mutex);
   std::optional<Version> _version ZOR_GUARDED_BY(_mutex);

@@ -256,6 +256,7 @@ int readWholeFile(const std::string& path, std::size_t limitBytes, Data& content
 int replaceFile(const std::string& path, std::string_view content,
                 const std::optional<timespec>& modifiedAt) {
   if (!isUsablePath(path)) return EINVAL;
+  if (content.size() > kLargestFileBytes) return EFBIG;  // It could not be read back.
   TemporaryFile temporary;
   if (const int error = temporary.open(folderOf(path)); error != 0) return error;
   copyMarks(path, temporary.path());

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <thread>
 
 #include "platform/linux/defaults_linux.h"
+#include "platform/posix/file_io.h"
 #include "support/json_codec.h"
 #include "tests/fakes/child_process.h"
 #include "tests/fakes/temporary_folder.h"
@@ -185,6 +187,28 @@ TEST(Defaults, AValueThatNoFileCanHoldKeepsNoOtherOut) {
   file.defaults.setObject("c", "d");
   EXPECT_EQ(file.defaults.objectForKey("a"), PropertyValue("\xff"));
   EXPECT_EQ(file.json(), (Json{{"a", "old"}, {"c", "d"}}));
+}
+
+TEST(Defaults, AValueThatCouldNotBeSeenIsNotReplacedByOneMadeUpMeanwhile) {
+  DefaultsFile file;
+  file.put(R"({"identifier":"first"})");
+  EXPECT_EQ(inChildProcess([&] {
+              rlimit limit{};
+              ::getrlimit(RLIMIT_NOFILE, &limit);
+              const rlimit none{0, limit.rlim_max};
+              ::setrlimit(RLIMIT_NOFILE, &none);
+              if (file.defaults.objectForKey("identifier")) return 1;
+              file.defaults.setObject("identifier", "second");
+              ::setrlimit(RLIMIT_NOFILE, &limit);
+              file.defaults.setObject("other", "value");
+              return file.defaults.objectForKey("identifier") == PropertyValue("first") ? 0 : 2;
+            }),
+            0);
+  EXPECT_EQ(file.json(), (Json{{"identifier", "first"}, {"other", "value"}}));
+
+  file.defaults.setObject("large", std::string(kLargestFileBytes, 'x'));
+  file.defaults.setObject("small", "kept");
+  EXPECT_EQ(file.another().objectForKey("small"), PropertyValue("kept"));
 }
 
 TEST(Defaults, ServeTheChildOfAForkWhileThreadsOfTheParentWrite) {
