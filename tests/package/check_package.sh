@@ -17,7 +17,15 @@ libdir=$(dirname "$(find "$prefix" -name libzorfingerprint.so)")
 export HOME=$work/home XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
 unset SNAP_NAME SNAP_VERSION
 
-cmake -S "$source/tests/package" -B "$work/hosts" -DCMAKE_PREFIX_PATH="$prefix" \
+# A newer JSON library that is found first. Its version would be another in every exported name.
+other=$work/other/nlohmann_json
+mkdir -p "$other"
+printf 'Name: other\nDescription: other\nVersion: 3.99.0\n' >"$other/nlohmann_json.pc"
+printf 'set(PACKAGE_VERSION 3.99.0)\nset(PACKAGE_VERSION_COMPATIBLE TRUE)\n' \
+  >"$other/nlohmann_jsonConfigVersion.cmake"
+: >"$other/nlohmann_jsonConfig.cmake"
+
+cmake -S "$source/tests/package" -B "$work/hosts" -DCMAKE_PREFIX_PATH="$work/other;$prefix" \
   -DCMAKE_BUILD_TYPE=Release -DCMAKE_EXE_LINKER_FLAGS=-Wl,--gc-sections >/dev/null
 cmake --build "$work/hosts" >/dev/null
 
@@ -32,6 +40,8 @@ identifier=$(grep '^identifier ........-....-4...-....-............$' "$work/cxx
 [ "$("$work/hosts/c_host" | head -1)" = "$identifier" ] || fail "C host: other identifier"
 
 export PKG_CONFIG_PATH=$libdir/pkgconfig LD_LIBRARY_PATH=$libdir
+! PKG_CONFIG_PATH=$other:$PKG_CONFIG_PATH pkg-config --exists zorfingerprint ||
+  fail "pkg-config takes another JSON library"
 read -ra flags <<<"$(pkg-config --cflags --libs zorfingerprint)"
 "${CC:-cc}" -Wall -Wpedantic -Werror -o "$work/c_host" "$source/tests/package/host.c" "${flags[@]}"
 [ "$("$work/c_host" | head -1)" = "$identifier" ] || fail "pkg-config's C host: other identifier"
