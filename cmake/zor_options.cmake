@@ -2,11 +2,12 @@
 add_library(zor_options INTERFACE)
 target_compile_features(zor_options INTERFACE cxx_std_20)
 target_compile_options(zor_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<BOOL:${ZOR_WARNINGS_AS_ERRORS}>:-Werror>
   -fvisibility=hidden -fvisibility-inlines-hidden
   -ffunction-sections -fdata-sections ${ZOR_COMPILE_OPTIONS})
 target_include_directories(zor_options INTERFACE
-  ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src ${CMAKE_BINARY_DIR}/generated)
+  ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/generated)
 if(ZOR_SANITIZE)
   target_compile_options(zor_options INTERFACE
     -fsanitize=${ZOR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
@@ -28,7 +29,6 @@ set(zor_nothing_undefined -Wl,-z,defs)
 if(ZOR_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   set(zor_nothing_undefined)
 endif()
-option(ZOR_PRECOMPILE "Precompile the large headers" OFF)
 find_package(Threads REQUIRED)
 target_link_libraries(zor_options INTERFACE Threads::Threads)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)

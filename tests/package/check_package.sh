@@ -29,6 +29,9 @@ cmake -S "$source/tests/package" -B "$work/hosts" -DCMAKE_PREFIX_PATH="$work/oth
   -DCMAKE_BUILD_TYPE=Release -DCMAKE_EXE_LINKER_FLAGS=-Wl,--gc-sections >/dev/null
 cmake --build "$work/hosts" >/dev/null
 
+# With the sources in place of the package, as far as it takes no second build of them.
+cmake -S "$source/tests/package" -B "$work/within" -DZORFINGERPRINT_SOURCE="$source" >/dev/null
+
 # Nobody listens where the default profile points: the outcome is a refused connection (-1004),
 # which only the module opened from the moved tree can tell.
 "$work/hosts/cxx_host" >"$work/cxx.out"

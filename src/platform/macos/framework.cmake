@@ -1,7 +1,7 @@
 # Makes the library target a framework: headers, version, privacy manifest.
 function(zor_make_framework target)
-  file(GLOB headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/include/ZORFingerPrint/*.h)
-  set(manifest ${CMAKE_SOURCE_DIR}/src/platform/macos/PrivacyInfo.xcprivacy)
+  file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/ZORFingerPrint/*.h)
+  set(manifest ${PROJECT_SOURCE_DIR}/src/platform/macos/PrivacyInfo.xcprivacy)
   target_sources(${target} PRIVATE ${headers} ${manifest})
   set_target_properties(${target} PROPERTIES
     OUTPUT_NAME ZORFingerPrint
