@@ -33,3 +33,11 @@ find_package(Threads REQUIRED)
 target_link_libraries(zor_options INTERFACE Threads::Threads)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
+
+# With ZOR_PRECOMPILE: what most sources of a target include, and the headers given.
+function(zor_precompile target)
+  if(ZOR_PRECOMPILE)
+    target_precompile_headers(${target} PRIVATE <nlohmann/json.hpp> ${ARGN} <functional> <map>
+                              <optional> <string> <vector>)
+  endif()
+endfunction()
