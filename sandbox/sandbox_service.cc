@@ -34,9 +34,12 @@ std::vector<std::string> listenAddresses(const SandboxSettings& settings) {
   return all;
 }
 
+// Empty: there is no place for one.
 std::filesystem::path makeTemporaryFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "zorfp-sandbox-XXXXXX").string();
-  return mkdtemp(pattern.data()) != nullptr ? pattern : std::string();
+  std::error_code error;
+  const std::filesystem::path place = std::filesystem::temp_directory_path(error);
+  std::string pattern = (place / "zorfp-sandbox-XXXXXX").string();
+  return !error && mkdtemp(pattern.data()) != nullptr ? pattern : std::string();
 }
 
 }  // namespace
@@ -153,6 +156,7 @@ class SandboxService::Core final : public TlsServerDelegate {
     std::error_code error;
     _folderIsTemporary = wanted.empty();
     _folder = wanted.empty() ? makeTemporaryFolder() : wanted;
+    if (_folder.empty()) return "cannot make a temporary folder";
     if (!wanted.empty()) std::filesystem::create_directories(_folder, error);
     std::ofstream file(caFile(), std::ios::binary | std::ios::trunc);
     file << _authority.rootPem();

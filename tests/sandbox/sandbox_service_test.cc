@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
@@ -193,6 +194,18 @@ TEST_F(SandboxServiceTest, TakenPortAndForeignAddressAreNamed) {
   SandboxService second;
   EXPECT_FALSE(second.start());
   EXPECT_NE(second.port(), _service.port());
+}
+
+// Else the certificate would be written to the folder that the program was started in.
+TEST(SandboxStart, FolderThatCannotBeMadeIsNamed) {
+  const char* const before = ::getenv("TMPDIR");
+  const std::optional<std::string> place =
+      before != nullptr ? std::make_optional<std::string>(before) : std::nullopt;
+  for (const char* const unfit : {"/proc", "/proc/missing"}) {
+    ::setenv("TMPDIR", unfit, 1);
+    EXPECT_THAT(SandboxService().start().value_or(""), HasSubstr("temporary folder")) << unfit;
+  }
+  place ? ::setenv("TMPDIR", place->c_str(), 1) : ::unsetenv("TMPDIR");
 }
 
 }  // namespace
