@@ -45,7 +45,7 @@ AddressCounts ReceivedLog::counts(const std::string& localAddress) const {
 }
 
 bool ReceivedLog::waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const {
-  const auto end = std::chrono::system_clock::now() + timeout;
+  const auto end = std::chrono::steady_clock::now() + timeout;
   const MutexLock lock(_mutex);
   while (_requests.size() < count) {
     if (_grown.wait_until(_mutex, end) == std::cv_status::timeout) break;
@@ -55,7 +55,7 @@ bool ReceivedLog::waitForRequests(std::size_t count, std::chrono::milliseconds t
 
 bool ReceivedLog::waitForConnections(const std::string& localAddress, std::uint64_t count,
                                      std::chrono::milliseconds timeout) const {
-  const auto end = std::chrono::system_clock::now() + timeout;
+  const auto end = std::chrono::steady_clock::now() + timeout;
   const MutexLock lock(_mutex);
   while (connectionsAt(localAddress) < count) {
     if (_grown.wait_until(_mutex, end) == std::cv_status::timeout) break;
