@@ -16,8 +16,8 @@ struct Fault {
   std::optional<std::uint64_t> uses;  // Absent: for all exchanges.
 };
 
-// Reads "ROUTE=FAULT" or "ROUTE*TIMES=FAULT", as faultHelp() explains. On failure the result is
-// empty and `problem` says what is not understood.
+// Reads "ROUTE[@ADDRESS][*TIMES]=FAULT", as faultHelp() explains; ROUTE may be "any". On failure
+// the result is empty and `problem` says what is not understood.
 std::optional<Fault> readFault(const std::string& text, std::string& problem);
 
 // The routes and faults, for the program's help.

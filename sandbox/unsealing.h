@@ -17,7 +17,8 @@ struct UnsealedIdentity {
 };
 
 // The key of the block that a host with these values seals, 16 bytes. A missing bundle version or
-// identifier takes part as the platform's formats show nil.
+// identifier takes part as the platform's formats show nil. Written apart from the client's, so
+// that the two check each other.
 std::string blockKey(const std::optional<std::string>& bundleVersion,
                      const std::optional<std::string>& bundleIdentifier,
                      const std::string& collectorVersion);
