@@ -6,8 +6,6 @@
 namespace zor::sandbox {
 namespace {
 
-constexpr int kBadRequest = 400;
-constexpr int kWrongMethod = 405;
 constexpr std::size_t kFingerprintDigits = 48;
 constexpr std::size_t kReportEntries = 23;
 

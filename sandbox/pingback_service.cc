@@ -6,9 +6,6 @@
 namespace zor::sandbox {
 namespace {
 
-constexpr int kBadRequest = 400;
-constexpr int kWrongMethod = 405;
-
 // What is wrong with a record; empty: nothing.
 std::string faultOfRecord(const Json& record) {
   if (!record.is_object()) return "is no object";

@@ -19,7 +19,6 @@ namespace zor::sandbox {
 namespace {
 
 constexpr std::uint16_t kStandardPort = 443;
-constexpr int kNotFound = 404;
 
 // Every address once, in the order of the lists.
 std::vector<std::string> listenAddresses(const SandboxSettings& settings) {

@@ -34,11 +34,16 @@ std::string lowerCase(std::string_view text) {
   return lower;
 }
 
-bool isBase64(std::string_view text) {
-  if (text.size() % 4 != 0) return false;
+// How many "=" end `text`, two at most.
+std::size_t paddingOf(std::string_view text) {
   std::size_t padding = 0;
   while (padding < 2 && padding < text.size() && text[text.size() - 1 - padding] == '=') ++padding;
-  for (const char letter : text.substr(0, text.size() - padding)) {
+  return padding;
+}
+
+bool isBase64(std::string_view text) {
+  if (text.size() % 4 != 0) return false;
+  for (const char letter : text.substr(0, text.size() - paddingOf(text))) {
     const bool known =
         std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '+' || letter == '/';
     if (!known) return false;
@@ -77,9 +82,7 @@ std::optional<std::string> decodeBase64(std::string_view text) {
                                    static_cast<int>(text.size()));
   if (size < 0) return std::nullopt;
   // The decoder counts the padding as zero bytes.
-  std::size_t padding = 0;
-  while (padding < 2 && padding < text.size() && text[text.size() - 1 - padding] == '=') ++padding;
-  bytes.resize(static_cast<std::size_t>(size) - padding);
+  bytes.resize(static_cast<std::size_t>(size) - paddingOf(text));
   return bytes;
 }
 

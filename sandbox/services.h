@@ -12,6 +12,11 @@
 
 namespace zor::sandbox {
 
+// HTTP statuses other than 200 of ordinary answers.
+constexpr int kBadRequest = 400;
+constexpr int kNotFound = 404;
+constexpr int kWrongMethod = 405;
+
 // NOLINTNEXTLINE(bugprone-exception-escape): it is the JSON library's move that checks itself.
 struct ServiceAnswer {
   int status = 200;
