@@ -1,4 +1,5 @@
 #include "literals/literals.h"
+#include "sandbox/json_text.h"
 #include "sandbox/service_crypto.h"
 #include "sandbox/services.h"
 #include "sandbox/unsealing.h"

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "literals/literals.h"
-#include "sandbox/services.h"
+#include "sandbox/json_text.h"
 
 namespace zor::sandbox {
 namespace {

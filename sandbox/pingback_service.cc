@@ -1,6 +1,7 @@
 #include <string_view>
 
 #include "literals/literals.h"
+#include "sandbox/json_text.h"
 #include "sandbox/services.h"
 
 namespace zor::sandbox {

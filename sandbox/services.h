@@ -3,9 +3,7 @@
 #ifndef ZOR_SANDBOX_SERVICES_H_
 #define ZOR_SANDBOX_SERVICES_H_
 
-#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "sandbox/sandbox_types.h"
@@ -43,12 +41,6 @@ ServiceAnswer answerPingback(const std::string& method, const std::string& body)
 
 // `addresses` as an HTTPDNS answer header has them.
 std::string httpDnsHeaderValue(const std::vector<std::string>& addresses);
-
-// nullopt: no JSON, or nested so deeply that handling it would use up the stack.
-std::optional<Json> readJson(std::string_view text);
-
-// JSON as compact text; bytes that are no UTF-8 are replaced.
-std::string compactText(const Json& value);
 
 }  // namespace zor::sandbox
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "literals/literals.h"
+#include "sandbox/json_text.h"
 #include "sandbox/service_crypto.h"
-#include "sandbox/services.h"
 #include "support/text.h"
 
 namespace zor::sandbox {
