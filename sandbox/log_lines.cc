@@ -5,6 +5,7 @@
 #include <ctime>
 #include <string_view>
 
+#include "collector/report_entries.h"
 #include "literals/literals.h"
 #include "sandbox/json_text.h"
 
@@ -69,31 +70,10 @@ std::string rowsOfReport(const Json& report) {
   std::string rows;
   Json others = report;
   others.erase(literals::kParamSealedBlockKey.str());
-  for (const std::string_view name : {literals::kParamKernelVersionKey.view(),
-                                      literals::kParamMemorySizeKey.view(),
-                                      literals::kParamProductNameKey.view(),
-                                      literals::kParamModelKey.view(),
-                                      literals::kParamCpuCountKey.view(),
-                                      literals::kParamCPUBrandKey.view(),
-                                      literals::kParamUSBDevicesKey.view(),
-                                      literals::kParamStorageSizeKey.view(),
-                                      literals::kParamPowerSourceKey.view(),
-                                      literals::kParamBluetoothNameKey.view(),
-                                      literals::kParamWiFiKey.view(),
-                                      literals::kParamSystemVersionKey.view(),
-                                      literals::kParamBundleIdentifierKey.view(),
-                                      literals::kParamBundleValueKey.view(),
-                                      literals::kParamPathsKey.view(),
-                                      literals::kParamDnsServersKey.view(),
-                                      literals::kParamIPAddressesKey.view(),
-                                      literals::kParamIntegrityKey.view(),
-                                      literals::kParamInstallationIdentifierKey.view(),
-                                      literals::kParamSharedIdentifierKey.view(),
-                                      literals::kParamPlatformKey.view(),
-                                      literals::kParamVersionKey.view()}) {
-    const auto entry = others.find(std::string(name));
+  for (const ReportEntry& known : reportEntries()) {
+    const auto entry = others.find(known.key);
     if (entry == others.end()) continue;
-    rows += rowOf(std::string(name), *entry);
+    rows += rowOf(known.key, *entry);
     others.erase(entry);
   }
   return rows + rowsOf(others);
