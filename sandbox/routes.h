@@ -2,6 +2,7 @@
 #ifndef ZOR_SANDBOX_ROUTES_H_
 #define ZOR_SANDBOX_ROUTES_H_
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
