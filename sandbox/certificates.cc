@@ -7,17 +7,11 @@
 #include <openssl/x509v3.h>
 
 #include "sandbox/routes.h"
+#include "support/c_handles.h"
 
 namespace zor::sandbox {
 namespace {
 
-template <auto Free>
-struct FreeWith {
-  template <typename T>
-  void operator()(T* handle) const noexcept {
-    Free(handle);
-  }
-};
 using Key = std::unique_ptr<EVP_PKEY, FreeWith<EVP_PKEY_free>>;
 using X509Handle = std::unique_ptr<X509, FreeWith<X509_free>>;
 using Extension = std::unique_ptr<X509_EXTENSION, FreeWith<X509_EXTENSION_free>>;

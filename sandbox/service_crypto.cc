@@ -7,8 +7,12 @@
 #include <cctype>
 #include <memory>
 
+#include "support/c_handles.h"
+
 namespace zor::sandbox {
 namespace {
+
+using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, FreeWith<EVP_CIPHER_CTX_free>>;
 
 constexpr std::size_t kBlockBytes = 16;
 
@@ -92,8 +96,7 @@ std::optional<std::string> openZeroFilled(std::string_view key, std::string_view
       vector.size() != kBlockBytes) {
     return std::nullopt;
   }
-  const std::unique_ptr<EVP_CIPHER_CTX, decltype(&EVP_CIPHER_CTX_free)> context(
-      EVP_CIPHER_CTX_new(), &EVP_CIPHER_CTX_free);
+  const CipherContext context(EVP_CIPHER_CTX_new());
   std::string clear(sealed.size() + kBlockBytes, '\0');
   auto* output = reinterpret_cast<unsigned char*>(clear.data());
   int moved = 0;
