@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -379,6 +380,23 @@ TEST(URLLoadingHost, RequestsEndWithAnErrorWhereTheModuleIsMissing) {
   const std::string folder = testing::makeTemporaryFolder();
   std::filesystem::copy(kPrograms + "/zor_url_loading_host", folder + "/zor_url_loading_host");
   EXPECT_EQ(runHost(folder, "missing 2>/dev/null"), 0);
+  std::filesystem::remove_all(folder);
+}
+
+TEST(URLLoadingHost, ProgramsWithRaisedPrivilegesWriteNoSecretsForTheirCaller) {
+  const gid_t foreignGroup = ::getegid() + 1;
+  const std::string folder = testing::makeTemporaryFolder();
+  const std::string host = folder + "/zor_url_loading_host";
+  std::filesystem::copy(kPrograms + "/../lib/zorfingerprint", folder + "/zorfingerprint");
+  std::filesystem::copy(kPrograms + "/zor_url_loading_host", host);
+  if (::chown(host.c_str(), ::geteuid(), foreignGroup) != 0 || ::chmod(host.c_str(), 02755) != 0) {
+    std::filesystem::remove_all(folder);
+    GTEST_SKIP() << "only the superuser can raise a program's privileges";
+  }
+  ::setenv("SSLKEYLOGFILE", (folder + "/secrets").c_str(), 1);
+  EXPECT_EQ(runHost(folder, "missing 2>/dev/null"), 0);
+  ::unsetenv("SSLKEYLOGFILE");
+  EXPECT_FALSE(std::filesystem::exists(folder + "/secrets"));
   std::filesystem::remove_all(folder);
 }
 
