@@ -1,6 +1,7 @@
 #include "platform/linux/net/curl_loader.h"
 
 #include <openssl/crypto.h>
+#include <openssl/ssl.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -159,6 +160,13 @@ bool CurlLoader::retire() {
   _multi = nullptr;
   _running = false;
   return true;
+}
+
+// An exit that comes meanwhile waits in leaveLibraries().
+bool CurlLoader::setUpLibraries() noexcept {
+  const MutexLock lock(_libraryMutex);
+  return !_leaving && curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK &&
+         OPENSSL_init_ssl(0, nullptr) == 1;
 }
 
 void CurlLoader::leaveLibraries() noexcept {

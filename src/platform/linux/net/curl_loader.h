@@ -21,6 +21,9 @@ class CurlLoader final : public Loader {
   void releaseInParent() noexcept override;
   void startAfreshInChild() noexcept override;
 
+  // Before the first start(). False: they cannot be set up, or the process is already exiting.
+  bool setUpLibraries() noexcept ZOR_EXCLUDES(_libraryMutex);
+
   // At exit, before the libraries tear themselves down: when it returns, the thread is outside of
   // them and stays there.
   void leaveLibraries() noexcept ZOR_EXCLUDES(_libraryMutex);
@@ -50,9 +53,10 @@ class CurlLoader final : public Loader {
   // modules.
   std::atomic<std::thread::id> _threadId;
 
-  // Held by the thread while it is inside curl or OpenSSL, except for waiting, and while delegates
-  // are asked: taken before every other lock of the process. Never held while an outcome is
-  // delivered. Whoever takes it keeps the thread out of the libraries.
+  // Held while the libraries are set up, and by the thread while it is inside curl or OpenSSL,
+  // except for waiting, and while delegates are asked: taken before every other lock of the
+  // process. Never held while an outcome is delivered. Whoever takes it keeps the thread out of the
+  // libraries.
   Mutex _libraryMutex;
   bool _leaving ZOR_GUARDED_BY(_libraryMutex) = false;
   SystemRoots _roots ZOR_GUARDED_BY(_libraryMutex);

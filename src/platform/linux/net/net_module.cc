@@ -1,7 +1,6 @@
 #include "platform/linux/net/net_module.h"
 
-#include <curl/curl.h>
-#include <openssl/ssl.h>
+#include <openssl/crypto.h>
 #include <sys/auxv.h>
 
 #include <cstdlib>
@@ -23,14 +22,13 @@ bool callerWantsSecretsWritten() {
 
 CurlLoader* makeLoader() {
   if (callerWantsSecretsWritten()) return nullptr;
-  // Here rather than on the loader's thread: both libraries then have their handlers for the exit
-  // of the process in place, and ours runs before theirs.
-  if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK || OPENSSL_init_ssl(0, nullptr) != 1) {
-    return nullptr;
-  }
+  // Before all else of OpenSSL, which otherwise registers a handler for the exit of the process
+  // that frees what a thread may be setting up. Without effect where the host has initialised
+  // OpenSSL; then its handler is there already, and ours, being later, still runs first.
+  if (OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) return nullptr;
   processLoader = new CurlLoader;
   if (std::atexit([] { processLoader->leaveLibraries(); }) != 0) return nullptr;
-  return processLoader;
+  return processLoader->setUpLibraries() ? processLoader : nullptr;
 }
 
 Loader* loader() noexcept {
