@@ -21,10 +21,11 @@ std::string settingOr(const char* variable, const char* fallback) {
   return value != nullptr ? value : fallback;
 }
 
-RootSource sourceAt(std::string path) {
+// What is of another type counts as missing: reading a pipe or a device might never end.
+RootSource sourceAt(std::string path, mode_t type) {
   RootSource source{std::move(path), {}};
   struct stat status {};
-  if (::stat(source.path.c_str(), &status) == 0) {
+  if (::stat(source.path.c_str(), &status) == 0 && (status.st_mode & S_IFMT) == type) {
     source.state = {static_cast<std::int64_t>(status.st_dev),
                     static_cast<std::int64_t>(status.st_ino), status.st_size, status.st_mtim.tv_sec,
                     status.st_mtim.tv_nsec};
@@ -32,17 +33,32 @@ RootSource sourceAt(std::string path) {
   return source;
 }
 
+// The file, then the folders.
 std::vector<RootSource> rootSources() {
   std::vector<RootSource> sources{
-      sourceAt(settingOr(X509_get_default_cert_file_env(), X509_get_default_cert_file()))};
+      sourceAt(settingOr(X509_get_default_cert_file_env(), X509_get_default_cert_file()), S_IFREG)};
   const std::string folders =
       settingOr(X509_get_default_cert_dir_env(), X509_get_default_cert_dir());
   for (std::size_t start = 0; start <= folders.size();) {
     const std::size_t end = std::min(folders.find(':', start), folders.size());
-    sources.push_back(sourceAt(folders.substr(start, end - start)));
+    sources.push_back(sourceAt(folders.substr(start, end - start), S_IFDIR));
     start = end + 1;
   }
   return sources;
+}
+
+// False: a source that exists was not read, as happens when no descriptor is to be had. Of folders
+// each root is read when a chain asks for it.
+bool load(X509_STORE* store, const std::vector<RootSource>& sources) {
+  bool isComplete = true;
+  for (const RootSource& source : sources) {
+    if (!source.exists()) continue;
+    const bool isFile = &source == &sources.front();
+    const int result = isFile ? X509_STORE_load_file(store, source.path.c_str())
+                              : X509_STORE_load_path(store, source.path.c_str());
+    isComplete = isComplete && result == 1;
+  }
+  return isComplete;
 }
 
 bool isAddress(const std::string& host) {
@@ -82,8 +98,10 @@ X509_STORE* SystemRoots::current() {
   auto sources = rootSources();
   if (_store != nullptr && sources == _loadedFrom) return _store.get();
   CertificateStore store(X509_STORE_new());
-  // Files that are missing or damaged are no failure here: then no chain ends in a root.
-  if (store == nullptr || X509_STORE_set_default_paths(store.get()) != 1) return nullptr;
+  if (store == nullptr) return nullptr;
+  // Sources that are missing or damaged are no failure here: then no chain ends in a root. But the
+  // next question tries again, as the cause may be gone and would not show in the sources' state.
+  if (!load(store.get(), sources)) sources.clear();
   _accepted.clear();
   _store = std::move(store);
   _loadedFrom = std::move(sources);

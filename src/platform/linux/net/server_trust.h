@@ -28,6 +28,7 @@ struct RootSource {
   std::array<std::int64_t, 5> state{};
 
   bool operator==(const RootSource&) const = default;
+  bool exists() const { return state != decltype(state){}; }
 };
 
 // The roots that this system trusts: OpenSSL's default file and folders, or those that
@@ -41,7 +42,7 @@ class SystemRoots {
       : _clock(std::move(clock)) {}
 
   // The roots as they are now, loaded anew when the files or the variables changed. Borrowed until
-  // the next call; null: out of memory.
+  // the next call; null: out of memory. A source that could not be read is tried again each time.
   X509_STORE* current();
 
   // A server is about to be asked for its chain: prepare() then looks at the roots ahead of the
@@ -57,7 +58,7 @@ class SystemRoots {
 
  private:
   const Clock _clock;
-  std::vector<RootSource> _loadedFrom;
+  std::vector<RootSource> _loadedFrom;  // Empty: not all of them could be read.
   CertificateStore _store;
   AcceptedChains _accepted;
   bool _chainIsExpected = false;

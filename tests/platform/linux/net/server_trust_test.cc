@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <openssl/ssl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -104,6 +106,27 @@ TEST_F(ServerTrustAgain, OtherRootsForgetWhatTheFirstOnesAccepted) {
   EXPECT_FALSE(accepts(chain));
   trust(authority);
   EXPECT_TRUE(accepts(chain));
+}
+
+TEST_F(ServerTrustAgain, RootsThatCannotBeReadNowAreReadLater) {
+  const auto chain = chainOf(authority, Certificate::ordinary);
+  rlimit limit{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none{0, limit.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const bool acceptedWithoutRoots = accepts(chain);
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_FALSE(acceptedWithoutRoots);
+  EXPECT_TRUE(accepts(chain));
+}
+
+TEST_F(ServerTrustAgain, RootsAreNotReadFromAPipe) {
+  const std::string pipe = testing::makeTemporaryFolder() + "/pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  ::setenv("SSL_CERT_FILE", pipe.c_str(), 1);
+  ::setenv("SSL_CERT_DIR", pipe.c_str(), 1);
+  EXPECT_FALSE(accepts(chainOf(authority, Certificate::ordinary)));
+  std::filesystem::remove_all(std::filesystem::path(pipe).parent_path());
 }
 
 TEST_F(ServerTrustAgain, AChainIsRefusedFromTheSecondInWhichACertificateEnds) {
