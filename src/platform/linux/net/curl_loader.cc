@@ -21,12 +21,21 @@ namespace {
 constexpr std::chrono::milliseconds kIdleTime{30000};
 // curl's own timers end a wait earlier where one is due.
 constexpr int kLongestWaitMilliseconds = 60000;
+// Where nobody can end a wait, as the system had no descriptors to spare for that.
+constexpr int kLongestDeafWaitMilliseconds = 50;
 constexpr std::chrono::milliseconds kPauseAfterFailedWait{10};
 
+int longestWaitMilliseconds(bool isIdle, bool canBeWoken) {
+  if (isIdle) return static_cast<int>(kIdleTime.count());
+  return canBeWoken ? kLongestWaitMilliseconds : kLongestDeafWaitMilliseconds;
+}
+
 // Returns when there may be something to do. True: the idle time is over.
-bool waitForWorkOrIdleEnd(CURLM* multi, bool isIdle) {
+bool waitForWorkOrIdleEnd(CURLM* multi, bool isIdle, bool canBeWoken) {
+  // The next request gets a new handle, which may find descriptors again.
+  if (isIdle && !canBeWoken) return true;
   const auto start = std::chrono::steady_clock::now();
-  const int limit = isIdle ? static_cast<int>(kIdleTime.count()) : kLongestWaitMilliseconds;
+  const int limit = longestWaitMilliseconds(isIdle, canBeWoken);
   const CURLMcode result = curl_multi_poll(multi, nullptr, 0, limit, nullptr);
   const bool isOver = std::chrono::steady_clock::now() - start >= kIdleTime;
   // A wait that fails at once must not make the thread spin until the transfers time out.
@@ -70,11 +79,13 @@ void CurlLoader::run() noexcept {
   ::pthread_setname_np(::pthread_self(), "zor-net");
   _threadId = std::this_thread::get_id();
   CurlMulti multi = openMulti();
+  // curl makes its handle all the same when it has no descriptors to be woken by; only this tells.
+  const bool canBeWoken = curl_multi_wakeup(multi.get()) == CURLM_OK;
   Transfers underWay;
   bool idleTimeIsOver = false;
   while (!idleTimeIsOver || !retire()) {
     for (const auto& transfer : advance(multi.get(), takeWaiting(), underWay)) transfer->deliver();
-    idleTimeIsOver = waitForWorkOrIdleEnd(multi.get(), underWay.empty());
+    idleTimeIsOver = waitForWorkOrIdleEnd(multi.get(), underWay.empty(), canBeWoken);
   }
   close(std::move(multi));
 }
