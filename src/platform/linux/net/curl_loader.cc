@@ -170,6 +170,7 @@ bool CurlLoader::retire() {
   if (!_waiting.empty()) return false;
   _multi = nullptr;
   _running = false;
+  _threadId = std::thread::id();  // No delegate is asked any more, and the next thread may have it.
   return true;
 }
 
@@ -204,6 +205,7 @@ void CurlLoader::startAfreshInChild() noexcept ZOR_NO_THREAD_SAFETY_ANALYSIS {
   new (&_waiting) Exchanges;
   _multi = nullptr;
   _running = false;
+  _threadId = std::thread::id();
   _mutex.unlock();
   _libraryMutex.unlock();
 }

@@ -49,8 +49,8 @@ class CurlLoader final : public Loader {
   // False: new work has come.
   bool retire() ZOR_EXCLUDES(_mutex);
 
-  // The latest thread's. Not thread_local: leak checkers report thread-local storage of dlopened
-  // modules.
+  // The thread's while it may ask delegates, else nobody's. Not thread_local: leak checkers report
+  // thread-local storage of dlopened modules.
   std::atomic<std::thread::id> _threadId;
 
   // Held while the libraries are set up, and by the thread while it is inside curl or OpenSSL,
