@@ -15,7 +15,7 @@ char* newText(const std::string& text) noexcept { return ::strdup(text.c_str());
 
 // The result of `function`; null when it throws or has none.
 template <typename Function>
-char* textOf(const Function& function) noexcept {
+char* newTextOf(const Function& function) noexcept {
   try {
     const std::optional<std::string> text = function();
     return text ? newText(*text) : nullptr;
@@ -45,7 +45,7 @@ void callBack(zor_fingerprint_callback callback, void* context, bool success,
 using zor::ZORFingerPrint;
 
 char* zor_fingerprint_get(zor_fingerprint_callback callback, void* context) {
-  return zor::textOf([callback, context]() {
+  return zor::newTextOf([callback, context]() {
     if (callback == nullptr) return ZORFingerPrint::sharedInstance()->getFingerprint();
     return ZORFingerPrint::sharedInstance()->getFingerprint(
         [callback, context](bool success, const zor::ZORFingerprintError& error,
@@ -55,10 +55,10 @@ char* zor_fingerprint_get(zor_fingerprint_callback callback, void* context) {
   });
 }
 
-char* zor_fingerprint_identifier(void) { return zor::textOf(&ZORFingerPrint::identifier); }
+char* zor_fingerprint_identifier(void) { return zor::newTextOf(&ZORFingerPrint::identifier); }
 
 char* zor_fingerprint_environment(void) {
-  return zor::textOf([] { return ZORFingerPrint::sharedInstance()->getEnvInfo(); });
+  return zor::newTextOf([] { return ZORFingerPrint::sharedInstance()->getEnvInfo(); });
 }
 
 void zor_fingerprint_clear_cache(void) {
@@ -82,8 +82,8 @@ void zor_fingerprint_set_log_handler(zor_fingerprint_log_handler handler, void* 
   });
 }
 
-char* zor_fingerprint_platform(void) { return zor::textOf(&ZORFingerPrint::PLATFORM); }
+char* zor_fingerprint_platform(void) { return zor::newTextOf(&ZORFingerPrint::PLATFORM); }
 
-char* zor_fingerprint_version(void) { return zor::textOf(&ZORFingerPrint::VERSION); }
+char* zor_fingerprint_version(void) { return zor::newTextOf(&ZORFingerPrint::VERSION); }
 
 void zor_fingerprint_free(char* text) { std::free(text); }
