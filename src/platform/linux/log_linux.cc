@@ -2,7 +2,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <ctime>
 
@@ -11,20 +10,23 @@
 namespace zor {
 namespace {
 
-// Writes without the signal that ends a host whose standard error leads to a pipe with no reader.
+// Writes without the signals that would end the host where standard error leads to a pipe without a
+// reader or to a file that may not grow.
 void writeWithoutSignal(int descriptor, const std::string& text) {
-  sigset_t pipeSignal;
   sigset_t pending;
-  sigset_t blocked;
-  sigemptyset(&pipeSignal);
-  sigaddset(&pipeSignal, SIGPIPE);
+  sigset_t ours;
+  sigset_t before;
   ::sigpending(&pending);
-  ::pthread_sigmask(SIG_BLOCK, &pipeSignal, &blocked);
-  const bool broken = ::write(descriptor, text.data(), text.size()) < 0 && errno == EPIPE;
-  const bool isOurs = broken && sigismember(&pending, SIGPIPE) == 0;
+  sigemptyset(&ours);
+  for (const int number : {SIGPIPE, SIGXFSZ}) {
+    if (sigismember(&pending, number) == 0) sigaddset(&ours, number);
+  }
+  ::pthread_sigmask(SIG_BLOCK, &ours, &before);
   const timespec atOnce{};
-  if (isOurs) ::sigtimedwait(&pipeSignal, nullptr, &atOnce);
-  ::pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
+  if (::write(descriptor, text.data(), text.size()) < 0 && (errno == EPIPE || errno == EFBIG)) {
+    ::sigtimedwait(&ours, nullptr, &atOnce);
+  }
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 // "Nov 22 20:31:05 zorfp[1234]: line", as the system logger prints it, on standard error.
