@@ -143,7 +143,9 @@ int LinuxDefaults::commit() {
   const Changes changes = storableChanges();
   if (changes.empty()) return 0;  // Another thread has written ours with its own.
   error = rewrite(*file, changes);
-  if (error == 0 || error == EFBIG) forget(changes);
+  // What is too large for the file would hold up every later change. A limit of this process
+  // (EFBIG) may be lifted.
+  if (error == 0 || error == EOVERFLOW) forget(changes);
   return error;
 }
 
@@ -160,7 +162,7 @@ int LinuxDefaults::rewrite(const std::string& path, const Changes& changes) {
   }
   const auto text = serializeJson(content.values);
   if (!text) return EILSEQ;
-  if (text->size() > kLargestFileBytes) return EFBIG;
+  if (text->size() > kLargestFileBytes) return EOVERFLOW;
   const auto version = versionAt(path);
   // Failing that, the damaged file is replaced.
   if (content.damaged) std::ignore = ::rename(path.c_str(), (path + ".damaged").c_str());

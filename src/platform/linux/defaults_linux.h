@@ -46,7 +46,7 @@ class LinuxDefaults final : public DefaultsPort {
     std::optional<PropertyValue> value;  // Absent: removed.
     std::optional<Json> json;            // `value` for the file; absent for one it cannot hold.
     std::uint64_t number = 0;            // Counts the changes.
-    bool madeUnseen = false;             // The file could not be read: its value goes first.
+    bool madeUnseen = false;             // While the file could not be read: what is there wins.
   };
   using Changes = std::map<std::string, Change>;
 
@@ -84,7 +84,7 @@ class LinuxDefaults final : public DefaultsPort {
   // Guards what follows. Held while the file is read, never while a lock between processes is
   // waited for, a file is written or a line is logged. Nothing is taken under it.
   Mutex _mutex;
-  bool _unreadable ZOR_GUARDED_BY(_mutex) = false;  // For now: at the last look.
+  bool _unreadable ZOR_GUARDED_BY(_mutex) = false;  // At the last look, for want of descriptors.
   bool _located ZOR_GUARDED_BY(_mutex) = false;
   std::optional<std::string> _path ZOR_GUARDED_BY(_mutex);
   std::optional<Version> _version ZOR_GUARDED_BY(_mutex);

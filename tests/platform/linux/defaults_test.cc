@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -201,6 +203,19 @@ TEST(Defaults, AValueThatCouldNotBeSeenIsNotReplacedByOneMadeUpMeanwhile) {
   file.defaults.setObject("other", "value");
   EXPECT_EQ(file.defaults.objectForKey("identifier"), PropertyValue("first"));
   EXPECT_EQ(file.json(), (Json{{"identifier", "first"}, {"other", "value"}}));
+}
+
+TEST(Defaults, AChangeThatTheProcessMayNotWriteHoldsInIt) {
+  DefaultsFile file;
+  EXPECT_EQ(inChildProcess([&] {
+              // The line that tells of it goes to a file, too.
+              ::dup2(::creat(file.folder.file("log").c_str(), 0600), STDERR_FILENO);
+              const rlimit none{0, 0};
+              ::setrlimit(RLIMIT_FSIZE, &none);
+              file.defaults.setObject("key", "value");
+              return file.defaults.objectForKey("key") == PropertyValue("value") ? 0 : 1;
+            }),
+            0);
 }
 
 TEST(Defaults, AChangeThatIsTooLargeHoldsUpNoOther) {
