@@ -3,10 +3,10 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "fingerprint/slot_keys.h"
 #include "literals/literals.h"
 #include "platform/linux/defaults_linux.h"
 #include "platform/ports.h"
+#include "store/slot_keys.h"
 #include "support/text.h"
 
 namespace zor::bench {

@@ -9,19 +9,21 @@
 
 #include "pingback/ZORSecPingbackStore.h"
 #include "platform/ports.h"
+#include "support/json_codec.h"
 #include "support/text.h"
 
 namespace zor::bench {
 namespace {
 
-Json record() {
-  return {{"library", "zorfingerprint"},
-          {"version", "1.1.0"},
-          {"application", "org.example"},
-          {"applicationVersion", "2.5"},
-          {"class", 1},
-          {"type", "request_error"},
-          {"description", "status:0 domain:NSURLErrorDomain code:-1004 text:no route to the host"}};
+ZORValue record() {
+  return ZORValue::dictionary(
+      {{"library", "zorfingerprint"},
+       {"version", "1.1.0"},
+       {"application", "org.example"},
+       {"applicationVersion", "2.5"},
+       {"class", 1},
+       {"type", "request_error"},
+       {"description", "status:0 domain:NSURLErrorDomain code:-1004 text:no route to the host"}});
 }
 
 // A file of records, a little smaller than `sizeBytes`, in a folder of its own.
@@ -31,12 +33,12 @@ class RecordFile {
     std::string pattern = std::filesystem::temp_directory_path() / "zor-bench-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) std::abort();
     _folder = pattern;
-    const std::size_t recordBytes = record().dump().size() + 1;
-    Json records = Json::array();
+    const std::size_t recordBytes = jsonForDisplay(record()).size() + 1;
+    ZORValue records = ZORValue::array();
     while ((records.size() + 2) * recordBytes < static_cast<std::size_t>(sizeBytes)) {
-      records.push_back(record());
+      records.append(record());
     }
-    _content = records.dump();
+    _content = jsonForDisplay(records);
     reset();
   }
   ~RecordFile() { std::filesystem::remove_all(_folder); }
@@ -64,9 +66,9 @@ void Pingback_baseline_parse_serialise_write(benchmark::State& state) {
     state.PauseTiming();
     file.reset();
     state.ResumeTiming();
-    Json records = Json::parse(readAll(file.path()));
-    records.push_back(record());
-    std::ofstream(file.path(), std::ios::binary | std::ios::trunc) << records.dump();
+    ZORValue records = ZORValue::orNull(valueFromJson(readAll(file.path())));
+    records.append(record());
+    std::ofstream(file.path(), std::ios::binary | std::ios::trunc) << jsonForDisplay(records);
   }
 }
 BENCHMARK(Pingback_baseline_parse_serialise_write)->Arg(1000)->Arg(500000);
@@ -76,7 +78,8 @@ void Pingback_baseline_durable_write(benchmark::State& state) {
   const RecordFile file(state.range(0));
   const Data bytes = utf8Bytes(readAll(file.path()));
   for (auto _ : state) {
-    if (!ports().files.writeAtomically(file.path(), bytes)) state.SkipWithError("not written");
+    if (!ports().files.writeAtomically(file.path(), bytes).isSuccess())
+      state.SkipWithError("not written");
   }
 }
 BENCHMARK(Pingback_baseline_durable_write)->Arg(1000)->Arg(500000);

@@ -12,14 +12,13 @@
 
 #include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
-#include "platform/linux/url_loading_linux.h"
 #include "platform/ports.h"
 #include "sandbox/sandbox_service.h"
+#include "session/ZORHttpsURLSession.h"
 #include "support/text.h"
 #include "tests/fakes/fake_ports.h"
 #include "transport/ZORDing.h"
 #include "transport/ZORHTTPDNSManager.h"
-#include "transport/ZORHttpsURLSession.h"
 
 namespace zor::bench {
 namespace {
@@ -34,7 +33,7 @@ class Service {
   Service() {
     if (const auto problem = _service.start()) std::abort();
     ::setenv("SSL_CERT_FILE", _service.caFile().c_str(), 1);
-    _loading = makeLinuxURLLoading({_service.connectTo()});
+    _loading = makeURLLoading({_service.connectTo()});
     // No backup address is ever known, so that a chain ends at the HTTPDNS address.
     _service.script({.route = Route::address}, {.status = 200, .body = "{}"});
     _service.script({.route = Route::backupService}, {.body = R"([{"code":"accept","lists":""}])"});
@@ -56,7 +55,7 @@ Service& service() {
 // The fake machine with real URL loading.
 class Machine {
  public:
-  Machine() : _scope(withURLLoading(ports(), service().loading())) {}
+  Machine() : _scope(ports().with(service().loading())) {}
 
  private:
   testing::FakeMachine _fake;

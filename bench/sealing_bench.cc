@@ -9,10 +9,10 @@
 
 #include "collector/sealed_block.h"
 #include "crypto/request_signature.h"
-#include "fingerprint/dfp_store.h"
-#include "fingerprint/slot_keys.h"
 #include "literals/literals.h"
 #include "platform/ports.h"
+#include "store/dfp_store.h"
+#include "store/slot_keys.h"
 #include "support/text.h"
 
 namespace zor::bench {

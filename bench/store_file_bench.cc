@@ -1,9 +1,11 @@
 // The encrypted store file, beside a plain file of the same size.
 #include <benchmark/benchmark.h>
 
+#include <tuple>
+
 #include "bench/cached_home.h"
-#include "fingerprint/dfp_store.h"
 #include "platform/ports.h"
+#include "store/dfp_store.h"
 #include "support/text.h"
 
 namespace zor::bench {
@@ -15,12 +17,12 @@ constexpr char kSlot[] = "bench";
 Data storedBytes() {
   ownHome();
   dfp_store_write(kSlot, "a-fingerprint-of-the-usual-length-0123456789abcdef");
-  return ports().files.read(storeFilePath().value()).value();
+  return *ports().files.read(storeFilePath().value());
 }
 
 void StoreFile_baseline_plain_read(benchmark::State& state) {
   const std::string path = ownHome().folder() + "/plain";
-  ports().files.writeAtomically(path, storedBytes());
+  std::ignore = ports().files.writeAtomically(path, storedBytes());
   for (auto _ : state) benchmark::DoNotOptimize(ports().files.read(path));
 }
 BENCHMARK(StoreFile_baseline_plain_read);
@@ -37,7 +39,7 @@ void StoreFile_baseline_plain_atomic_replace(benchmark::State& state) {
   const std::string path = ownHome().folder() + "/plain";
   const Data bytes = storedBytes();
   for (auto _ : state) {
-    if (!ports().files.writeAtomically(path, bytes)) state.SkipWithError("not written");
+    if (!ports().files.writeAtomically(path, bytes).isSuccess()) state.SkipWithError("not written");
   }
 }
 BENCHMARK(StoreFile_baseline_plain_atomic_replace)->UseRealTime();

@@ -7,14 +7,11 @@
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
-#include "fingerprint/dfp_cache.h"
+#include "store/dfp_cache.h"
+#include "support/json_codec.h"
 
 namespace zor::cli {
 namespace {
-
-Json numberOrNull(const std::optional<double>& number) {
-  return number && std::isfinite(*number) ? Json(*number) : Json();
-}
 
 // "2026-11-22 20:31:05 UTC"; "-" when absent or beyond what a calendar can show.
 std::string shownTime(const std::optional<double>& secondsSince1970) {
@@ -30,16 +27,17 @@ std::string shownTime(const std::optional<double>& secondsSince1970) {
 }
 
 std::string shownSeconds(const std::optional<double>& seconds) {
-  return seconds ? Json(*seconds).dump() + " s" : "-";
+  return seconds ? jsonForDisplay(*seconds) + " s" : "-";
 }
 
-Json asJson(const CacheState& state) {
-  return {{"present", state.fingerprintPresent},
-          {"valid", state.fingerprintPresent && !state.expired},
-          {"expiry", numberOrNull(state.times.expiry)},
-          {"lifetime", numberOrNull(state.times.lifetime)},
-          {"storedAt", numberOrNull(state.times.storedAt)},
-          {"storeFile", state.storeFilePath ? Json(*state.storeFilePath) : Json()}};
+// A time that is not finite is printed as null.
+ZORValue asJson(const CacheState& state) {
+  return ZORValue::dictionary({{"present", state.fingerprintPresent},
+                               {"valid", state.fingerprintPresent && !state.expired},
+                               {"expiry", ZORValue::orNull(state.times.expiry)},
+                               {"lifetime", ZORValue::orNull(state.times.lifetime)},
+                               {"storedAt", ZORValue::orNull(state.times.storedAt)},
+                               {"storeFile", ZORValue::orNull(state.storeFilePath)}});
 }
 
 }  // namespace

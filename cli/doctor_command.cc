@@ -10,15 +10,16 @@
 #include "cli/terminal.h"
 #include "literals/literals.h"
 #include "platform/ports.h"
+#include "session/ZORHttpsURLSession.h"
+#include "session/trust_decision.h"
 #include "support/url.h"
 #include "transport/ZORDing.h"
 #include "transport/ZORHTTPDNSManager.h"
-#include "transport/ZORHttpsURLSession.h"
 
 namespace zor::cli {
 namespace {
 
-// Judges certificates as the library does and remembers the verdict.
+// Judges certificates as the library does and remembers the decision.
 class JudgingDelegate final : public URLSessionDelegate {
  public:
   explicit JudgingDelegate(std::optional<std::string> acceptHost)
@@ -26,38 +27,28 @@ class JudgingDelegate final : public URLSessionDelegate {
 
   void didReceiveChallenge(const AuthenticationChallenge& challenge,
                            const ChallengeCompletion& completionHandler) override {
-    if (challenge.method != AuthenticationMethod::serverTrust) {
-      return completionHandler(ChallengeDisposition::performDefaultHandling, false);
-    }
-    const TrustEvaluation evaluation = evaluate(*challenge.serverTrust);
-    {
-      const std::lock_guard<std::mutex> lock(_mutex);
-      _evaluation = evaluation;
-    }
-    const bool trusted =
-        evaluation.result == TrustResult::unspecified || evaluation.result == TrustResult::proceed;
-    completionHandler(
-        trusted ? ChallengeDisposition::useCredential : ChallengeDisposition::rejectProtectionSpace,
-        trusted);
+    const TrustDecision decision = decideOnChallenge(challenge, _acceptHost);
+    if (decision.evaluation) remember(decision);
+    answerChallenge(decision, completionHandler);
   }
 
-  // nullopt: no certificate was presented.
-  std::optional<TrustEvaluation> evaluation() {
+  std::string verdict() {
     const std::lock_guard<std::mutex> lock(_mutex);
-    return _evaluation;
+    if (!_decision) return kNonePresented;
+    return _decision->trusted() ? "trusted" : "refused: " + _decision->evaluation->reason;
   }
+
+  static constexpr const char* kNonePresented = "none presented";
 
  private:
-  TrustEvaluation evaluate(ServerTrust& trust) const {
-    if (!trust.setPolicies({TrustPolicy{_acceptHost}})) {
-      return {TrustResult::invalid, "no policy for this name"};
-    }
-    return trust.evaluate().value_or(TrustEvaluation{TrustResult::invalid, "not evaluated"});
+  void remember(const TrustDecision& decision) {
+    const std::lock_guard<std::mutex> lock(_mutex);
+    _decision = decision;
   }
 
   const std::optional<std::string> _acceptHost;
   std::mutex _mutex;
-  std::optional<TrustEvaluation> _evaluation;
+  std::optional<TrustDecision> _decision;
 };
 
 struct Answer {
@@ -87,13 +78,6 @@ struct RouteCheck {
   }
 };
 
-std::string verdictText(const std::optional<TrustEvaluation>& evaluation) {
-  if (!evaluation) return "none presented";
-  const bool trusted =
-      evaluation->result == TrustResult::unspecified || evaluation->result == TrustResult::proceed;
-  return trusted ? "trusted" : "refused: " + evaluation->reason;
-}
-
 // Makes one exchange. `acceptHost`: the name the certificate must be for; absent: any.
 RouteCheck check(const std::string& route, const std::string& url,
                  const std::optional<std::string>& acceptHost) {
@@ -109,13 +93,12 @@ RouteCheck check(const std::string& route, const std::string& url,
     awaited->deliver({response, error});
   });
   const Answer answer = awaited->wait("Trying " + route);
-  return {route, url, answer, verdictText(delegate->evaluation()),
-          std::chrono::steady_clock::now() - start};
+  return {route, url, answer, delegate->verdict(), std::chrono::steady_clock::now() - start};
 }
 
 // The row of a route that could not be tried.
 RouteCheck notTried(const std::string& route, const std::string& reason) {
-  return {route, "", {std::nullopt, ZORError{"", 0, reason}}, verdictText(std::nullopt)};
+  return {route, "", {std::nullopt, ZORError{"", 0, reason}}, JudgingDelegate::kNonePresented};
 }
 
 // As check(); without a URL, for `address` is none, the route ends there.
@@ -200,14 +183,16 @@ std::vector<RouteCheck> checkEveryRoute() {
   return checks;
 }
 
-Json asJson(const RouteCheck& check) {
-  return {{"route", check.route},
-          {"url", check.url},
-          {"reached", check.reached()},
-          {"status", check.reached() ? Json(check.answer.response->statusCode) : Json()},
-          {"milliseconds", check.tried() ? Json(check.duration.count()) : Json()},
-          {"certificate", check.verdict},
-          {"error", check.answer.error ? Json(check.answer.error->localizedDescription) : Json()}};
+ZORValue asJson(const RouteCheck& check) {
+  const auto& [response, error] = check.answer;
+  return ZORValue::dictionary(
+      {{"route", check.route},
+       {"url", check.url},
+       {"reached", check.reached()},
+       {"status", check.reached() ? ZORValue(response->statusCode) : ZORValue()},
+       {"milliseconds", check.tried() ? ZORValue(check.duration.count()) : ZORValue()},
+       {"certificate", check.verdict},
+       {"error", error ? ZORValue(error->localizedDescription) : ZORValue()}});
 }
 
 void printChecks(const std::vector<RouteCheck>& checks) {
@@ -229,10 +214,10 @@ int runDoctor(bool json, HostPorts& host) {
   const std::vector<RouteCheck> checks = checkEveryRoute();
   host.urlLoading().waitUntilIdle(std::chrono::seconds(1));
   bool serviceReached = false;
-  Json list = Json::array();
+  ZORValue list = ZORValue::array();
   for (const RouteCheck& check : checks) {
     serviceReached = serviceReached || (check.leadsToTheService() && check.reached());
-    list.push_back(asJson(check));
+    list.append(asJson(check));
   }
   if (json) {
     printJson(list);

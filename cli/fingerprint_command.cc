@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <thread>
+#include <tuple>
 
 #include "cli/awaited.h"
 #include "cli/commands.h"
@@ -33,18 +34,18 @@ bool isNoReportError(const ZORError& error) {
 
 int exitStatus(const Outcome& outcome) {
   if (outcome.success) return kDone;
-  if (std::holds_alternative<Json>(outcome.error)) return kRefused;
+  if (std::holds_alternative<ZORValue>(outcome.error)) return kRefused;
   const auto* error = std::get_if<ZORError>(&outcome.error);
   return error != nullptr && isNoReportError(*error) ? kFailed : kTransport;
 }
 
 // `domain` and `code` are null where no error of the library or the platform is behind it.
-Json errorAsJson(const Json& domain, const Json& code, const std::string& description) {
-  return {{"domain", domain}, {"code", code}, {"description", description}};
+ZORValue errorAsJson(const ZORValue& domain, const ZORValue& code, const std::string& description) {
+  return ZORValue::dictionary({{"domain", domain}, {"code", code}, {"description", description}});
 }
 
-Json errorAsJson(const ZORFingerprintError& error) {
-  if (const auto* answer = std::get_if<Json>(&error)) return *answer;
+ZORValue errorAsJson(const ZORFingerprintError& error) {
+  if (const auto* answer = std::get_if<ZORValue>(&error)) return *answer;
   if (const auto* known = std::get_if<ZORError>(&error)) {
     return errorAsJson(known->domain, known->code, known->localizedDescription);
   }
@@ -52,7 +53,7 @@ Json errorAsJson(const ZORFingerprintError& error) {
 }
 
 std::string errorForPeople(const ZORFingerprintError& error) {
-  if (const auto* answer = std::get_if<Json>(&error)) {
+  if (const auto* answer = std::get_if<ZORValue>(&error)) {
     return "The service refused: " + shown(*answer);
   }
   if (const auto* known = std::get_if<ZORError>(&error)) {
@@ -64,10 +65,10 @@ std::string errorForPeople(const ZORFingerprintError& error) {
 
 void print(const Outcome& outcome, bool json) {
   if (json) {
-    printJson({{"success", outcome.success},
-               {"fingerprint", outcome.fingerprint},
-               {"cached", outcome.cached},
-               {"error", errorAsJson(outcome.error)}});
+    printJson(ZORValue::dictionary({{"success", outcome.success},
+                                    {"fingerprint", outcome.fingerprint},
+                                    {"cached", outcome.cached},
+                                    {"error", errorAsJson(outcome.error)}}));
   } else if (outcome.success) {
     std::cout << shown(outcome.fingerprint)
               << (outcome.cached ? "  (cached)" : "  (from the service)") << std::endl;
@@ -78,10 +79,11 @@ void print(const Outcome& outcome, bool json) {
 
 int reportNoAnswer(bool json) {
   if (json) {
-    printJson({{"success", false},
-               {"fingerprint", ""},
-               {"cached", false},
-               {"error", errorAsJson(nullptr, nullptr, "no answer in time")}});
+    printJson(
+        ZORValue::dictionary({{"success", false},
+                              {"fingerprint", ""},
+                              {"cached", false},
+                              {"error", errorAsJson(nullptr, nullptr, "no answer in time")}}));
   }
   printDiagnostic("No answer in time.");
   return kNoAnswerInTime;
@@ -113,7 +115,7 @@ int runFingerprint(const FingerprintOptions& options, HostPorts& host) {
   constexpr std::chrono::seconds kForTheBackupAddresses{2};
   host.urlLoading().waitUntilIdle(kForTheBackupAddresses);
   // Reading runs behind the records that wait to be written, so that they reach the file.
-  static_cast<void>(GetPingbackStore()->readStr());
+  std::ignore = GetPingbackStore()->readStr();
   return exitStatus(*outcome);
 }
 

@@ -6,10 +6,10 @@
 #include "cli/exit_status.h"
 #include "cli/kept_values.h"
 #include "cli/terminal.h"
-#include "fingerprint/dfp_store.h"
-#include "fingerprint/slot_keys.h"
 #include "literals/literals.h"
 #include "platform/ports.h"
+#include "store/dfp_store.h"
+#include "store/slot_keys.h"
 
 namespace zor::cli {
 namespace {
@@ -28,7 +28,7 @@ int runVersion(bool json) {
   const std::string version = ZORFingerPrint::VERSION();
   const std::string platform = ZORFingerPrint::PLATFORM();
   if (json) {
-    printJson({{"version", version}, {"platform", platform}});
+    printJson(ZORValue::dictionary({{"version", version}, {"platform", platform}}));
   } else {
     std::cout << "zorfp " << version << " (" << platform << ")" << std::endl;
   }

@@ -1,5 +1,6 @@
 #include <iostream>
 #include <optional>
+#include <utility>
 
 #include "cli/commands.h"
 #include "cli/exit_status.h"
@@ -14,18 +15,17 @@ namespace zor::cli {
 namespace {
 
 // This program's own copy.
-std::optional<PropertyDictionary> localCopy() {
-  const auto stored = ports().defaults.objectForKey(literals::kSharedIdentifierKey.str());
-  if (!stored || stored->dictionary() == nullptr) return std::nullopt;
-  return *stored->dictionary();
+std::optional<ZORValue> localCopy() {
+  auto stored = ports().defaults.objectForKey(literals::kSharedIdentifierKey.str());
+  return stored && stored->isDictionary() ? std::move(stored) : std::nullopt;
 }
 
 bool isChoiceOnDisk(bool optOut) {
   const auto local = localCopy();
-  return local && dateForKey(*local, literals::kSharedOptOutKey.str()).has_value() == optOut;
+  return local && (*local)[literals::kSharedOptOutKey.view()].isDate() == optOut;
 }
 
-PropertyDictionary slotCopy(unsigned index) {
+ZORValue slotCopy(unsigned index) {
   const std::string name = formatText(literals::kSharedSlotNameFormat.view(),
                                       {literals::kSharedSlotPrefix.str(), std::to_string(index)});
   return _OpenUDID::_getDictFromPasteboard(ports().pasteboards.pasteboardWithName(name).get());
@@ -35,9 +35,9 @@ PropertyDictionary slotCopy(unsigned index) {
 // slot will do, for what was adopted or made is what most slots hold.
 bool isIdentifierOnDisk(const std::string& identifier) {
   const std::string key = literals::kSharedIdentifierKey.str();
-  if (const auto local = localCopy(); local && textForKey(*local, key) == identifier) return true;
+  if (const auto local = localCopy(); local && (*local)[key] == identifier) return true;
   for (unsigned index = 0; index < kSharedIdentifierSlots; ++index) {
-    if (textForKey(slotCopy(index), key) == identifier) return true;
+    if (slotCopy(index)[key] == identifier) return true;
   }
   return false;
 }
@@ -61,9 +61,9 @@ bool isKept(const std::string& value, const ZORError& outcome) {
 
 void print(const std::string& value, const ZORError& outcome, bool json) {
   if (json) {
-    return printJson({{"identifier", value},
-                      {"outcome", outcome.code},
-                      {"description", outcome.localizedDescription}});
+    return printJson(ZORValue::dictionary({{"identifier", value},
+                                           {"outcome", outcome.code},
+                                           {"description", outcome.localizedDescription}}));
   }
   std::cout << shown(value) << std::endl;
   if (!hasOutcome(outcome, SharedIdentifierOutcome::consistent)) {

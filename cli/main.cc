@@ -9,6 +9,7 @@
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
+#include "platform/connect_to.h"
 
 namespace zor::cli {
 namespace {
@@ -153,7 +154,7 @@ int run(int argumentCount, char** argumentValues) {
     printDiagnostic("\"" + *wrong + "\" is no redirection of the form HOST:PORT:HOST:PORT.");
     return kWrongUsage;
   }
-  auto& host = *new HostPorts(arguments.connectTo,
+  auto& host = *new HostPorts(makeURLLoading({arguments.connectTo}),
                               arguments.trace ? printExchange : TracedURLLoading::Observer{});
   return command(host);
 }

@@ -2,110 +2,100 @@
 #include <memory>
 #include <optional>
 #include <tuple>
-#include <utility>
 
 #include "cli/awaited.h"
 #include "cli/commands.h"
 #include "cli/exit_status.h"
-#include "cli/pingback_file.h"
 #include "cli/terminal.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
+#include "session/ZORHttpsURLSession.h"
 #include "support/json_codec.h"
-#include "transport/ZORHttpsURLSession.h"
 
 namespace zor::cli {
 namespace {
 
 // The records in the file; an empty array when it holds none or is damaged.
-Json pendingRecords() {
+struct PendingRecords {
+  ZORValue records;
+  Status status;  // Why the file cannot be opened.
+};
+
+PendingRecords pendingRecords() {
   const auto text = GetPingbackStore()->readStr();
-  auto records = text ? parseJson(*text) : std::nullopt;
-  return records && records->is_array() ? *records : Json::array();
+  auto records = text ? valueFromJson(*text) : std::nullopt;
+  return {records && records->isArray() ? *std::move(records) : ZORValue::array(), text.status()};
 }
 
-std::string field(const Json& record, const std::string& key) {
-  const auto found = record.is_object() ? record.find(key) : record.end();
-  return found == record.end() ? "-" : shown(*found);
-}
-
-void printRecords(const Json& records) {
+void printRecords(const ZORValue& records) {
   std::vector<std::vector<std::string>> rows{{"CLASS", "TYPE", "APPLICATION", "DESCRIPTION"}};
-  for (const Json& record : records) {
-    rows.push_back({field(record, literals::kPingbackErrorClassKey.str()),
-                    field(record, literals::kPingbackErrorTypeKey.str()),
-                    field(record, literals::kPingbackApplicationKey.str()) + " " +
-                        field(record, literals::kPingbackApplicationVersionKey.str()),
-                    field(record, literals::kPingbackErrorDescriptionKey.str())});
+  for (const ZORValue& record : records.elements()) {
+    rows.push_back({shown(record[literals::kPingbackErrorClassKey.view()]),
+                    shown(record[literals::kPingbackErrorTypeKey.view()]),
+                    shown(record[literals::kPingbackApplicationKey.view()]) + " " +
+                        shown(record[literals::kPingbackApplicationVersionKey.view()]),
+                    shown(record[literals::kPingbackErrorDescriptionKey.view()])});
   }
   printTable(rows);
 }
 
-// What became of an upload. Response and error are absent unless one was started.
+// What became of an upload.
 struct UploadResult {
-  PingbackUpload start = PingbackUpload::notDue;
   std::size_t recordCount = 0;
-  std::optional<URLResponse> response;
-  std::optional<ZORError> error;
+  bool due = false;
+  PingbackUpload upload;
 
   bool failed() const {
-    return start == PingbackUpload::started && !zor_isRequestSuccess(std::nullopt, response, error);
+    return upload.sent && !zor_isRequestSuccess(std::nullopt, upload.response, upload.error);
   }
 };
 
-using UploadEnd = std::pair<std::optional<URLResponse>, std::optional<ZORError>>;
-
-UploadResult upload() {
-  UploadResult result;
-  result.recordCount = pendingRecords().size();
-  const auto end = std::make_shared<Awaited<UploadEnd>>();
-  result.start =
-      GetPingbackStore()->checkIfNeedUpload([end](const auto& response, const auto& error) {
-        end->deliver({response, error});
-      });
-  if (result.start != PingbackUpload::started) return result;
-  std::tie(result.response, result.error) = end->wait("Uploading the failure records");
-  static_cast<void>(GetPingbackStore()->readStr());  // Runs behind the writes of the outcome.
+UploadResult upload(std::size_t recordCount) {
+  UploadResult result{recordCount, false, {}};
+  const auto end = std::make_shared<Awaited<PingbackUpload>>();
+  result.due = GetPingbackStore()->checkIfNeedUpload(
+      [end](const PingbackUpload& upload) { end->deliver(upload); });
+  if (!result.due) return result;
+  result.upload = end->wait("Uploading the failure records");
+  std::ignore = GetPingbackStore()->readStr();  // Runs behind the writes of the outcome.
   return result;
 }
 
 int exitStatus(const UploadResult& result) {
   if (!result.failed()) return kDone;
   // With an error the answer is not complete, whatever status arrived.
-  return result.response && !result.error ? kRefused : kTransport;
+  return result.upload.response && !result.upload.error ? kRefused : kTransport;
 }
 
 std::string outcomeOf(const UploadResult& result) {
-  switch (result.start) {
-    case PingbackUpload::notDue:
-      return "not due";
-    case PingbackUpload::nothingToSend:
-      return "nothing to send";
-    case PingbackUpload::started:
-      break;
-  }
+  if (!result.due) return "not due";
+  if (!result.upload.sent) return "nothing to send";
   return result.failed() ? "failed" : "sent";
 }
 
-Json failedUploadAsJson(const std::string& problem) {
-  return {{"outcome", "failed"}, {"records", 0}, {"status", nullptr}, {"error", problem}};
+ZORValue failedUploadAsJson(const std::string& problem) {
+  return ZORValue::dictionary(
+      {{"outcome", "failed"}, {"records", 0}, {"status", nullptr}, {"error", problem}});
 }
 
-Json asJson(const UploadResult& result) {
-  return {{"outcome", outcomeOf(result)},
-          {"records", result.recordCount},
-          {"status", result.response ? Json(result.response->statusCode) : Json()},
-          {"error", result.error ? Json(result.error->localizedDescription) : Json()}};
+ZORValue asJson(const UploadResult& result) {
+  const auto& [sent, response, error] = result.upload;
+  return ZORValue::dictionary(
+      {{"outcome", outcomeOf(result)},
+       {"records", result.recordCount},
+       {"status", response ? ZORValue(response->statusCode) : ZORValue()},
+       {"error", error ? ZORValue(error->localizedDescription) : ZORValue()}});
 }
 
 void printForPeople(const UploadResult& result) {
+  const auto& [sent, response, error] = result.upload;
   if (result.failed()) {
-    const int status = result.response ? result.response->statusCode : 0;
-    printDiagnostic("The upload failed: " + (result.error ? result.error->localizedDescription
-                                                          : "status " + std::to_string(status)));
-  } else if (result.start == PingbackUpload::started) {
+    const int status = response ? response->statusCode : 0;
+    printDiagnostic("The upload failed: " +
+                    (error ? error->localizedDescription : "status " + std::to_string(status)));
+  } else if (sent) {
     std::cout << "Uploaded " << result.recordCount << " records." << std::endl;
-  } else if (result.start == PingbackUpload::nothingToSend) {
+  } else if (result.due) {
     std::cout << "Nothing to upload; the time of this look is recorded." << std::endl;
   } else {
     std::cout << "Not due: the last upload was tried less than a day ago." << std::endl;
@@ -113,20 +103,20 @@ void printForPeople(const UploadResult& result) {
 }
 
 // `forPrograms`: what stands in the place of the usual JSON.
-int reportProblem(const std::string& problem, const Json& forPrograms, bool json) {
+int reportProblem(const Status& status, const ZORValue& forPrograms, bool json) {
   if (json) printJson(forPrograms);
-  printDiagnostic(problem);
+  printDiagnostic("The failure records are out of reach: " + status.sentence() + ".");
   return kFailed;
 }
 
 }  // namespace
 
 int runPingbacksShow(bool json) {
-  if (const auto problem = pingbackFileProblem()) return reportProblem(*problem, nullptr, json);
-  const Json records = pendingRecords();
+  const auto [records, status] = pendingRecords();
+  if (!status.isSuccess()) return reportProblem(status, nullptr, json);
   if (json) {
     printJson(records);
-  } else if (records.empty()) {
+  } else if (records.size() == 0) {
     std::cout << "No failure records." << std::endl;
   } else {
     printRecords(records);
@@ -135,11 +125,12 @@ int runPingbacksShow(bool json) {
 }
 
 int runPingbacksUpload(bool json) {
-  // Before the look, which records its time and would have the records wait a day more.
-  if (const auto problem = pingbackFileProblem()) {
-    return reportProblem(*problem, failedUploadAsJson(*problem), json);
+  // Before the upload is tried, which would have the records wait a day more.
+  const auto [records, status] = pendingRecords();
+  if (!status.isSuccess()) {
+    return reportProblem(status, failedUploadAsJson(status.sentence()), json);
   }
-  const UploadResult result = upload();
+  const UploadResult result = upload(records.size());
   if (json) {
     printJson(asJson(result));
   } else {
@@ -149,20 +140,18 @@ int runPingbacksUpload(bool json) {
 }
 
 int runPingbacksClear(bool json) {
-  if (const auto problem = pingbackFileProblem()) {
-    return reportProblem(*problem, Json::object({{"cleared", false}}), json);
+  const auto done = std::make_shared<Awaited<Status>>();
+  GetPingbackStore()->clearFileContent([done](const Status& status) { done->deliver(status); });
+  const Status status = done->wait("Clearing the failure records");
+  if (!status.isSuccess()) {
+    return reportProblem(status, ZORValue::dictionary({{"cleared", false}}), json);
   }
-  GetPingbackStore()->clearFileContent();
-  // Runs behind the clearing. Not the text, which is absent too when the content is no UTF-8.
-  const bool cleared = GetPingbackStore()->fileSize() == 0;
   if (json) {
-    printJson({{"cleared", cleared}});
-  } else if (cleared) {
-    std::cout << "Cleared." << std::endl;
+    printJson(ZORValue::dictionary({{"cleared", true}}));
   } else {
-    printDiagnostic("The file could not be cleared.");
+    std::cout << "Cleared." << std::endl;
   }
-  return cleared ? kDone : kFailed;
+  return kDone;
 }
 
 }  // namespace zor::cli

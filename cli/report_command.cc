@@ -9,20 +9,17 @@ namespace zor::cli {
 namespace {
 
 // Puts what the sealed block holds in its place; false when it cannot be opened.
-bool unseal(Json& report) {
-  Json& sealed = report[literals::kParamSealedBlockKey.str()];
-  const auto opened =
-      sealed.is_string() ? openSealedBlock(sealed.get<std::string>()) : std::nullopt;
-  if (!opened) return false;
-  sealed = *opened;
-  return true;
+bool unseal(ZORValue& report) {
+  const std::string* sealed = report[literals::kParamSealedBlockKey.view()].text();
+  const auto opened = sealed != nullptr ? openSealedBlock(*sealed) : std::nullopt;
+  return opened && report.set(literals::kParamSealedBlockKey.view(), *opened) != nullptr;
 }
 
 // A line for each entry, those of a dictionary below it.
-void addRows(const Json& dictionary, const std::string& indent,
+void addRows(const ZORValue& dictionary, const std::string& indent,
              std::vector<std::vector<std::string>>& rows) {
-  for (const auto& [key, value] : dictionary.items()) {
-    if (value.is_object() && !value.empty()) {
+  for (const auto& [key, value] : dictionary.entries()) {
+    if (value.isDictionary() && value.size() != 0) {
       rows.push_back({indent + shown(key), ""});
       addRows(value, indent + "  ", rows);
     } else {
@@ -43,7 +40,7 @@ const char* outcomeText(EntryOutcome outcome) {
   return "";
 }
 
-Json collect() {
+ZORValue collect() {
   const StandardOutputToError redirected;
   return ZORDataCollector_mac().collect();
 }
@@ -56,13 +53,13 @@ std::vector<EntryAccount> collectAccounts() {
 }
 
 int explain(bool json) {
-  Json list = Json::array();
+  ZORValue list = ZORValue::array();
   std::vector<std::vector<std::string>> rows{{"ENTRY", "OUTCOME", "TIME", "SOURCE"}};
   for (const EntryAccount& account : collectAccounts()) {
-    list.push_back({{"entry", account.entry},
-                    {"outcome", outcomeText(account.outcome)},
-                    {"microseconds", account.microseconds},
-                    {"sources", account.sources}});
+    list.append(ZORValue::dictionary({{"entry", account.entry},
+                                      {"outcome", outcomeText(account.outcome)},
+                                      {"microseconds", account.microseconds},
+                                      {"sources", account.sources}}));
     rows.push_back({account.entry, outcomeText(account.outcome),
                     std::to_string(account.microseconds) + " us",
                     account.sources.empty() ? "the library" : shown(account.sources)});
@@ -79,7 +76,7 @@ int explain(bool json) {
 
 int runReport(const ReportOptions& options) {
   if (options.explain) return explain(options.json);
-  Json report = collect();
+  ZORValue report = collect();
   const bool opened = !options.unseal || unseal(report);
   if (options.json) {
     printJson(report);

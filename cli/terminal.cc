@@ -8,6 +8,7 @@
 #include <iostream>
 #include <utility>
 
+#include "support/json_codec.h"
 #include "support/text.h"
 
 namespace zor::cli {
@@ -63,14 +64,11 @@ void printTable(const std::vector<std::vector<std::string>>& rows) {
   std::cout.flush();
 }
 
-void printJson(const Json& value) {
-  std::cout << value.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
-}
+void printJson(const ZORValue& value) { std::cout << jsonForDisplay(value) << std::endl; }
 
-std::string shown(const Json& value) {
-  if (value.is_null()) return "-";
-  if (value.is_string()) return withoutControlCharacters(value.get<std::string>());
-  return withoutControlCharacters(value.dump(-1, ' ', false, Json::error_handler_t::replace));
+std::string shown(const ZORValue& value) {
+  if (value.isNull()) return "-";
+  return withoutControlCharacters(value.isText() ? *value.text() : jsonForDisplay(value));
 }
 
 void printDiagnostic(const std::string& message) {

@@ -14,11 +14,11 @@ namespace zor::cli {
 void printTable(const std::vector<std::vector<std::string>>& rows);
 
 // Prints one line of compact JSON; ill-formed UTF-8 in it is replaced.
-void printJson(const Json& value);
+void printJson(const ZORValue& value);
 
 // `value` for people: a text as it is (control characters escaped, bytes that are
 // no UTF-8 replaced), null as "-", the rest as JSON.
-std::string shown(const Json& value);
+std::string shown(const ZORValue& value);
 
 // Prints "zorfp: " and `message` on standard error.
 void printDiagnostic(const std::string& message);

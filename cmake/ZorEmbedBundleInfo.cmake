@@ -1,9 +1,9 @@
 # zor_embed_bundle_info(<target> IDENTIFIER <id> VERSION <short version> [BUNDLE_VERSION <number>])
 #
-# Tells the library who the application is: puts a note into the executable <target>, from which the
-# library reads the bundle identifier, CFBundleShortVersionString and CFBundleVersion (<short version>
-# unless given). Linux only; elsewhere the application's bundle says so itself. Works in projects
-# with C or C++ enabled.
+# Tells the library who the application is, by the bundle identifier, CFBundleShortVersionString and
+# CFBundleVersion (<short version> unless given): on Linux by a note in the executable <target>, on
+# macOS by an information list in it. An application bundle on macOS has its own Info.plist and needs
+# no call. Works in projects with C or C++ enabled.
 function(zor_embed_bundle_info target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "IDENTIFIER;VERSION;BUNDLE_VERSION" "")
   if(arg_UNPARSED_ARGUMENTS OR NOT DEFINED arg_IDENTIFIER OR NOT DEFINED arg_VERSION)
@@ -22,6 +22,7 @@ function(zor_embed_bundle_info target)
     endif()
   endforeach()
   if(APPLE)
+    _zor_embed_information_list(${target})
     return()
   endif()
 
@@ -52,4 +53,27 @@ __asm__(
 ]])
   target_sources(${target} PRIVATE ${source})
   set_source_files_properties(${source} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+endfunction()
+
+# The platform reads this section of a program that stands outside a bundle.
+function(_zor_embed_information_list target)
+  set(list ${CMAKE_CURRENT_BINARY_DIR}/${target}_info.plist)
+  file(CONFIGURE OUTPUT ${list} @ONLY CONTENT [[
+<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">
+<dict>
+  <key>CFBundleIdentifier</key>
+  <string>@arg_IDENTIFIER@</string>
+  <key>CFBundleName</key>
+  <string>@target@</string>
+  <key>CFBundleShortVersionString</key>
+  <string>@arg_VERSION@</string>
+  <key>CFBundleVersion</key>
+  <string>@arg_BUNDLE_VERSION@</string>
+</dict>
+</plist>
+]])
+  target_link_options(${target} PRIVATE "LINKER:-sectcreate,__TEXT,__info_plist,${list}")
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${list})
 endfunction()

@@ -1,15 +1,35 @@
-# On a Mac: what the library is built for. Included before project(), where the compiler's target is
-# settled.
+# On a Mac: what the library is built for. arm64 from macOS 11.0, x86-64 from 10.15, or both in one
+# file from 10.15: the compiler itself raises the arm64 half to 11.0. Included before project(), which
+# settles the compiler's target. Where a host's project() did so already, its choice is checked.
 if(NOT CMAKE_HOST_APPLE)
   return()
 endif()
-set(CMAKE_OSX_ARCHITECTURES "x86_64" CACHE STRING "The architecture to build for")
-set(CMAKE_OSX_DEPLOYMENT_TARGET "10.15" CACHE STRING "The oldest macOS to build for")
-if(NOT CMAKE_OSX_ARCHITECTURES STREQUAL "x86_64")
-  message(FATAL_ERROR "zorfingerprint is for x86-64 Macs only; CMAKE_OSX_ARCHITECTURES is "
-                      "\"${CMAKE_OSX_ARCHITECTURES}\" and has to be \"x86_64\".")
+# Empty is the architecture of the machine.
+set(CMAKE_OSX_ARCHITECTURES "$ENV{CMAKE_OSX_ARCHITECTURES}" CACHE STRING
+    "What to build for: arm64, x86_64, or \"arm64;x86_64\"")
+set(zor_architectures ${CMAKE_OSX_ARCHITECTURES})
+if(NOT zor_architectures)
+  cmake_host_system_information(RESULT zor_architectures QUERY OS_PLATFORM)
 endif()
-if(CMAKE_OSX_DEPLOYMENT_TARGET VERSION_LESS "10.15")
-  message(FATAL_ERROR "zorfingerprint needs macOS 10.15 or later; CMAKE_OSX_DEPLOYMENT_TARGET is "
-                      "\"${CMAKE_OSX_DEPLOYMENT_TARGET}\".")
+foreach(architecture IN LISTS zor_architectures)
+  if(NOT architecture MATCHES "^(arm64|x86_64)$")
+    message(FATAL_ERROR "zorfingerprint builds for arm64 and x86_64 Macs; CMAKE_OSX_ARCHITECTURES "
+                        "has \"${architecture}\". Give arm64, x86_64 or \"arm64;x86_64\".")
+  endif()
+endforeach()
+
+set(zor_min_macos 11.0)
+if("x86_64" IN_LIST zor_architectures)
+  set(zor_min_macos 10.15)
+endif()
+set(zor_macos_target ${zor_min_macos})
+if(DEFINED ENV{MACOSX_DEPLOYMENT_TARGET})
+  set(zor_macos_target $ENV{MACOSX_DEPLOYMENT_TARGET})
+endif()
+set(CMAKE_OSX_DEPLOYMENT_TARGET ${zor_macos_target} CACHE STRING "The oldest macOS to build for")
+# Empty in a host's build is the newest system that the compiler knows.
+if(CMAKE_OSX_DEPLOYMENT_TARGET AND CMAKE_OSX_DEPLOYMENT_TARGET VERSION_LESS zor_min_macos)
+  list(JOIN zor_architectures " and " zor_architectures)
+  message(FATAL_ERROR "zorfingerprint for ${zor_architectures} needs macOS ${zor_min_macos} or later; "
+                      "CMAKE_OSX_DEPLOYMENT_TARGET is \"${CMAKE_OSX_DEPLOYMENT_TARGET}\".")
 endif()

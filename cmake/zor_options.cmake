@@ -6,6 +6,8 @@ target_compile_options(zor_options INTERFACE
   $<$<BOOL:${ZOR_WARNINGS_AS_ERRORS}>:-Werror>
   -fvisibility=hidden -fvisibility-inlines-hidden
   -ffunction-sections -fdata-sections ${ZOR_COMPILE_OPTIONS})
+target_compile_definitions(zor_options INTERFACE
+  ZOR_PLATFORM_LITERALS="literals/literals_${ZOR_PLATFORM}.def")
 target_include_directories(zor_options INTERFACE
   ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src ${PROJECT_BINARY_DIR}/generated)
 if(ZOR_SANITIZE)
@@ -19,7 +21,7 @@ if(ZOR_SANITIZE)
       -Wno-restrict)
   endif()
 endif()
-if(NOT APPLE)
+if(ZOR_PLATFORM STREQUAL "linux")
   target_compile_options(zor_options INTERFACE -fno-semantic-interposition)
   target_link_options(zor_options INTERFACE -Wl,--gc-sections)
 endif()
@@ -37,7 +39,7 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 # With ZOR_PRECOMPILE: what most sources of a target include, and the headers given.
 function(zor_precompile target)
   if(ZOR_PRECOMPILE)
-    target_precompile_headers(${target} PRIVATE <nlohmann/json.hpp> ${ARGN} <functional> <map>
+    target_precompile_headers(${target} PRIVATE ${ARGN} <functional> <map>
                               <optional> <string> <vector>)
   endif()
 endfunction()

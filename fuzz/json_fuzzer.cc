@@ -1,7 +1,7 @@
 // Everything that a service or a damaged file can say in JSON.
 #include "fingerprint/fingerprint_request.h"
 #include "fuzz/fuzz_input.h"
-#include "platform/linux/property_json.h"
+#include "platform/linux/filed_values.h"
 #include "support/json_codec.h"
 #include "transport/backup_list.h"
 
@@ -9,12 +9,12 @@ namespace zor::fuzz {
 namespace {
 
 // What was read can be written, and reads as the same value.
-void readsBackAsWritten(const Json& value) {
-  const auto text = serializeJson(value);
+void readsBackAsWritten(const ZORValue& value) {
+  const auto text = jsonFromValue(value);
   require(text.has_value());
-  require(parseJson(*text) == value);
-  const auto property = propertyFromJson(value);
-  if (property) require(propertyFromJson(jsonFromProperty(*property).value()) == property);
+  require(valueFromJson(*text) == value);
+  const auto kept = valueFromFiled(value);
+  if (kept) require(valueFromFiled(filedValue(*kept).value()) == kept);
 }
 
 }  // namespace
@@ -23,7 +23,7 @@ void readsBackAsWritten(const Json& value) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const zor::Data body(bytes, bytes + size);
   const std::string text = zor::fuzz::textOfInput(bytes, size);
-  if (const auto value = zor::parseJson(text)) zor::fuzz::readsBackAsWritten(*value);
+  if (const auto value = zor::valueFromJson(text)) zor::fuzz::readsBackAsWritten(*value);
 
   zor::URLResponse response;
   response.statusCode = 200;

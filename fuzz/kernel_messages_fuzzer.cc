@@ -39,7 +39,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const std::string notes = zor::fuzz::textOfInput(bytes, size);
   for (const std::size_t alignment : {std::size_t{4}, std::size_t{8}}) {
     const auto bundle = zor::bundleInfoFromNotes(notes, alignment);
-    if (bundle) zor::fuzz::require(bundle->info.is_object());
+    if (bundle) zor::fuzz::require(bundle->info.isDictionary());
   }
   return 0;
 }

@@ -9,17 +9,17 @@
 namespace zor::fuzz {
 namespace {
 
-Json parsedArray(const std::string& text) {
-  const auto parsed = parseJson(text);
-  return parsed && parsed->is_array() ? *parsed : Json::array();
+ZORValue parsedArray(const std::string& text) {
+  const auto parsed = valueFromJson(text);
+  return parsed && parsed->isArray() ? *parsed : ZORValue::array();
 }
 
-void continuesAsIfParsed(const std::string& file, const Json& record) {
+void continuesAsIfParsed(const std::string& file, const ZORValue& record) {
   const auto continued = arrayWithRecord(file, record);
   if (!continued) return;
-  Json expected = parsedArray(file);
-  expected.push_back(record);
-  require(parseJson(*continued) == expected);
+  ZORValue expected = parsedArray(file);
+  expected.append(record);
+  require(valueFromJson(*continued) == expected);
 }
 
 }  // namespace
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
 int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   const auto [file, record] = zor::fuzz::halvesOfInput(bytes, size);
   if (!zor::isValidUtf8(file) || !zor::isValidUtf8(record)) return 0;
-  if (zor::isCompactRecordArray(file)) zor::fuzz::require(!zor::fuzz::parsedArray(file).empty());
-  zor::fuzz::continuesAsIfParsed(file, {{"n", 1}, {"text", record}});
+  if (zor::isCompactRecordArray(file)) zor::fuzz::require(zor::fuzz::parsedArray(file).size() != 0);
+  zor::fuzz::continuesAsIfParsed(file, zor::ZORValue::dictionary({{"n", 1}, {"text", record}}));
   return 0;
 }

@@ -1,6 +1,6 @@
 #include "literals/literals.h"
-#include "sandbox/json_text.h"
 #include "sandbox/services.h"
+#include "support/json_codec.h"
 
 namespace zor::sandbox {
 
@@ -23,23 +23,24 @@ ServiceAnswer answerHttpDns(const SandboxSettings& settings, const std::string& 
   const std::string value = httpDnsHeaderValue(addresses);
   answer.headers.emplace_back(literals::kHttpDnsAnswerHeader.str(), value);
   answer.verdict = "asks for " + host + ", gets " + value;
-  answer.details = {{"host", host}, {"addresses", addresses}};
+  answer.details = ZORValue::dictionary({{"host", host}, {"addresses", addresses}});
   return answer;
 }
 
 ServiceAnswer answerBackupList(const SandboxSettings& settings) {
   // The document travels as a text within the answer.
-  const Json document = {{literals::kBackupFirstLevelKey.str(),
-                          {{literals::kBackupSecondLevelKey.str(),
-                            Json::array({Json::object({{literals::kBackupAddressListKey.str(),
-                                                        settings.backupAddresses}})})}}}};
+  const auto entry =
+      ZORValue::dictionary({{literals::kBackupAddressListKey.str(), settings.backupAddresses}});
+  const auto list =
+      ZORValue::dictionary({{literals::kBackupSecondLevelKey.str(), ZORValue::array({entry})}});
+  const auto document = ZORValue::dictionary({{literals::kBackupFirstLevelKey.str(), list}});
   ServiceAnswer answer;
   answer.headers.emplace_back("Content-Type", "application/json");
-  answer.body = compactText(Json::array(
-      {Json::object({{literals::kBackupStatusKey.str(), literals::kBackupStatusExpected.str()},
-                     {literals::kBackupDataKey.str(), compactText(document)}})}));
+  answer.body = jsonForDisplay(ZORValue::array({ZORValue::dictionary(
+      {{literals::kBackupStatusKey.str(), literals::kBackupStatusExpected.str()},
+       {literals::kBackupDataKey.str(), jsonForDisplay(document)}})}));
   answer.verdict = "gets " + std::to_string(settings.backupAddresses.size()) + " backup addresses";
-  answer.details = {{"addresses", settings.backupAddresses}};
+  answer.details = ZORValue::dictionary({{"addresses", settings.backupAddresses}});
   return answer;
 }
 

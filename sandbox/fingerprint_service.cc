@@ -1,8 +1,8 @@
 #include "literals/literals.h"
-#include "sandbox/json_text.h"
 #include "sandbox/service_crypto.h"
 #include "sandbox/services.h"
 #include "sandbox/unsealing.h"
+#include "support/json_codec.h"
 
 namespace zor::sandbox {
 namespace {
@@ -22,14 +22,9 @@ struct FingerprintRequest {
 };
 
 std::optional<FingerprintRequest> readRequest(const std::string& body) {
-  const auto json = readJson(body);
-  if (!json || !json->is_object()) return std::nullopt;
-  const Json& content = *json;
-  const auto text = [&content](std::string_view key) -> std::optional<std::string> {
-    const auto entry = content.find(std::string(key));
-    if (entry == content.end() || !entry->is_string()) return std::nullopt;
-    return entry->get<std::string>();
-  };
+  const auto json = valueFromJson(body);
+  if (!json || !json->isDictionary()) return std::nullopt;
+  const auto text = [&content = *json](std::string_view key) { return content[key].text(); };
   const auto environment = text(literals::kBodyEnvironmentKey.view());
   const auto platform = text(literals::kBodyPlatformKey.view());
   const auto signature = text(literals::kBodySignatureKey.view());
@@ -54,7 +49,8 @@ bool isSigned(const FingerprintRequest& request) {
 ServiceAnswer refusal(int answerStatus, const std::string& reason) {
   ServiceAnswer answer;
   answer.headers.emplace_back("Content-Type", "application/json");
-  answer.body = compactText({{literals::kAnswerStatusKey.str(), answerStatus}, {"reason", reason}});
+  answer.body = jsonForDisplay(
+      ZORValue::dictionary({{literals::kAnswerStatusKey.str(), answerStatus}, {"reason", reason}}));
   answer.verdict = "refused: " + reason;
   return answer;
 }
@@ -70,30 +66,29 @@ std::int64_t millisecondsSince1970(std::chrono::system_clock::time_point time) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
 }
 
-ServiceAnswer issue(const SandboxSettings& settings, const Json& report) {
+ServiceAnswer issue(const SandboxSettings& settings, const ZORValue& report) {
   const auto unsealed = unsealIdentity(report, settings.bundleVersions);
   const std::string fingerprint =
-      sha256Hex("sandbox fingerprint " + compactText(unsealed ? unsealed->identity : report))
+      sha256Hex("sandbox fingerprint " + jsonForDisplay(unsealed ? unsealed->identity : report))
           .substr(0, kFingerprintDigits);
   ServiceAnswer answer;
   answer.headers.emplace_back("Content-Type", "application/json");
-  answer.body =
-      compactText({{literals::kAnswerStatusKey.str(), 0},
-                   {literals::kAnswerDataKey.str(),
-                    {{literals::kAnswerFingerprintKey.str(), fingerprint},
-                     {literals::kAnswerExpiryKey.str(),
-                      millisecondsSince1970(settings.now()) + settings.expirySeconds * 1000},
-                     {literals::kAnswerLifetimeKey.str(), settings.lifetimeSeconds}}}});
-  answer.details = {{"report", report}, {"fingerprint", fingerprint}};
+  const auto data =
+      ZORValue::dictionary({{literals::kAnswerFingerprintKey.str(), fingerprint},
+                            {literals::kAnswerExpiryKey.str(),
+                             millisecondsSince1970(settings.now()) + settings.expirySeconds * 1000},
+                            {literals::kAnswerLifetimeKey.str(), settings.lifetimeSeconds}});
+  answer.body = jsonForDisplay(ZORValue::dictionary(
+      {{literals::kAnswerStatusKey.str(), 0}, {literals::kAnswerDataKey.str(), data}}));
+  answer.details = ZORValue::dictionary({{"report", report}, {"fingerprint", fingerprint}});
   answer.verdict = "signature right, report of " + std::to_string(report.size()) + " entries";
   if (report.size() != kReportEntries) answer.verdict += " (23 expected)";
   if (!unsealed) {
     answer.verdict += ", identity does not open";
     return answer;
   }
-  answer.details["identity"] = unsealed->identity;
-  answer.details["bundleVersion"] =
-      unsealed->bundleVersion ? Json(*unsealed->bundleVersion) : Json(nullptr);
+  answer.details.set("identity", unsealed->identity);
+  answer.details.set("bundleVersion", ZORValue::orNull(unsealed->bundleVersion));
   answer.verdict +=
       ", identity opened with bundle version " + unsealed->bundleVersion.value_or("(none)");
   return answer;
@@ -110,8 +105,8 @@ ServiceAnswer answerFingerprintRequest(const SandboxSettings& settings, const st
   if (!request) return notUnderstood(kBadRequest, "body without the five texts");
   if (!isSigned(*request)) return refusal(kStatusWrongSignature, "the signature is wrong");
   const auto text = decodeBase64(request->environment);
-  const auto report = text ? readJson(*text) : std::nullopt;
-  if (!report || !report->is_object())
+  const auto report = text ? valueFromJson(*text) : std::nullopt;
+  if (!report || !report->isDictionary())
     return refusal(kStatusUnreadableReport, "the report is no JSON in base64");
   return issue(settings, *report);
 }

@@ -7,7 +7,7 @@
 
 #include "collector/report_entries.h"
 #include "literals/literals.h"
-#include "sandbox/json_text.h"
+#include "support/json_codec.h"
 
 namespace zor::sandbox {
 namespace {
@@ -54,38 +54,37 @@ std::string row(const std::string& name, const std::string& value) {
   return "    " + padded(name, kNameColumn) + " " + shortened(value) + "\n";
 }
 
-std::string rowOf(const std::string& name, const Json& value) {
-  return row(name, value.is_string() ? value.get<std::string>() : compactText(value));
+std::string shown(const ZORValue& value) {
+  return value.isText() ? *value.text() : jsonForDisplay(value);
 }
 
-std::string rowsOf(const Json& object) {
+std::string rowsOf(const ZORValue& dictionary) {
   std::string rows;
-  for (const auto& [key, value] : object.items()) rows += rowOf(key, value);
+  for (const auto& [key, value] : dictionary.entries()) rows += row(key, shown(value));
   return rows;
 }
 
 // The report's entries in the order in which the library collects them; the sealed one goes without
 // saying.
-std::string rowsOfReport(const Json& report) {
+std::string rowsOfReport(const ZORValue& report) {
   std::string rows;
-  Json others = report;
-  others.erase(literals::kParamSealedBlockKey.str());
+  ZORValue others = report;
+  others.erase(literals::kParamSealedBlockKey.view());
   for (const ReportEntry& known : reportEntries()) {
-    const auto entry = others.find(known.key);
-    if (entry == others.end()) continue;
-    rows += rowOf(known.key, *entry);
-    others.erase(entry);
+    const ZORValue* entry = others.find(known.key);
+    if (entry == nullptr) continue;
+    rows += row(known.key, shown(*entry));
+    others.erase(known.key);
   }
   return rows + rowsOf(others);
 }
 
-std::string rowsOfRecords(const Json& records) {
+std::string rowsOfRecords(const ZORValue& records) {
   std::string rows;
-  for (const Json& record : records) {
+  for (const ZORValue& record : records.elements()) {
     const auto text = [&record](std::string_view key) {
-      const auto entry = record.is_object() ? record.find(std::string(key)) : record.end();
-      if (entry == record.end()) return std::string("?");
-      return entry->is_string() ? entry->get<std::string>() : compactText(*entry);
+      const ZORValue* entry = record.find(key);
+      return entry != nullptr ? shown(*entry) : "?";
     };
     rows += row("class " + text(literals::kPingbackErrorClassKey.view()) + " " +
                     text(literals::kPingbackErrorTypeKey.view()),
@@ -103,14 +102,20 @@ std::string headLine(std::uint64_t order, std::chrono::system_clock::time_point 
 
 // What both kinds of entry have.
 template <typename Entry>
-Json commonFields(const Entry& entry, const char* kind) {
-  return {{"kind", kind},
-          {"order", entry.order},
-          {"time", timeText(entry.time, false)},
-          {"connection", entry.connection},
-          {"route", routeName(entry.route)},
-          {"localAddress", entry.localAddress},
-          {"serverName", entry.serverName}};
+ZORValue commonFields(const Entry& entry, const char* kind) {
+  return ZORValue::dictionary({{"kind", kind},
+                               {"order", entry.order},
+                               {"time", timeText(entry.time, false)},
+                               {"connection", entry.connection},
+                               {"route", routeName(entry.route)},
+                               {"localAddress", entry.localAddress},
+                               {"serverName", entry.serverName}});
+}
+
+ZORValue headerPairs(const std::vector<Header>& headers) {
+  ZORValue pairs = ZORValue::array();
+  for (const auto& [name, value] : headers) pairs.append(ZORValue::array({name, value}));
+  return pairs;
 }
 
 }  // namespace
@@ -121,14 +126,14 @@ std::string linesForPeople(const Received& request) {
   lines += row("at", request.localAddress + ", host " + request.host +
                          (request.serverName.empty() ? "" : ", TLS name " + request.serverName) +
                          ", body of " + std::to_string(request.body.size()) + " bytes");
-  if (request.details.contains("report")) {
-    lines += "  report\n" + rowsOfReport(request.details["report"]);
-    lines += request.details.contains("identity")
-                 ? "  identity, unsealed\n" + rowsOf(request.details["identity"])
-                 : "  identity stays sealed\n";
+  if (const ZORValue* report = request.details.find("report")) {
+    const ZORValue* identity = request.details.find("identity");
+    lines += "  report\n" + rowsOfReport(*report);
+    lines += identity != nullptr ? "  identity, unsealed\n" + rowsOf(*identity)
+                                 : "  identity stays sealed\n";
   }
-  if (request.details.contains("records")) {
-    lines += "  records\n" + rowsOfRecords(request.details["records"]);
+  if (const ZORValue* records = request.details.find("records")) {
+    lines += "  records\n" + rowsOfRecords(*records);
   }
   lines += "  verdict: " + shortened(request.verdict) + "\n";
   std::string answer = request.status == 0 ? "" : std::to_string(request.status) + " ";
@@ -144,26 +149,26 @@ std::string linesForPeople(const Handshake& handshake) {
 }
 
 std::string lineForPrograms(const Received& request) {
-  Json line = commonFields(request, "request");
-  line["host"] = request.host;
-  line["method"] = request.method;
-  line["target"] = request.target;
-  line["headers"] = request.headers;
-  line["body"] = request.body;
-  line["verdict"] = request.verdict;
-  line["details"] = request.details;
-  line["scripted"] = request.scripted;
-  line["status"] = request.status;
-  line["answer"] = request.answer;
-  return compactText(line);
+  ZORValue line = commonFields(request, "request");
+  line.set("host", request.host);
+  line.set("method", request.method);
+  line.set("target", request.target);
+  line.set("headers", headerPairs(request.headers));
+  line.set("body", request.body);
+  line.set("verdict", request.verdict);
+  line.set("details", request.details);
+  line.set("scripted", request.scripted);
+  line.set("status", request.status);
+  line.set("answer", request.answer);
+  return jsonForDisplay(line);
 }
 
 std::string lineForPrograms(const Handshake& handshake) {
-  Json line = commonFields(handshake, "handshake");
-  line["certificate"] = certificateName(handshake.certificate);
-  line["accepted"] = handshake.accepted;
-  line["problem"] = handshake.problem;
-  return compactText(line);
+  ZORValue line = commonFields(handshake, "handshake");
+  line.set("certificate", certificateName(handshake.certificate));
+  line.set("accepted", handshake.accepted);
+  line.set("problem", handshake.problem);
+  return jsonForDisplay(line);
 }
 
 }  // namespace zor::sandbox

@@ -14,12 +14,12 @@
 #include "sandbox/fault_text.h"
 #include "sandbox/log_lines.h"
 #include "sandbox/sandbox_service.h"
+#include "support/json_codec.h"
 
 namespace {
 
 using zor::sandbox::Fault;
 using zor::sandbox::Handshake;
-using zor::sandbox::Json;
 using zor::sandbox::Received;
 using zor::sandbox::SandboxService;
 using zor::sandbox::SandboxSettings;
@@ -88,16 +88,20 @@ std::string environmentLines(const SandboxService& service) {
 }
 
 std::string readyText(const SandboxService& service) {
-  const Json ready = {{"port", service.port()},
-                      {"ca_file", service.caFile().string()},
-                      {"connect_to", service.connectTo()}};
-  return ready.dump() + "\n";
+  const auto ready = zor::ZORValue::dictionary({{"port", service.port()},
+                                                {"ca_file", service.caFile().string()},
+                                                {"connect_to", service.connectTo()}});
+  return zor::jsonForDisplay(ready) + "\n";
 }
 
 void greet(const SandboxService& service, const SandboxSettings& settings,
            const std::filesystem::path& environmentFile) {
-  std::cout << "Listening on port " << service.port() << " of\n"
-            << "  names             " << joined(settings.nameAddresses) << "\n"
+  if (service.portForEachHost()) {
+    std::cout << "Listening on 127.0.0.1, on a port for each name and address of\n";
+  } else {
+    std::cout << "Listening on port " << service.port() << " of\n";
+  }
+  std::cout << "  names             " << joined(settings.nameAddresses) << "\n"
             << "  bootstrap         " << joined(settings.bootstrapAddresses) << "\n"
             << "  query             " << joined(settings.queryAddresses) << "\n"
             << "  address           " << joined(settings.serviceAddresses) << "\n"

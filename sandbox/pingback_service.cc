@@ -1,25 +1,23 @@
 #include <string_view>
 
 #include "literals/literals.h"
-#include "sandbox/json_text.h"
 #include "sandbox/services.h"
+#include "support/json_codec.h"
 
 namespace zor::sandbox {
 namespace {
 
 // What is wrong with a record; empty: nothing.
-std::string faultOfRecord(const Json& record) {
-  if (!record.is_object()) return "is no object";
+std::string faultOfRecord(const ZORValue& record) {
+  if (!record.isDictionary()) return "is no object";
   for (const std::string_view key :
        {literals::kPingbackLibraryKey.view(), literals::kPingbackLibraryVersionKey.view(),
         literals::kPingbackSystemKey.view(), literals::kPingbackApplicationKey.view(),
         literals::kPingbackApplicationVersionKey.view(), literals::kPingbackFingerprintKey.view(),
         literals::kPingbackErrorTypeKey.view(), literals::kPingbackErrorDescriptionKey.view()}) {
-    const auto entry = record.find(std::string(key));
-    if (entry == record.end() || !entry->is_string()) return "lacks the text " + std::string(key);
+    if (!record[key].isText()) return "lacks the text " + std::string(key);
   }
-  const auto errorClass = record.find(literals::kPingbackErrorClassKey.str());
-  if (errorClass == record.end() || !errorClass->is_number_integer()) return "lacks the class";
+  if (!record[literals::kPingbackErrorClassKey.view()].integer()) return "lacks the class";
   constexpr std::size_t kEntries = 9;
   return record.size() == kEntries ? "" : "has entries beyond the nine";
 }
@@ -39,11 +37,11 @@ ServiceAnswer answerPingback(const std::string& method, const std::string& body)
   }
   const std::string_view prefix = literals::kPingbackBodyPrefix.view();
   if (body.compare(0, prefix.size(), prefix) != 0) return badUpload(kBadRequest, "no prefix");
-  const auto json = readJson(std::string_view(body).substr(prefix.size()));
-  if (!json || !json->is_array()) return badUpload(kBadRequest, "no JSON array");
-  const Json& records = *json;
+  const auto json = valueFromJson(std::string_view(body).substr(prefix.size()));
+  if (!json || !json->isArray()) return badUpload(kBadRequest, "no JSON array");
+  const ZORValue& records = *json;
   ServiceAnswer answer;
-  answer.details = {{"records", records}};
+  answer.details = ZORValue::dictionary({{"records", records}});
   for (std::size_t index = 0; index < records.size(); ++index) {
     const std::string fault = faultOfRecord(records[index]);
     if (fault.empty()) continue;

@@ -121,6 +121,15 @@ std::optional<std::string> RoutingTable::resolvedHost(const std::string& target)
   return _query.read(target);
 }
 
+std::vector<std::string> RoutingTable::hostNames() const {
+  std::vector<std::string> names;
+  for (const UrlParts* url : {&_fingerprint, &_backup, &_pingback, &_bootstrapUrl, &_queryUrl}) {
+    const bool isName = url->host != kPlaceholder && !isIPv4Address(url->host);
+    if (isName && !contains(names, url->host)) names.push_back(url->host);
+  }
+  return names;
+}
+
 std::vector<std::string> RoutingTable::connectTo(std::uint16_t port, bool standardPortOpen) const {
   const std::string own = std::to_string(port);
   std::vector<std::string> entries;

@@ -46,6 +46,9 @@ class RoutingTable {
   // that differs from `port`, and one a profile host that is no loopback name.
   std::vector<std::string> connectTo(std::uint16_t port, bool standardPortOpen) const;
 
+  // The host names of the profile's URLs, the fingerprint service's first.
+  std::vector<std::string> hostNames() const;
+
  private:
   struct Question {  // A target with one hole for the host.
     std::string before;

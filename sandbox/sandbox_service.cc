@@ -1,5 +1,9 @@
 #include "sandbox/sandbox_service.h"
 
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -19,6 +23,7 @@ namespace zor::sandbox {
 namespace {
 
 constexpr std::uint16_t kStandardPort = 443;
+constexpr const char* kEveryMachinesAddress = "127.0.0.1";
 
 // Every address once, in the order of the lists.
 std::vector<std::string> listenAddresses(const SandboxSettings& settings) {
@@ -31,6 +36,17 @@ std::vector<std::string> listenAddresses(const SandboxSettings& settings) {
     }
   }
   return all;
+}
+
+bool isOwnAddress(const std::string& address) {
+  sockaddr_in endpoint{};
+  endpoint.sin_family = AF_INET;
+  ::inet_pton(AF_INET, address.c_str(), &endpoint.sin_addr);
+  const int descriptor = ::socket(AF_INET, SOCK_DGRAM, 0);
+  const bool own =
+      ::bind(descriptor, reinterpret_cast<const sockaddr*>(&endpoint), sizeof endpoint) == 0;
+  if (descriptor >= 0) ::close(descriptor);
+  return own;
 }
 
 // Empty: there is no place for one.
@@ -65,6 +81,10 @@ class SandboxService::Core final : public TlsServerDelegate {
     }
     if (auto problem = prepareFolder(settings->stateFolder)) return problem;
     _server.configure(settings->tlsVersions, settings->sessionTickets);
+    if (settings->portForEachHost ||
+        !std::all_of(addresses.begin(), addresses.end(), isOwnAddress)) {
+      return startOnOneAddress(*settings, addresses);
+    }
     if (auto problem = _server.listen(addresses, settings->port)) return problem;
     if (settings->alsoStandardPort && _server.port() != kStandardPort) {
       standardPortProblem = _server.listen(settings->queryAddresses, kStandardPort);
@@ -135,7 +155,17 @@ class SandboxService::Core final : public TlsServerDelegate {
 
   std::filesystem::path caFile() const { return _folder / "ca.pem"; }
   TlsServer& server() { return _server; }
-  const RoutingTable& routing() const { return _routing; }
+
+  bool portForEachHost() const { return !_standIns.empty(); }
+
+  std::vector<std::string> connectTo() const {
+    if (!portForEachHost()) return _routing.connectTo(_server.port(), standardPortOpen);
+    std::vector<std::string> entries;
+    for (const StandIn& standIn : _standIns) {
+      entries.push_back(standIn.host + "::127.0.0.1:" + std::to_string(standIn.port));
+    }
+    return entries;
+  }
 
   // Set before the start, read afterwards.
   std::function<void(const Received&)> onRequest;
@@ -147,6 +177,21 @@ class SandboxService::Core final : public TlsServerDelegate {
   ReceivedLog log;
 
  private:
+  std::optional<std::string> startOnOneAddress(const SandboxSettings& settings,
+                                               const std::vector<std::string>& addresses) {
+    for (const std::string& name : _routing.hostNames()) {
+      _standIns.push_back({name, kEveryMachinesAddress, name});
+    }
+    for (const std::string& address : addresses) {
+      if (address != kEveryMachinesAddress) _standIns.push_back({address, address, ""});
+    }
+    if (_standIns.empty()) return "there is no name and no address to listen for";
+    _standIns.front().port = settings.port;
+    if (auto problem = _server.listenFor(_standIns)) return problem;
+    _server.run();
+    return std::nullopt;
+  }
+
   Route routeOf(const Connection& connection) const {
     return _routing.ofConnection(connection.localAddress, connection.serverName);
   }
@@ -211,7 +256,8 @@ class SandboxService::Core final : public TlsServerDelegate {
   CertificateAuthority _authority;  // After the start on the server's thread only.
   std::filesystem::path _folder;
   bool _folderIsTemporary = false;
-  TlsServer _server;  // Last: its thread uses all the rest.
+  std::vector<StandIn> _standIns;  // Filled by the start; empty when every address listens.
+  TlsServer _server;               // Last: its thread uses all the rest.
 };
 
 SandboxService::SandboxService(SandboxSettings settings)
@@ -239,9 +285,9 @@ std::optional<std::string> SandboxService::standardPortProblem() const {
   return _core->standardPortProblem;
 }
 
-std::vector<std::string> SandboxService::connectTo() const {
-  return _core->routing().connectTo(port(), _core->standardPortOpen);
-}
+bool SandboxService::portForEachHost() const { return _core->portForEachHost(); }
+
+std::vector<std::string> SandboxService::connectTo() const { return _core->connectTo(); }
 
 void SandboxService::script(const ScriptMatch& match, const Script& script,
                             std::optional<std::uint64_t> uses) {
@@ -272,12 +318,11 @@ AddressCounts SandboxService::counts(const std::string& localAddress) const {
   return _core->log.counts(localAddress);
 }
 
-std::vector<Json> SandboxService::pingbackRecords() const {
-  std::vector<Json> records;
+std::vector<ZORValue> SandboxService::pingbackRecords() const {
+  std::vector<ZORValue> records;
   for (const Received& entry : received(Route::pingback)) {
-    for (const Json& record : entry.details.value("records", Json::array())) {
-      records.push_back(record);
-    }
+    const auto& added = entry.details["records"].elements();
+    records.insert(records.end(), added.begin(), added.end());
   }
   return records;
 }

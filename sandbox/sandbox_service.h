@@ -50,6 +50,9 @@ class SandboxService {
   bool standardPortOpen() const;
   std::optional<std::string> standardPortProblem() const;
 
+  // Whether every name and address has a port of its own, see SandboxSettings.
+  bool portForEachHost() const;
+
   // How a client finds the port: entries in the form of curl's connect-to.
   std::vector<std::string> connectTo() const;
 
@@ -72,7 +75,7 @@ class SandboxService {
   std::vector<Received> received(Route route) const;
   std::vector<Handshake> handshakes() const;
   AddressCounts counts(const std::string& localAddress) const;
-  std::vector<Json> pingbackRecords() const;
+  std::vector<ZORValue> pingbackRecords() const;
   void clearReceived();
 
   // Wait until that many have been kept since the start or clearReceived(); false: out of time.

@@ -2,12 +2,13 @@
 #ifndef ZOR_SANDBOX_SANDBOX_TYPES_H_
 #define ZOR_SANDBOX_SANDBOX_TYPES_H_
 
+#include <ZORFingerPrint/ZORValue.h>
+
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,7 +16,6 @@
 
 namespace zor::sandbox {
 
-using Json = nlohmann::json;
 using Header = std::pair<std::string, std::string>;
 
 // The way by which a request came.
@@ -97,7 +97,7 @@ struct Received {
   std::vector<Header> headers = {};
   std::string body = {};
   std::string verdict = {};  // What the service thinks of it, in words.
-  Json details = {};         // What the service read: "report", "identity", "records", "host".
+  ZORValue details = {};     // What the service read: "report", "identity", "records", "host".
   bool scripted = false;     // Whether a script decided on the answer.
   int status = 0;            // Of the answer; 0: none is given.
   std::string answer = {};   // The answer's body, or in words what happens instead.
@@ -132,6 +132,9 @@ struct SandboxSettings {
 
   std::uint16_t port = 0;         // On every address; 0: one that is free on all of them.
   bool alsoStandardPort = false;  // Also port 443 on the query addresses, where that is permitted.
+  // Instead, on 127.0.0.1 a port for each name and address, `port` for the first name. So it is in
+  // any case on a machine that lacks one of the addresses: macOS has no other one.
+  bool portForEachHost = false;
   std::filesystem::path stateFolder = {};  // Empty: a temporary one, removed at the end.
 
   // Only 127.0.0.0/8. An address may stand in several lists.

@@ -21,7 +21,7 @@ struct ServiceAnswer {
   std::vector<Header> headers = {};
   std::string body = {};
   std::string verdict = {};
-  Json details = {};
+  ZORValue details = {};
 };
 
 // The fingerprint service: checks the signature, reads the report, opens the identity and issues a

@@ -30,6 +30,7 @@ constexpr std::uint64_t kBodyLimitBytes = 64ULL * 1024 * 1024;
 constexpr std::uint32_t kHeaderLimitBytes = 256 * 1024;
 constexpr int kFreePortTries = 100;
 constexpr std::chrono::milliseconds kPauseAfterAcceptError{100};
+constexpr const char* kEveryMachinesAddress = "127.0.0.1";
 
 std::string text(boost::beast::string_view view) { return {view.data(), view.size()}; }
 
@@ -38,10 +39,15 @@ std::string text(boost::beast::string_view view) { return {view.data(), view.siz
 class Session : public std::enable_shared_from_this<Session> {
  public:
   Session(tcp::socket socket, asio::ssl::context& context, TlsServerDelegate& delegate,
-          std::uint64_t id)
-      : _stream(std::move(socket), context), _timer(_stream.get_executor()), _delegate(delegate) {
+          std::uint64_t id, const StandIn& standIn)
+      : _stream(std::move(socket), context),
+        _timer(_stream.get_executor()),
+        _delegate(delegate),
+        _unnamedServer(standIn.serverName) {
     error_code ignored;
     _connection.id = id;
+    _connection.localAddress = standIn.address;
+    if (!standIn.address.empty()) return;
     _connection.localAddress = _stream.next_layer().local_endpoint(ignored).address().to_string();
   }
 
@@ -69,7 +75,7 @@ class Session : public std::enable_shared_from_this<Session> {
 
   void readServerName() {
     const char* name = SSL_get_servername(_stream.native_handle(), TLSEXT_NAMETYPE_host_name);
-    _connection.serverName = name != nullptr ? name : "";
+    _connection.serverName = name != nullptr ? name : _unnamedServer;
   }
 
   void onHandshake(const error_code& error) {
@@ -153,6 +159,7 @@ class Session : public std::enable_shared_from_this<Session> {
   asio::ssl::stream<tcp::socket> _stream;
   asio::steady_timer _timer;
   TlsServerDelegate& _delegate;
+  const std::string _unnamedServer;
   Connection _connection;
   HandshakeAction _action = HandshakeAction::proceed;
   boost::beast::flat_buffer _buffer;
@@ -191,17 +198,30 @@ class TlsServer::Core {
     return "no port is free on every address";
   }
 
+  std::optional<std::string> listenFor(std::vector<StandIn>& standIns) {
+    std::list<Listener> opened;
+    for (StandIn& standIn : standIns) {
+      error_code error;
+      opened.push_back({opener(kEveryMachinesAddress, standIn.port, error), {}});
+      if (error) return problemText(kEveryMachinesAddress, standIn.port, error);
+      standIn.port = opened.back().acceptor.local_endpoint().port();
+      opened.back().standIn = standIn;
+    }
+    keep(opened);
+    return std::nullopt;
+  }
+
   std::uint16_t port() const { return _port; }
 
   void run() {
-    for (auto& acceptor : _acceptors) accept(acceptor);
+    for (auto& listener : _listeners) accept(listener);
     _thread = std::thread([this] { _service.run(); });
   }
 
   void stop() {
     _service.stop();
     if (_thread.joinable()) _thread.join();
-    _acceptors.clear();
+    _listeners.clear();
     for (const auto& weakSession : _sessions) {
       if (const auto session = weakSession.lock()) session->close();
     }
@@ -216,53 +236,70 @@ class TlsServer::Core {
   }
 
  private:
+  struct Listener {
+    tcp::acceptor acceptor;
+    StandIn standIn;  // Empty: connections are as they look.
+  };
+
+  tcp::acceptor opener(const std::string& address, std::uint16_t port, error_code& error) {
+    tcp::acceptor acceptor(_service);
+    const tcp::endpoint endpoint(asio::ip::make_address(address, error), port);
+    if (!error) acceptor.open(endpoint.protocol(), error);
+    if (!error) acceptor.set_option(tcp::acceptor::reuse_address(true), error);
+    if (!error) acceptor.bind(endpoint, error);
+    if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
+    return acceptor;
+  }
+
+  static std::string problemText(const std::string& address, std::uint16_t port,
+                                 const error_code& error) {
+    return address + " port " + std::to_string(port) + ": " + error.message();
+  }
+
   std::pair<std::string, bool> tryToListen(const std::vector<std::string>& addresses,
                                            std::uint16_t port) {
-    std::list<tcp::acceptor> opened;
+    std::list<Listener> opened;
     std::uint16_t common = port;
     for (const std::string& address : addresses) {
       error_code error;
-      const tcp::endpoint endpoint(asio::ip::make_address(address, error), common);
-      tcp::acceptor acceptor(_service);
-      if (!error) acceptor.open(endpoint.protocol(), error);
-      if (!error) acceptor.set_option(tcp::acceptor::reuse_address(true), error);
-      if (!error) acceptor.bind(endpoint, error);
-      if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
+      opened.push_back({opener(address, common, error), {}});
       if (error) {
-        return {address + " port " + std::to_string(common) + ": " + error.message(),
-                error == asio::error::address_in_use};
+        return {problemText(address, common, error), error == asio::error::address_in_use};
       }
-      common = acceptor.local_endpoint().port();
-      opened.push_back(std::move(acceptor));
+      common = opened.back().acceptor.local_endpoint().port();
     }
-    if (_port == 0) _port = common;
-    _acceptors.splice(_acceptors.end(), opened);
+    keep(opened);
     return {"", false};
   }
 
-  void accept(tcp::acceptor& acceptor) {
-    acceptor.async_accept([this, &acceptor](const error_code& error, tcp::socket socket) {
+  void keep(std::list<Listener>& opened) {
+    if (_port == 0 && !opened.empty()) _port = opened.front().acceptor.local_endpoint().port();
+    _listeners.splice(_listeners.end(), opened);
+  }
+
+  void accept(Listener& listener) {
+    listener.acceptor.async_accept([this, &listener](const error_code& error, tcp::socket socket) {
       if (error == asio::error::operation_aborted) return;
-      if (error) return acceptLater(acceptor);
-      startSession(std::move(socket));
-      accept(acceptor);
+      if (error) return acceptLater(listener);
+      startSession(std::move(socket), listener.standIn);
+      accept(listener);
     });
   }
 
   // Without descriptors, for one, the next try would fail at once, and so on without end.
-  void acceptLater(tcp::acceptor& acceptor) {
+  void acceptLater(Listener& listener) {
     const auto pause = std::make_shared<asio::steady_timer>(_service, kPauseAfterAcceptError);
-    pause->async_wait([this, &acceptor, pause](const error_code& cancelled) {
-      if (!cancelled) accept(acceptor);
+    pause->async_wait([this, &listener, pause](const error_code& cancelled) {
+      if (!cancelled) accept(listener);
     });
   }
 
-  void startSession(tcp::socket socket) {
+  void startSession(tcp::socket socket, const StandIn& standIn) {
     // Else the answer waits for the client to acknowledge the end of the handshake, 40 ms.
     error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     const auto session =
-        std::make_shared<Session>(std::move(socket), _context, _delegate, ++_connections);
+        std::make_shared<Session>(std::move(socket), _context, _delegate, ++_connections, standIn);
     _sessions.remove_if([](const auto& known) { return known.expired(); });
     _sessions.push_back(session);
     session->start();
@@ -271,7 +308,7 @@ class TlsServer::Core {
   TlsServerDelegate& _delegate;
   asio::io_context _service{1};
   asio::ssl::context _context{asio::ssl::context::tls_server};
-  std::list<tcp::acceptor> _acceptors;
+  std::list<Listener> _listeners;
   std::list<std::weak_ptr<Session>> _sessions;
   std::uint64_t _connections = 0;
   std::uint16_t _port = 0;
@@ -294,6 +331,10 @@ void TlsServer::configure(TlsVersions versions, bool sessionTickets) {
 std::optional<std::string> TlsServer::listen(const std::vector<std::string>& addresses,
                                              std::uint16_t port) {
   return _core->listen(addresses, port);
+}
+
+std::optional<std::string> TlsServer::listenFor(std::vector<StandIn>& standIns) {
+  return _core->listenFor(standIns);
 }
 
 std::uint16_t TlsServer::port() const { return _core->port(); }

@@ -26,6 +26,15 @@ struct Connection {
   std::optional<Script> script;
 };
 
+// A port of 127.0.0.1 in place of an address that the machine lacks, or of a host name. Connections
+// to it look as if they had come to `address`, and for `serverName` when they name none.
+struct StandIn {
+  std::string host;  // The name or address that clients ask for.
+  std::string address;
+  std::string serverName;
+  std::uint16_t port = 0;  // 0 before it listens: a free one.
+};
+
 struct WireRequest {
   std::string method;
   std::string target;
@@ -74,6 +83,11 @@ class TlsServer {
   // nothing listens. Before run() only.
   std::optional<std::string> listen(const std::vector<std::string>& addresses, std::uint16_t port);
 
+  // Listens for each of `standIns` and sets their ports. Returns what went wrong, then nothing
+  // listens. Before run() only.
+  std::optional<std::string> listenFor(std::vector<StandIn>& standIns);
+
+  // Of the first that listens.
   std::uint16_t port() const;
 
   // Serves on a thread of its own.

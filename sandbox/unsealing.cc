@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "literals/literals.h"
-#include "sandbox/json_text.h"
 #include "sandbox/service_crypto.h"
+#include "support/json_codec.h"
 #include "support/text.h"
 
 namespace zor::sandbox {
@@ -22,26 +22,24 @@ std::uint32_t hashOfUnits(const std::string& text) {
   return hash;
 }
 
-std::optional<std::string> textEntry(const Json& report, std::string_view key) {
-  const auto entry = report.find(std::string(key));
-  if (entry == report.end() || !entry->is_string()) return std::nullopt;
-  return entry->get<std::string>();
+std::optional<std::string> textEntry(const ZORValue& report, std::string_view key) {
+  const std::string* text = report[key].text();
+  return text != nullptr ? std::optional(*text) : std::nullopt;
 }
 
-bool isIdentity(const Json& value) {
-  if (!value.is_object()) return false;
+bool isIdentity(const ZORValue& value) {
   for (const std::string_view key :
        {literals::kSealedFirstInterfaceKey.view(), literals::kSealedSecondInterfaceKey.view(),
         literals::kSealedThirdInterfaceKey.view(), literals::kSealedBluetoothAddressKey.view(),
         literals::kSealedOtherInterfacesKey.view(), literals::kSealedHardwareUUIDKey.view(),
         literals::kSealedSerialNumberKey.view()}) {
-    if (!value.contains(std::string(key))) return false;
+    if (value.find(key) == nullptr) return false;
   }
   return true;
 }
 
 std::vector<std::optional<std::string>> bundleVersionCandidates(
-    const Json& report, const std::map<std::string, std::string>& bundleVersions) {
+    const ZORValue& report, const std::map<std::string, std::string>& bundleVersions) {
   std::vector<std::optional<std::string>> candidates;
   const auto known = bundleVersions.find(
       textEntry(report, literals::kParamBundleIdentifierKey.view()).value_or(""));
@@ -91,7 +89,7 @@ std::string blockKey(const std::optional<std::string>& bundleVersion,
 }
 
 std::optional<UnsealedIdentity> unsealIdentity(
-    const Json& report, const std::map<std::string, std::string>& bundleVersions) {
+    const ZORValue& report, const std::map<std::string, std::string>& bundleVersions) {
   const auto sealed =
       decodeBase64(textEntry(report, literals::kParamSealedBlockKey.view()).value_or(""));
   if (!sealed) return std::nullopt;
@@ -101,7 +99,7 @@ std::optional<UnsealedIdentity> unsealIdentity(
     const auto clear = openZeroFilled(blockKey(bundleVersion, identifier, version),
                                       literals::kSealVector.view(), *sealed);
     if (!clear) continue;
-    const auto identity = readJson(*clear);
+    const auto identity = valueFromJson(*clear);
     if (identity && isIdentity(*identity)) return UnsealedIdentity{*identity, bundleVersion};
   }
   return std::nullopt;

@@ -11,7 +11,7 @@
 namespace zor::sandbox {
 
 struct UnsealedIdentity {
-  Json identity;  // The seven entries.
+  ZORValue identity;  // The seven entries.
   std::optional<std::string>
       bundleVersion;  // With which the key fitted; absent: the host has none.
 };
@@ -29,7 +29,7 @@ std::string blockKey(const std::optional<std::string>& bundleVersion,
 // `bundleVersions` by the report's bundle identifier; then tried as missing, and as equal to the
 // report's own host value.
 std::optional<UnsealedIdentity> unsealIdentity(
-    const Json& report, const std::map<std::string, std::string>& bundleVersions);
+    const ZORValue& report, const std::map<std::string, std::string>& bundleVersions);
 
 }  // namespace zor::sandbox
 

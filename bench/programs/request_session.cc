@@ -5,10 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/url_loading_linux.h"
 #include "platform/ports.h"
+#include "session/ZORHttpsURLSession.h"
 #include "support/url.h"
-#include "transport/ZORHttpsURLSession.h"
 
 namespace zor {
 namespace {
@@ -29,7 +28,7 @@ bool succeeds(const URLRequest& request) {
 
 int main(int argumentCount, char** arguments) {
   if (argumentCount < 2) return EXIT_FAILURE;
-  const auto loading = zor::makeLinuxURLLoading({{arguments + 2, arguments + argumentCount}});
+  const auto loading = zor::makeURLLoading({{arguments + 2, arguments + argumentCount}});
   const zor::ScopedPorts scope(zor::withURLLoading(zor::systemPorts(), *loading));
   zor::URLRequest request;
   request.url = arguments[1];

@@ -14,9 +14,12 @@ class ZOR_EXPORT ZORConfig {
  public:
   // An absolute path of a folder that takes the place of the default one for the store file; it is
   // made when it is needed. What an earlier folder holds is not moved. Not checked: a relative path
-  // follows the working directory at each use. Absent or empty: no change.
+  // follows the working directory at each use. Absent, empty or a null pointer: no change.
   const std::optional<std::string>& storePath() const { return _storePath; }
   void setStorePath(std::optional<std::string> path) { _storePath = std::move(path); }
+  void setStorePath(const char* path) {
+    _storePath = path != nullptr ? std::optional<std::string>(path) : std::nullopt;
+  }
 
  private:
   std::optional<std::string> _storePath;

@@ -18,6 +18,7 @@
 #include <ZORFingerPrint/ZORLog.h>
 #include <ZORFingerPrint/ZORProbes.h>
 #include <ZORFingerPrint/ZORTypes.h>
+#include <ZORFingerPrint/ZORVersion.h>
 
 #include <cstdint>
 #include <functional>

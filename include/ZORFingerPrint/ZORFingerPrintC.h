@@ -7,6 +7,7 @@
 #ifndef ZORFINGERPRINT_ZORFINGERPRINTC_H_
 #define ZORFINGERPRINT_ZORFINGERPRINTC_H_
 
+#include <ZORFingerPrint/ZORVersion.h>
 #include <stdint.h>
 
 #if defined(__GNUC__)

@@ -48,7 +48,7 @@ ZOR_EXPORT std::optional<std::string> getBluetoothAddress();
 // name, vendor number, product number, serial number (keys: kUSBFirstTextKey, kUSBFirstNumberKey,
 // kUSBSecondNumberKey, kUSBSecondTextKey). An absent text is "", an absent number 0. A device that
 // is registered twice is listed twice. Empty without USB; never null.
-ZOR_EXPORT Json getUSBDevices();
+ZOR_EXPORT ZORValue getUSBDevices();
 
 // The system, the processor and this process.
 
@@ -89,7 +89,7 @@ ZOR_EXPORT std::optional<std::string> _getSysInfoByName(const char* name);
 // charge (in the same unit; on Linux percent), state and name (keys: kPowerRecordFirstNumberKey,
 // kPowerRecordSecondNumberKey, kPowerRecordFirstTextKey, kPowerRecordSecondTextKey). An absent
 // number is 0, an absent text "". Absent: there is no battery and no uninterruptible supply.
-ZOR_EXPORT std::optional<Json> getPowerInfo();
+ZOR_EXPORT std::optional<ZORValue> getPowerInfo();
 
 // Environment variables that name the user's paths; those that are not set are left out.
 ZOR_EXPORT std::map<std::string, std::string> getPaths();
@@ -114,7 +114,7 @@ ZOR_EXPORT std::optional<std::vector<std::string>> getDnsServer();
 // access point's address, the signal in dBm (keys: kWiFiNameKey, kWiFiNetworkKey,
 // kWiFiAccessPointKey, kWiFiSignalKey). Both network texts are "" and the signal is 0 when it is
 // not associated. Absent: there is no Wi-Fi interface.
-ZOR_EXPORT std::optional<Json> getWiFiInfo();
+ZOR_EXPORT std::optional<ZORValue> getWiFiInfo();
 
 }  // namespace zor
 

@@ -17,22 +17,22 @@ std::string ZORDataCollector_mac::PLATFORM() { return platformLabel(); }
 
 std::string ZORDataCollector_mac::VERSION() { return versionLabel(); }
 
-Json ZORDataCollector_mac::collect() {
+ZORValue ZORDataCollector_mac::collect() {
   _collect();
   return _params;
 }
 
-Json ZORDataCollector_mac::collectWithAccounts(std::vector<EntryAccount>& accounts) {
+ZORValue ZORDataCollector_mac::collectWithAccounts(std::vector<EntryAccount>& accounts) {
   for (const ReportEntry& entry : reportEntries()) {
-    _params[entry.key] = accountedValue(
-        entry.key, [&entry] { return reportValue(entry); }, accounts);
+    _params.set(entry.key, accountedValue(
+                               entry.key, [&entry] { return reportValue(entry); }, accounts));
   }
   for (EntryAccount& account : sealedBlockAccounts()) accounts.push_back(std::move(account));
   return _params;
 }
 
 void ZORDataCollector_mac::_collect() {
-  for (const ReportEntry& entry : reportEntries()) _params[entry.key] = reportValue(entry);
+  for (const ReportEntry& entry : reportEntries()) _params.set(entry.key, reportValue(entry));
 }
 
 }  // namespace zor

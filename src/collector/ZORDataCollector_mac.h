@@ -29,16 +29,16 @@ class ZORDataCollector_mac {
   // Selector: collect
   // The collected-parameters dictionary: always all 23 entries, null where the machine has no
   // answer. Takes milliseconds; nothing is thrown. A second call overwrites the same entries.
-  Json collect();
+  ZORValue collect();
 
   // As collect(). `accounts` gets one account for each entry, in their order, followed by those of
   // the entries inside the sealed block. Nothing of them is in the dictionary.
-  Json collectWithAccounts(std::vector<EntryAccount>& accounts);
+  ZORValue collectWithAccounts(std::vector<EntryAccount>& accounts);
 
  private:
   void _collect();
 
-  Json _params = Json::object();
+  ZORValue _params = ZORValue::dictionary();
 };
 
 }  // namespace zor

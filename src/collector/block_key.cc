@@ -17,7 +17,7 @@ constexpr const char* kBlockFormatVersion = "1.0.0";
 std::optional<std::string> hostInfoText() {
   const auto value = ports().bundle.infoValue(literals::kBundleVersionKey.str());
   if (!value) return std::nullopt;
-  return value->is_string() ? value->get<std::string>() : serializeJson(*value);
+  return value->isText() ? *value->text() : jsonFromValue(*value);
 }
 
 // What the first pass over the material leaves behind.

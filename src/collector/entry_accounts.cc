@@ -14,20 +14,24 @@ namespace zor {
 namespace {
 
 // Only dictionaries, lists and null can be empty in this sense; "" is a text that is there.
-EntryOutcome outcomeOf(const Json& value, const ProbeTrace& trace) {
-  if (!value.empty()) return EntryOutcome::found;
+bool isAbsent(const ZORValue& value) {
+  return value.isNull() || ((value.isArray() || value.isDictionary()) && value.size() == 0);
+}
+
+EntryOutcome outcomeOf(const ZORValue& value, const ProbeTrace& trace) {
+  if (!isAbsent(value)) return EntryOutcome::found;
   return trace.denied() ? EntryOutcome::notPermitted : EntryOutcome::absent;
 }
 
 // As it stands in the block.
 template <typename Value>
-Json entryOf(const std::optional<Value>& value) {
-  return reportable(orNull(value));
+ZORValue entryOf(const std::optional<Value>& value) {
+  return reportable(ZORValue::orNull(value));
 }
 
 // The accounts of the entries made of the hardware addresses: each that of the common reading, with
 // an outcome of its own.
-void addAddressAccounts(const Json& block, EntryAccount reading,
+void addAddressAccounts(const ZORValue& block, EntryAccount reading,
                         std::vector<EntryAccount>& accounts) {
   const EntryOutcome missing = reading.outcome == EntryOutcome::notPermitted
                                    ? EntryOutcome::notPermitted
@@ -36,18 +40,18 @@ void addAddressAccounts(const Json& block, EntryAccount reading,
        {literals::kSealedFirstInterfaceKey.str(), literals::kSealedSecondInterfaceKey.str(),
         literals::kSealedThirdInterfaceKey.str(), literals::kSealedOtherInterfacesKey.str()}) {
     reading.entry = key;
-    reading.outcome = block.at(key).empty() ? missing : EntryOutcome::found;
+    reading.outcome = isAbsent(block[key]) ? missing : EntryOutcome::found;
     accounts.push_back(reading);
   }
 }
 
 }  // namespace
 
-Json accountedValue(const std::string& entry, const std::function<Json()>& probe,
-                    std::vector<EntryAccount>& accounts) {
+ZORValue accountedValue(const std::string& entry, const std::function<ZORValue()>& probe,
+                        std::vector<EntryAccount>& accounts) {
   const ProbeTrace trace;
   const auto start = std::chrono::steady_clock::now();
-  Json value = probe();
+  ZORValue value = probe();
   const auto time = std::chrono::steady_clock::now() - start;
   accounts.push_back({entry, trace.sources(), outcomeOf(value, trace),
                       std::chrono::duration_cast<std::chrono::microseconds>(time).count()});

@@ -26,8 +26,8 @@ struct EntryAccount {
 
 // Runs `probe`, appends an account of the run to `accounts` and returns the value. Null and empty
 // values count as absent.
-Json accountedValue(const std::string& entry, const std::function<Json()>& probe,
-                    std::vector<EntryAccount>& accounts);
+ZORValue accountedValue(const std::string& entry, const std::function<ZORValue()>& probe,
+                        std::vector<EntryAccount>& accounts);
 
 // One account for each of the seven entries of the sealed block, from reading them again. Entries
 // that are read together (the hardware addresses) each show the time of that reading.

@@ -5,17 +5,17 @@
 #include "collector/ZORDataCollector_mac.h"
 #include "collector/report_values.h"
 #include "collector/sealed_block.h"
-#include "fingerprint/installation_identifier.h"
 #include "literals/literals.h"
 #include "platform/ports.h"
+#include "store/installation_identifier.h"
 #include "udid/_OpenUDID.h"
 
 namespace zor {
 namespace {
 
-Json integritySignal() {
+ZORValue integritySignal() {
   const IntegritySignal signal = ports().integrity.signal();
-  return Json::array({signal.foreignAddress, signal.changedCode});
+  return ZORValue::array({signal.foreignAddress, signal.changedCode});
 }
 
 HardwareIdentity hardwareIdentity() {
@@ -27,8 +27,8 @@ HardwareIdentity hardwareIdentity() {
   return identity;
 }
 
-Json sealedIdentity() {
-  return orNull(
+ZORValue sealedIdentity() {
+  return ZORValue::orNull(
       sealBlock(identityBlock(hardwareIdentity(), ports().network.designatedInterfaces())));
 }
 
@@ -37,38 +37,42 @@ Json sealedIdentity() {
 std::vector<ReportEntry> reportEntries() {
   return {
       {literals::kParamKernelVersionKey.str(),
-       [] { return orNull(ports().system.kernelVersion()); }},
-      {literals::kParamMemorySizeKey.str(), [] { return Json(getMemorySize()); }},
-      {literals::kParamProductNameKey.str(), [] { return orNull(getProductName()); }},
-      {literals::kParamModelKey.str(), [] { return orNull(getModel()); }},
-      {literals::kParamCpuCountKey.str(), [] { return Json(getCpuCount()); }},
-      {literals::kParamCPUBrandKey.str(), [] { return orNull(getCPUBrand()); }},
+       [] { return ZORValue::orNull(ports().system.kernelVersion()); }},
+      {literals::kParamMemorySizeKey.str(), [] { return ZORValue(getMemorySize()); }},
+      {literals::kParamProductNameKey.str(), [] { return ZORValue::orNull(getProductName()); }},
+      {literals::kParamModelKey.str(), [] { return ZORValue::orNull(getModel()); }},
+      {literals::kParamCpuCountKey.str(), [] { return ZORValue(getCpuCount()); }},
+      {literals::kParamCPUBrandKey.str(), [] { return ZORValue::orNull(getCPUBrand()); }},
       {literals::kParamUSBDevicesKey.str(), [] { return getUSBDevices(); }},
       // All bits set, for a file system that does not answer, reads as -1 here.
       {literals::kParamStorageSizeKey.str(),
-       [] { return Json(static_cast<std::int64_t>(getStorageSize())); }},
-      {literals::kParamPowerSourceKey.str(), [] { return orNull(getPowerInfo()); }},
-      {literals::kParamBluetoothNameKey.str(), [] { return orNull(getBluetoothDeviceName()); }},
-      {literals::kParamWiFiKey.str(), [] { return orNull(getWiFiInfo()); }},
-      {literals::kParamSystemVersionKey.str(), [] { return orNull(getSystemVersion()); }},
+       [] { return ZORValue(static_cast<std::int64_t>(getStorageSize())); }},
+      {literals::kParamPowerSourceKey.str(), [] { return ZORValue::orNull(getPowerInfo()); }},
+      {literals::kParamBluetoothNameKey.str(),
+       [] { return ZORValue::orNull(getBluetoothDeviceName()); }},
+      {literals::kParamWiFiKey.str(), [] { return ZORValue::orNull(getWiFiInfo()); }},
+      {literals::kParamSystemVersionKey.str(), [] { return ZORValue::orNull(getSystemVersion()); }},
       {literals::kParamBundleIdentifierKey.str(),
-       [] { return orNull(ports().bundle.bundleIdentifier()); }},
+       [] { return ZORValue::orNull(ports().bundle.bundleIdentifier()); }},
       {literals::kParamBundleValueKey.str(),
-       [] { return orNull(ports().bundle.infoValue(literals::kBundleShortVersionKey.str())); }},
-      {literals::kParamPathsKey.str(), [] { return Json(getPaths()); }},
-      {literals::kParamDnsServersKey.str(), [] { return orNull(getDnsServer()); }},
-      {literals::kParamIPAddressesKey.str(), [] { return Json(getIPAddresses()); }},
+       [] {
+         return ZORValue::orNull(ports().bundle.infoValue(literals::kBundleShortVersionKey.str()));
+       }},
+      {literals::kParamPathsKey.str(), [] { return ZORValue(getPaths()); }},
+      {literals::kParamDnsServersKey.str(), [] { return ZORValue::orNull(getDnsServer()); }},
+      {literals::kParamIPAddressesKey.str(), [] { return ZORValue(getIPAddresses()); }},
       {literals::kParamIntegrityKey.str(), integritySignal},
       {literals::kParamInstallationIdentifierKey.str(),
-       [] { return Json(installationIdentifier()); }},
-      {literals::kParamSharedIdentifierKey.str(), [] { return Json(_OpenUDID::_dfp_value()); }},
-      {literals::kParamPlatformKey.str(), [] { return Json(ZORDataCollector_mac::PLATFORM()); }},
-      {literals::kParamVersionKey.str(), [] { return Json(ZORDataCollector_mac::VERSION()); }},
+       [] { return ZORValue(installationIdentifier()); }},
+      {literals::kParamSharedIdentifierKey.str(), [] { return ZORValue(_OpenUDID::_dfp_value()); }},
+      {literals::kParamPlatformKey.str(),
+       [] { return ZORValue(ZORDataCollector_mac::PLATFORM()); }},
+      {literals::kParamVersionKey.str(), [] { return ZORValue(ZORDataCollector_mac::VERSION()); }},
       {literals::kParamSealedBlockKey.str(), sealedIdentity},
   };
 }
 
-Json reportValue(const ReportEntry& entry) {
+ZORValue reportValue(const ReportEntry& entry) {
   try {
     return reportable(entry.probe());
   } catch (...) {  // Whatever it was, the other entries count.

@@ -12,14 +12,14 @@ namespace zor {
 struct ReportEntry {
   std::string key;
   // Asks the machine; null when it has no answer. Call it through reportValue().
-  Json (*probe)();
+  ZORValue (*probe)();
 };
 
 // All 23, in the order in which the probes run and the entries are written.
 std::vector<ReportEntry> reportEntries();
 
 // The value of an entry as it goes into the report; a probe that fails in any way gives null.
-Json reportValue(const ReportEntry& entry);
+ZORValue reportValue(const ReportEntry& entry);
 
 }  // namespace zor
 

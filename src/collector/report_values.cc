@@ -1,7 +1,5 @@
 #include "collector/report_values.h"
 
-#include <utility>
-
 #include "support/json_codec.h"
 #include "support/text.h"
 
@@ -9,28 +7,30 @@ namespace zor {
 namespace {
 
 // Whether it can be written one level down, as an entry of the report is.
-bool isReportable(const Json& value) {
-  Json report = Json::array();
-  report.push_back(value);
-  return serializeJson(report).has_value();
+bool isReportable(const ZORValue& value) {
+  return jsonFromValue(ZORValue::array({value})).has_value();
 }
 
-void cleanElements(Json& collection) {
-  if (collection.is_object()) {
-    for (auto entry = collection.begin(); entry != collection.end();) {
-      entry = isValidUtf8(entry.key()) ? std::next(entry) : collection.erase(entry);
-    }
+ZORValue withReportableElements(const ZORValue& value) {
+  if (value.isArray()) {
+    ZORValue array = ZORValue::array();
+    for (const ZORValue& element : value.elements()) array.append(reportable(element));
+    return array;
   }
-  for (Json& element : collection) element = reportable(std::move(element));
+  ZORValue dictionary = ZORValue::dictionary();
+  for (const auto& [key, entry] : value.entries()) {
+    if (isValidUtf8(key)) dictionary.set(key, reportable(entry));
+  }
+  return dictionary;
 }
 
 }  // namespace
 
-Json reportable(Json value) {
+ZORValue reportable(ZORValue value) {
   if (isReportable(value)) return value;
-  if (!value.is_structured()) return nullptr;
-  cleanElements(value);
-  return isReportable(value) ? value : Json();
+  if (!value.isArray() && !value.isDictionary()) return nullptr;
+  ZORValue cleaned = withReportableElements(value);
+  return isReportable(cleaned) ? cleaned : nullptr;
 }
 
 }  // namespace zor

@@ -29,27 +29,28 @@ std::optional<Data> cipher(CipherOperation operation, const AesKey& key, const D
 }
 
 // The address of a designated interface; null when there is no such interface.
-Json addressOf(const std::map<std::string, std::string>& addresses,
-               const std::optional<std::string>& interface) {
+ZORValue addressOf(const std::map<std::string, std::string>& addresses,
+                   const std::optional<std::string>& interface) {
   const auto found = interface ? addresses.find(*interface) : addresses.end();
-  return found == addresses.end() ? Json() : Json(found->second);
+  return found == addresses.end() ? ZORValue() : ZORValue(found->second);
 }
 
 }  // namespace
 
-Json identityBlock(const HardwareIdentity& identity, const DesignatedInterfaces& designated) {
+ZORValue identityBlock(const HardwareIdentity& identity, const DesignatedInterfaces& designated) {
   auto others = identity.hardwareAddresses;
-  Json block = Json::object();
-  block[literals::kSealedFirstInterfaceKey.str()] = addressOf(others, designated.first);
-  block[literals::kSealedSecondInterfaceKey.str()] = addressOf(others, designated.second);
-  block[literals::kSealedThirdInterfaceKey.str()] = addressOf(others, designated.third);
-  block[literals::kSealedBluetoothAddressKey.str()] = orNull(identity.bluetoothAddress);
+  ZORValue block = ZORValue::dictionary();
+  block.set(literals::kSealedFirstInterfaceKey.view(), addressOf(others, designated.first));
+  block.set(literals::kSealedSecondInterfaceKey.view(), addressOf(others, designated.second));
+  block.set(literals::kSealedThirdInterfaceKey.view(), addressOf(others, designated.third));
+  block.set(literals::kSealedBluetoothAddressKey.view(),
+            ZORValue::orNull(identity.bluetoothAddress));
   for (const auto& interface : {designated.first, designated.second, designated.third}) {
     if (interface) others.erase(*interface);
   }
-  block[literals::kSealedOtherInterfacesKey.str()] = others;
-  block[literals::kSealedHardwareUUIDKey.str()] = orNull(identity.hardwareUUID);
-  block[literals::kSealedSerialNumberKey.str()] = orNull(identity.serialNumber);
+  block.set(literals::kSealedOtherInterfacesKey.view(), others);
+  block.set(literals::kSealedHardwareUUIDKey.view(), ZORValue::orNull(identity.hardwareUUID));
+  block.set(literals::kSealedSerialNumberKey.view(), ZORValue::orNull(identity.serialNumber));
   return reportable(std::move(block));
 }
 
@@ -60,18 +61,18 @@ std::optional<std::string> sealText(const std::optional<std::string>& json, cons
   return ports().crypto.base64Encode(*sealed);
 }
 
-std::optional<std::string> sealBlock(const Json& block) {
-  return sealText(serializeJson(block), hostBlockKey());
+std::optional<std::string> sealBlock(const ZORValue& block) {
+  return sealText(jsonFromValue(block), hostBlockKey());
 }
 
-std::optional<Json> openSealedBlock(const std::string& text) {
+std::optional<ZORValue> openSealedBlock(const std::string& text) {
   const auto sealed = ports().crypto.base64Decode(text);
   if (!sealed || sealed->empty()) return std::nullopt;
   auto clear = cipher(CipherOperation::decrypt, hostBlockKey(), *sealed);
   if (!clear) return std::nullopt;
   const auto json = textFromUtf8(withoutTrailingZeros(std::move(*clear)));
-  auto block = json ? parseJson(*json) : std::nullopt;
-  return block && block->is_object() ? std::move(block) : std::nullopt;
+  auto block = json ? valueFromJson(*json) : std::nullopt;
+  return block && block->isDictionary() ? std::move(block) : std::nullopt;
 }
 
 }  // namespace zor

@@ -23,17 +23,17 @@ struct HardwareIdentity {
 
 // The seven entries of the block. The addresses of the designated interfaces stand apart, null
 // where there is none, and all others in a dictionary of their own.
-Json identityBlock(const HardwareIdentity& identity, const DesignatedInterfaces& designated);
+ZORValue identityBlock(const HardwareIdentity& identity, const DesignatedInterfaces& designated);
 
 // `json` under AES-128-CBC with its zero fill, as base64. nullopt: no text, or an empty one.
 std::optional<std::string> sealText(const std::optional<std::string>& json, const AesKey& key);
 
 // `block` sealed with the key of this process; nullopt when JSON cannot hold it.
-std::optional<std::string> sealBlock(const Json& block);
+std::optional<std::string> sealBlock(const ZORValue& block);
 
 // What sealBlock() was given, in this process or another of the same host; nullopt when `text` is
 // no such block or the key does not fit.
-std::optional<Json> openSealedBlock(const std::string& text);
+std::optional<ZORValue> openSealedBlock(const std::string& text);
 
 }  // namespace zor
 

@@ -6,14 +6,14 @@
 #include <vector>
 
 #include "collector/ZORDataCollector_mac.h"
-#include "fingerprint/dfp_cache.h"
 #include "fingerprint/fingerprint_request.h"
-#include "fingerprint/installation_identifier.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
 #include "pingback/ZORSecPingbackStore.h"
 #include "platform/log.h"
 #include "platform/ports.h"
+#include "store/dfp_cache.h"
+#include "store/installation_identifier.h"
 #include "support/fork_hooks.h"
 #include "support/guarded_call.h"
 #include "support/json_codec.h"
@@ -49,7 +49,7 @@ FingerprintOutcome judgedOutcome(const std::optional<Data>& body,
 }
 
 std::optional<std::string> environmentReport() {
-  const auto json = serializeJson(ZORDataCollector_mac().collect());
+  const auto json = jsonFromValue(ZORDataCollector_mac().collect());
   if (!json) return std::nullopt;
   return ports().crypto.base64Encode(utf8Bytes(*json));
 }
@@ -85,7 +85,7 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
                        const std::string& fingerprint) ZOR_EXCLUDES(mutext);
 
   // Selector: setFingerprint:
-  void setFingerprint(const Json& data) ZOR_EXCLUDES(mutext);
+  void setFingerprint(const ZORValue& data) ZOR_EXCLUDES(mutext);
 
  private:
   class InstanceRegistry;
@@ -197,7 +197,7 @@ void ZORFingerPrint::Implementation::finish(const FingerprintOutcome& outcome) {
   requestComplete(outcome.success, outcome.error, outcome.fingerprint);
 }
 
-void ZORFingerPrint::Implementation::setFingerprint(const Json& data) {
+void ZORFingerPrint::Implementation::setFingerprint(const ZORValue& data) {
   const LogDeferral lines;
   // Between the look of a caller who finds the cache expired and the clearing that follows it, a
   // fingerprint stored here would be lost.

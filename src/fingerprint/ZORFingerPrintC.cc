@@ -32,8 +32,8 @@ void callBack(zor_fingerprint_callback callback, void* context, bool success,
     shown.domain = known->domain.c_str();
     shown.code = known->code;
     shown.description = known->localizedDescription.c_str();
-  } else if (const auto* refusal = std::get_if<Json>(&error)) {
-    answer = serializeJson(*refusal).value_or("");
+  } else if (const auto* refusal = std::get_if<ZORValue>(&error)) {
+    answer = jsonFromValue(*refusal).value_or("");
     shown.answer = answer.c_str();
   }
   callback(context, success ? 1 : 0, success ? nullptr : &shown, fingerprint.c_str());

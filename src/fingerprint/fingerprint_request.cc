@@ -16,32 +16,25 @@ namespace {
 constexpr double kTimeoutSeconds = 10.0;
 
 std::string requestBody(const std::string& environmentReport) {
-  Json body = Json::object();
-  body[literals::kBodyEnvironmentKey.str()] = environmentReport;
-  body[literals::kBodyPlatformKey.str()] = platformLabel();
-  body[literals::kBodySignatureKey.str()] = calcSignature(environmentReport).value_or("");
-  body[literals::kBodyVersionKey.str()] = versionLabel();
-  body[literals::kBodyFifthKey.str()] = "";
-  return serializeJson(body).value_or("");
+  const auto body = ZORValue::dictionary(
+      {{literals::kBodyEnvironmentKey.str(), environmentReport},
+       {literals::kBodyPlatformKey.str(), platformLabel()},
+       {literals::kBodySignatureKey.str(), calcSignature(environmentReport).value_or("")},
+       {literals::kBodyVersionKey.str(), versionLabel()},
+       {literals::kBodyFifthKey.str(), ""}});
+  return jsonFromValue(body).value_or("");
 }
 
-std::optional<Json> parsedBody(const std::optional<Data>& body) {
+std::optional<ZORValue> parsedBody(const std::optional<Data>& body) {
   if (!body) return std::nullopt;
-  return parseJson(textOf(*body));
+  return valueFromJson(textOf(*body));
 }
 
-// The entry of `value` under `key`; null when there is none or `value` is no dictionary.
-Json entryOf(const Json& value, std::string_view key) {
-  if (!value.is_object()) return nullptr;
-  const auto found = value.find(std::string(key));
-  return found == value.end() ? Json() : *found;
-}
-
-bool isAccepted(const std::optional<Json>& answer) {
+bool isAccepted(const std::optional<ZORValue>& answer) {
   if (!answer) return false;
-  const Json status = entryOf(*answer, literals::kAnswerStatusKey.view());
+  const ZORValue& status = (*answer)[literals::kAnswerStatusKey.view()];
   // To the heritage platform a boolean is a number too, and false equals 0.
-  return (status.is_number() && status == 0) || status == Json(false);
+  return status == 0 || status == false;
 }
 
 FingerprintOutcome transportFailure(int status, const std::optional<ZORError>& error) {
@@ -56,21 +49,21 @@ FingerprintOutcome transportFailure(int status, const std::optional<ZORError>& e
 
 // Deliberate: the answer itself takes the place of an error, so that hosts see the service's
 // reason.
-FingerprintOutcome refusal(int status, const std::optional<Json>& answer) {
+FingerprintOutcome refusal(int status, const std::optional<ZORValue>& answer) {
   FingerprintOutcome outcome;
-  if (answer) outcome.error.emplace<Json>(*answer);
+  if (answer) outcome.error.emplace<ZORValue>(*answer);
   outcome.pingback =
       formatText(literals::kPingbackRequestRefusedFormat.view(),
-                 {std::to_string(status), answer ? serializeJson(*answer) : std::nullopt});
+                 {std::to_string(status), answer ? jsonFromValue(*answer) : std::nullopt});
   return outcome;
 }
 
-FingerprintOutcome acceptance(const Json& answer) {
+FingerprintOutcome acceptance(const ZORValue& answer) {
   FingerprintOutcome outcome;
   outcome.success = true;
-  outcome.data = entryOf(answer, literals::kAnswerDataKey.view());
-  const Json fingerprint = entryOf(outcome.data, literals::kAnswerFingerprintKey.view());
-  if (fingerprint.is_string()) outcome.fingerprint = fingerprint.get<std::string>();
+  outcome.data = answer[literals::kAnswerDataKey.view()];
+  const std::string* text = outcome.data[literals::kAnswerFingerprintKey.view()].text();
+  if (text != nullptr) outcome.fingerprint = *text;
   return outcome;
 }
 

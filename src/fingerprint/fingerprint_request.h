@@ -15,7 +15,7 @@ namespace zor {
 URLRequest fingerprintRequest(const std::string& environmentReport);
 
 // What an exchange with the service came to.
-// NOLINTNEXTLINE(bugprone-exception-escape): moving a Json does not throw.
+// NOLINTNEXTLINE(bugprone-exception-escape): moving a ZORValue does not throw.
 struct FingerprintOutcome {
   bool success = false;
   // Nothing on success; also when the status alone was wrong, or the answer was no JSON. Else the
@@ -23,7 +23,7 @@ struct FingerprintOutcome {
   ZORFingerprintError error;
   // The data object of a success, of whatever kind the service sent it, and the fingerprint in it;
   // "" when that is no text.
-  Json data;
+  ZORValue data;
   std::string fingerprint;
   // The description of a failure that is to be reported.
   std::optional<std::string> pingback;

@@ -3,6 +3,8 @@
 #ifndef ZOR_LITERALS_LITERALS_H_
 #define ZOR_LITERALS_LITERALS_H_
 
+#include <ZORFingerPrint/ZORVersion.h>
+
 #include "literals/hidden_text.h"
 
 namespace zor::literals {

@@ -2,11 +2,11 @@
 
 #include <mutex>
 
-#include "fingerprint/slot_keys.h"
 #include "literals/labels.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
 #include "platform/ports.h"
+#include "store/slot_keys.h"
 #include "support/text.h"
 
 namespace zor {
@@ -26,8 +26,7 @@ const std::string* keep(const std::optional<std::string>& text) {
 
 std::optional<std::string> infoText(BundlePort& bundle, const std::string& key) {
   const auto value = bundle.infoValue(key);
-  if (!value || !value->is_string()) return std::nullopt;
-  return value->get<std::string>();
+  return value && value->isText() ? std::optional(*value->text()) : std::nullopt;
 }
 
 void capture(BundlePort& bundle) {
@@ -61,11 +60,12 @@ ZORSecPingback::ZORSecPingback(std::int64_t error, std::optional<std::string> ty
                                std::optional<std::string> desc)
     : _s_d(storedFingerprint()), _s_e(error), _s_et(std::move(type)), _s_ed(std::move(desc)) {}
 
-std::optional<Json> ZORSecPingback::toDictionary() const {
-  Json record = {{literals::kPingbackFingerprintKey.str(), entry(_s_d)},
-                 {literals::kPingbackErrorClassKey.str(), _s_e},
-                 {literals::kPingbackErrorTypeKey.str(), entry(_s_et)},
-                 {literals::kPingbackErrorDescriptionKey.str(), entry(_s_ed)}};
+std::optional<ZORValue> ZORSecPingback::toDictionary() const {
+  auto record =
+      ZORValue::dictionary({{literals::kPingbackFingerprintKey.str(), entry(_s_d)},
+                            {literals::kPingbackErrorClassKey.str(), _s_e},
+                            {literals::kPingbackErrorTypeKey.str(), entry(_s_et)},
+                            {literals::kPingbackErrorDescriptionKey.str(), entry(_s_ed)}});
   const std::pair<std::string, const std::string*> environment[] = {
       {literals::kPingbackLibraryKey.str(), _dfp_sdk},
       {literals::kPingbackLibraryVersionKey.str(), _dfp_s_v},
@@ -74,7 +74,7 @@ std::optional<Json> ZORSecPingback::toDictionary() const {
       {literals::kPingbackApplicationVersionKey.str(), _dfp_s_av}};
   for (const auto& [key, value] : environment) {
     if (value == nullptr) return std::nullopt;
-    record[key] = wellFormedUtf8(*value);
+    record.set(key, wellFormedUtf8(*value));
   }
   return record;
 }

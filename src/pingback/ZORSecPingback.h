@@ -40,7 +40,7 @@ class ZORSecPingback {
   // The nine entries, built anew: texts, the absent ones "", and the class as an integer. Bytes
   // that are no UTF-8 show as U+FFFD. nullopt when one of the five values above is missing: a
   // record without its application is not written.
-  std::optional<Json> toDictionary() const;
+  std::optional<ZORValue> toDictionary() const;
 
   // Hands this record to the shared store; the write happens later, on the store's queue.
   void send() const;

@@ -1,6 +1,7 @@
 #include "pingback/ZORSecPingbackStore.h"
 
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <tuple>
 #include <utility>
@@ -9,11 +10,12 @@
 #include "pingback/ZORSecPingback.h"
 #include "pingback/error_texts.h"
 #include "pingback/record_array.h"
+#include "platform/lock_wait.h"
 #include "platform/log.h"
 #include "platform/ports.h"
+#include "session/ZORHttpsURLSession.h"
 #include "support/fork_hooks.h"
 #include "support/text.h"
-#include "transport/ZORHttpsURLSession.h"
 
 namespace zor {
 namespace {
@@ -22,12 +24,14 @@ constexpr double kSecondsBetweenUploads = 86400.0;
 constexpr double kUploadTimeoutSeconds = 10.0;
 constexpr std::uint64_t kUploadAttempts = 1;
 constexpr std::int64_t kUploadErrorClass = 2;
+// No host waits for the queue that waits this long.
+constexpr std::chrono::seconds kMaxLockWait{5};
 
 // Closes the file at the end of a scope, whatever happens in it.
 class OpenFile {
  public:
   explicit OpenFile(ZORSecFileUti& file) : _file(file) { _file.open(); }
-  ~OpenFile() { _file.close(); }
+  ~OpenFile() { std::ignore = _file.close(); }
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
 
@@ -35,7 +39,7 @@ class OpenFile {
   ZORSecFileUti& _file;
 };
 
-void appendRecord(ZORSecFileUti& file, const Json& record) {
+void appendRecord(ZORSecFileUti& file, const ZORValue& record) {
   const auto text = arrayWithRecord(file.readToTheEndOfFile(), record);
   if (!text || text->size() >= kPingbackFileLimitBytes) return;
   // Deliberate order: where the append refuses, for too little free space, the file stays empty and
@@ -51,7 +55,7 @@ std::string uploadTimeKey() {
 double lastUploadTime() {
   const auto stored = ports().defaults.objectForKey(uploadTimeKey());
   if (!stored) return 0;
-  if (const double* number = stored->number()) return *number;
+  if (const auto number = stored->number()) return *number;
   return stored->text() != nullptr ? doubleValue(*stored->text()) : 0;
 }
 
@@ -137,8 +141,8 @@ std::shared_ptr<ZORSecPingbackStore> ZORSecPingbackStore::create(
 
 ZORSecPingbackStore::ZORSecPingbackStore(Private, std::shared_ptr<ZORSecFileUti> file)
     : _file(std::move(file)),
-      _file_io(literals::kPingbackQueueLabel.str(), 1),
-      _urlSession(ZORHttpsURLSession::create()) {}
+      _urlSession(ZORHttpsURLSession::create()),
+      _file_io(literals::kPingbackQueueLabel.str(), 1) {}
 
 void ZORSecPingbackStore::surviveFork() {
   holdOverFork(ForkRank::pingback, _fileMutex);
@@ -155,25 +159,31 @@ void ZORSecPingbackStore::onQueueAndWait(const OperationQueue::Operation& operat
 }
 
 // Only on `_file_io`.
-void ZORSecPingbackStore::onOpenFile(const FileOperation& operation) {
+Status ZORSecPingbackStore::onOpenFile(const FileOperation& operation) {
   const LogDeferral deferral;
   const MutexLock lock(_fileMutex);
   const OpenFile open(*_file);
   operation(*_file);
+  return _file->close();
 }
 
 // As onOpenFile, for what changes the file: other applications of the user, and other processes of
 // this one, wait until it is closed again. Only on `_file_io`.
-void ZORSecPingbackStore::onLockedFile(const FileOperation& operation) {
+Status ZORSecPingbackStore::onLockedFile(const FileOperation& operation) {
   const LogDeferral deferral;
-  const auto processLock = ports().files.lockBeside(_file->fullPath());
-  onOpenFile(operation);
+  // Of many changes that wait for a process which has stopped, only the first waits long.
+  const LockWaitBudget budget(_lockIsStuck ? kMaxLockWaitOfCall : kMaxLockWait);
+  const LockAttempt attempt = ports().files.lockBeside(_file->fullPath());
+  _lockIsStuck = attempt.status.isBusy();
+  if (_lockIsStuck) return attempt.status;
+  return onOpenFile(operation);
 }
 
-void ZORSecPingbackStore::writeDictionary(const std::optional<Json>& dictionary, bool async) {
-  if (!dictionary || !dictionary->is_object() || dictionary->empty()) return;
+void ZORSecPingbackStore::writeDictionary(const std::optional<ZORValue>& dictionary, bool async) {
+  if (!dictionary || !dictionary->isDictionary() || dictionary->size() == 0) return;
   const auto write = [this, record = *dictionary] {
-    onLockedFile([&record](ZORSecFileUti& file) { appendRecord(file, record); });
+    // Nobody waits for the outcome: a record that cannot be kept is lost.
+    std::ignore = onLockedFile([&record](ZORSecFileUti& file) { appendRecord(file, record); });
   };
   if (async) {
     _file_io.addOperation(write);
@@ -182,46 +192,55 @@ void ZORSecPingbackStore::writeDictionary(const std::optional<Json>& dictionary,
   }
 }
 
-std::optional<std::string> ZORSecPingbackStore::readStr() {
+Reading<std::string> ZORSecPingbackStore::readStr() {
   std::optional<std::string> text;
-  onQueueAndWait([this, &text] {
-    onOpenFile([&text](ZORSecFileUti& file) { text = file.readToTheEndOfFile(); });
+  Status status;
+  onQueueAndWait([this, &text, &status] {
+    status = onOpenFile([&text](ZORSecFileUti& file) { text = file.readToTheEndOfFile(); });
   });
-  return text;
+  return text ? Reading<std::string>(*text) : status;
 }
 
-void ZORSecPingbackStore::clearFileContent() {
-  _file_io.addOperation([this] { onLockedFile([](ZORSecFileUti& file) { file.clearContent(); }); });
+void ZORSecPingbackStore::clearFileContent(const std::function<void(const Status& status)>& done) {
+  _file_io.addOperation([this, done] {
+    const Status status = onLockedFile([](ZORSecFileUti& file) { file.clearContent(); });
+    if (done) done(status);
+  });
 }
 
 std::uint64_t ZORSecPingbackStore::fileSize() {
   std::uint64_t size = 0;
-  onQueueAndWait(
-      [this, &size] { onOpenFile([&size](ZORSecFileUti& file) { size = file.size(); }); });
+  onQueueAndWait([this, &size] {
+    std::ignore = onOpenFile([&size](ZORSecFileUti& file) { size = file.size(); });
+  });
   return size;
 }
 
-PingbackUpload ZORSecPingbackStore::checkIfNeedUpload(const PingbackUploadCompletion& completion) {
+bool ZORSecPingbackStore::checkIfNeedUpload(const PingbackUploadCompletion& completion) {
   const double now = ports().clock.secondsSince1970();
-  if (!isPingbackUploadDue(now, lastUploadTime())) return PingbackUpload::notDue;
+  if (!isPingbackUploadDue(now, lastUploadTime())) return false;
   // Deliberate: the time is recorded before anything is sent. An upload that is never answered, and
   // an empty file, wait a day too.
   storeUploadTime(shortestDecimal(now));
-  const auto text = readStr();
-  if (!text || text->empty()) return PingbackUpload::nothingToSend;
-  startUpload(*text, completion);
-  return PingbackUpload::started;
+  // Not on the caller's thread: writes that are queued before may wait for another process.
+  _file_io.addOperation([this, completion] { startUpload(completion); });
+  return true;
 }
 
-void ZORSecPingbackStore::startUpload(const std::string& text,
-                                      const PingbackUploadCompletion& completion) {
-  _urlSession->performRequest(uploadRequest(text), kUploadAttempts,
-                              [weakSelf = weak_from_this(), units = utf16Length(text), completion](
+// Only on `_file_io`.
+void ZORSecPingbackStore::startUpload(const PingbackUploadCompletion& completion) {
+  const auto text = readStr();
+  if (!text || text->empty()) {
+    if (completion) completion({});
+    return;
+  }
+  _urlSession->performRequest(uploadRequest(*text), kUploadAttempts,
+                              [weakSelf = weak_from_this(), units = utf16Length(*text), completion](
                                   const auto& body, const auto& response, const auto& error) {
                                 const auto self = weakSelf.lock();
                                 if (!self) return;
                                 self->finishUpload(units, body, response, error);
-                                if (completion) completion(response, error);
+                                if (completion) completion({true, response, error});
                               });
 }
 

@@ -12,10 +12,11 @@
 #include <optional>
 #include <string>
 
-#include "pingback/ZORSecFileUti.h"
+#include "files/ZORSecFileUti.h"
 #include "platform/operation_queue.h"
 #include "platform/url_loading_port.h"
 #include "support/mutex.h"
+#include "support/status.h"
 
 namespace zor {
 
@@ -31,21 +32,19 @@ bool isPingbackUploadDue(double now, double lastUpload);
 // Whether a text of that many UTF-16 units is dropped when its upload fails.
 bool isPingbackTextTooLargeToKeep(std::size_t utf16Units);
 
-// What checkIfNeedUpload() did.
-enum class PingbackUpload {
-  notDue,         // Nothing; try again later.
-  nothingToSend,  // Recorded the time; the file is empty.
-  started,        // The outcome comes later.
+// What became of an upload that was due, after the store has dealt with it.
+struct PingbackUpload {
+  bool sent = false;  // False: the file is empty, or cannot be opened.
+  std::optional<URLResponse> response;
+  std::optional<ZORError> error;
 };
-
-// Response and error of an upload, after the store has dealt with them.
-using PingbackUploadCompletion = std::function<void(const std::optional<URLResponse>& response,
-                                                    const std::optional<ZORError>& error)>;
+using PingbackUploadCompletion = std::function<void(const PingbackUpload& upload)>;
 
 // Keeps records in one file: a JSON array, compact, in UTF-8, oldest record first.
 //
 // Threads:   callable from any; the file is touched on the store's own serial queue alone.
-// Processes: share the file; each change is made under a lock between processes and as a whole.
+// Processes: share the file; each change is made under a lock between processes and as a whole. A
+//            change for which the lock cannot be had within five seconds is dropped.
 // Lifetime:  destroying the store finishes what is queued. An upload in flight holds it weakly.
 class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPingbackStore> {
   struct Private {};
@@ -63,24 +62,26 @@ class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPing
   // reach kPingbackFileLimitBytes, or that JSON cannot hold. Content that is no JSON array is
   // replaced. With too little free space all records are lost, the file is left empty.
   // With `async` the call returns at once, else when it is done.
-  void writeDictionary(const std::optional<Json>& dictionary, bool async);
+  void writeDictionary(const std::optional<ZORValue>& dictionary, bool async);
 
-  // The whole file; nullopt when it is empty. Waits for the writes queued before.
-  std::optional<std::string> readStr();
+  // The whole file; nothing when it is empty or not UTF-8, and the status where it cannot be
+  // opened. Waits for the writes queued before.
+  Reading<std::string> readStr();
 
-  // Empties the file; returns at once.
-  void clearFileContent();
+  // Empties the file; returns at once. `done`, which may be empty, is called on the store's queue.
+  void clearFileContent(const std::function<void(const Status& status)>& done = {});
 
   // The file's size in bytes. Waits for the writes queued before.
   std::uint64_t fileSize();
 
-  // Uploads the file when more than a day has passed since the last time that was tried; waits for
-  // the writes queued before, not for the network. `completion` may be empty; it is called once
-  // when the upload has ended, on the transport's queue, unless the store is gone by then.
+  // Uploads the file when more than a day has passed since the last time that was tried, and says
+  // whether that is so; the writes queued before come first. Returns at once. `completion` may be
+  // empty; it is called once when it is over, on a queue of the library, unless nothing was due or
+  // the store is gone by then.
   //
   // Success (status 200, no error) empties the file. A failure keeps it unless it is too large, is
   // itself recorded, and makes the next call try again.
-  PingbackUpload checkIfNeedUpload(const PingbackUploadCompletion& completion = {});
+  bool checkIfNeedUpload(const PingbackUploadCompletion& completion = {});
 
   // Keeps the store usable in the child of a fork. Once, and only for a store never destroyed.
   void surviveFork();
@@ -89,9 +90,9 @@ class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPing
   using FileOperation = std::function<void(ZORSecFileUti& file)>;
 
   void onQueueAndWait(const OperationQueue::Operation& operation);
-  void onOpenFile(const FileOperation& operation);
-  void onLockedFile(const FileOperation& operation);
-  void startUpload(const std::string& text, const PingbackUploadCompletion& completion);
+  Status onOpenFile(const FileOperation& operation);
+  Status onLockedFile(const FileOperation& operation);
+  void startUpload(const PingbackUploadCompletion& completion);
   void finishUpload(std::size_t utf16Units, const std::optional<Data>& body,
                     const std::optional<URLResponse>& response,
                     const std::optional<ZORError>& error);
@@ -100,8 +101,9 @@ class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPing
   // other lock of the library but those of the ports is taken under it.
   Mutex _fileMutex;
   const std::shared_ptr<ZORSecFileUti> _file;
-  OperationQueue _file_io;  // Serial.
+  bool _lockIsStuck = false;  // Only on `_file_io`: the last wait for the lock was in vain.
   const std::shared_ptr<ZORHttpsURLSession> _urlSession;
+  OperationQueue _file_io;  // Serial. The last member: what is queued uses the others.
 };
 
 // The store of this process, over the file in the user's library folder. Made at the first call and

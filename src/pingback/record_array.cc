@@ -91,13 +91,13 @@ class Reader {
 };
 
 // The records of a file; none of one that is damaged or not ours.
-Json recordsIn(const std::optional<std::string>& text) {
+ZORValue recordsIn(const std::optional<std::string>& text) {
   auto parsed = ZORJsonHelper::zorsec_objectFromJSONStringWithStr(text);
-  if (!parsed || !parsed->is_array()) return Json::array();
+  if (!parsed || !parsed->isArray()) return ZORValue::array();
   return std::move(*parsed);
 }
 
-std::optional<std::string> arrayText(const Json& records) {
+std::optional<std::string> arrayText(const ZORValue& records) {
   const auto bytes = ZORJsonHelper::zorsec_JSONDataWithArray(records);
   if (!bytes) return std::nullopt;
   return std::string(bytes->begin(), bytes->end());
@@ -111,15 +111,13 @@ bool isCompactRecordArray(std::string_view text) {
 }
 
 std::optional<std::string> arrayWithRecord(const std::optional<std::string>& text,
-                                           const Json& record) {
+                                           const ZORValue& record) {
   if (!text || !isCompactRecordArray(*text)) {
-    Json records = recordsIn(text);
-    records.push_back(record);
+    ZORValue records = recordsIn(text);
+    records.append(record);
     return arrayText(records);
   }
-  Json added = Json::array();
-  added.push_back(record);
-  const auto addition = arrayText(added);
+  const auto addition = arrayText(ZORValue::array({record}));
   if (!addition) return std::nullopt;
   return text->substr(0, text->size() - 1) + "," + addition->substr(1);
 }

@@ -16,7 +16,7 @@ namespace zor {
 // A text that is surely as this function writes it is not parsed but continued, which makes an
 // append to a large file several times cheaper.
 std::optional<std::string> arrayWithRecord(const std::optional<std::string>& text,
-                                           const Json& record);
+                                           const ZORValue& record);
 
 // Whether `text`, which is valid UTF-8, is a JSON array of at least one record in compact form,
 // where a record is a dictionary of texts and whole numbers of at most 18 digits, with no other

@@ -18,7 +18,7 @@ class BundlePort {
   virtual std::optional<std::string> bundleIdentifier() = 0;
 
   // What the info dictionary holds under `key`, a text in practice; nullopt when there is nothing.
-  virtual std::optional<Json> infoValue(const std::string& key) = 0;
+  virtual std::optional<ZORValue> infoValue(const std::string& key) = 0;
 };
 
 }  // namespace zor

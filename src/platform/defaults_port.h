@@ -2,10 +2,10 @@
 #ifndef ZOR_PLATFORM_DEFAULTS_PORT_H_
 #define ZOR_PLATFORM_DEFAULTS_PORT_H_
 
+#include <ZORFingerPrint/ZORValue.h>
+
 #include <optional>
 #include <string>
-
-#include "support/property_value.h"
 
 namespace zor {
 
@@ -16,9 +16,10 @@ class DefaultsPort {
  public:
   virtual ~DefaultsPort() = default;
 
-  // nullopt: nothing is stored, or a value of a kind that is not a PropertyValue.
-  virtual std::optional<PropertyValue> objectForKey(const std::string& key) = 0;
-  virtual void setObject(const std::string& key, const PropertyValue& value) = 0;
+  // A text, a number, a date, a dictionary of such values, or one of the other kinds that a
+  // platform keeps. nullopt: nothing is stored, or a kind that it does not keep.
+  virtual std::optional<ZORValue> objectForKey(const std::string& key) = 0;
+  virtual void setObject(const std::string& key, const ZORValue& value) = 0;
   virtual void removeObject(const std::string& key) = 0;
 };
 

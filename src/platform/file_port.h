@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 
+#include "support/status.h"
+
 namespace zor {
 
 // A file opened for reading and writing. What is written between two calls of synchronize() reaches
@@ -23,14 +25,19 @@ class FileHandle {
   virtual Data read(std::uint64_t offsetBytes, std::uint64_t lengthBytes) = 0;
   virtual void append(const Data& data) = 0;
   virtual void truncate() = 0;
-  // Puts the changes on the disk. False: they could not be kept, and the file is as it was.
-  virtual bool synchronize() = 0;
+  // Puts the changes on the disk. Where they cannot be kept, the file is as it was.
+  virtual Status synchronize() = 0;
 };
 
 // Holds other processes off while it lives; see FilePort::lockBeside.
 class FileLock {
  public:
   virtual ~FileLock() = default;
+};
+
+struct LockAttempt {
+  std::unique_ptr<FileLock> lock;  // Null: it is not held, for the reason in `status`.
+  Status status;
 };
 
 // Marks for a new file; a platform without such a mark ignores it.
@@ -51,26 +58,26 @@ class FilePort {
 
   // Whether something, of whatever kind, is at `path`; a dangling link counts.
   virtual bool exists(const std::string& path) = 0;
-  // The whole content. nullopt: not there, not readable, no regular file, or over 16 MiB.
-  virtual std::optional<Data> read(const std::string& path) = 0;
-  // Creates the directory and those above it, for this user only. True: it is there now.
-  virtual bool createDirectories(const std::string& path) = 0;
-  // Creates an empty file, readable by this user only. True: it was created.
-  virtual bool createFile(const std::string& path, const FileAttributes& attributes) = 0;
-  // Replaces the content as one change; true when it is on the disk, else the file is as it was.
+  // The whole content. What is no regular file, or has over 16 MiB, is unusable.
+  virtual Reading<Data> read(const std::string& path) = 0;
+  // Creates the directory and those above it, for this user only. Success: it is there now.
+  virtual Status createDirectories(const std::string& path) = 0;
+  // Creates an empty file, readable by this user only. Success: it was created.
+  virtual Status createFile(const std::string& path, const FileAttributes& attributes) = 0;
+  // Replaces the content as one change; success when it is on the disk, else the file is as it was.
   // A symbolic link at `path` is replaced, not followed.
-  virtual bool writeAtomically(const std::string& path, const Data& data) = 0;
-  // Null: not there, no regular file (a symbolic link is none), or not permitted. A file over 16
-  // MiB, which the library never writes, counts as empty: the first change replaces it.
-  virtual std::unique_ptr<FileHandle> openForUpdating(const std::string& path) = 0;
-  // Keeps the file out of backups. What went wrong, for people; nullopt when nothing did, also on a
-  // platform that has no such mark.
-  virtual std::optional<std::string> excludeFromBackup(const std::string& path) = 0;
+  virtual Status writeAtomically(const std::string& path, const Data& data) = 0;
+  // What is no regular file (a symbolic link is none) is unusable. A file over 16 MiB, which the
+  // library never writes, counts as empty: the first change replaces it.
+  virtual Reading<std::unique_ptr<FileHandle>> openForUpdating(const std::string& path) = 0;
+  // Keeps the file out of backups; success also on a platform that has no such mark.
+  virtual Status excludeFromBackup(const std::string& path) = 0;
   // Bytes available to this user on the volume that holds `path`; nullopt when it does not answer.
   virtual std::optional<std::uint64_t> freeBytes(const std::string& path) = 0;
-  // Waits until no other process (and no other thread) holds the lock that belongs to `path`, and
-  // takes it. Null: no lock can be had there (a read-only folder); the caller goes on without.
-  virtual std::unique_ptr<FileLock> lockBeside(const std::string& path) = 0;
+  // Takes the lock that belongs to `path`; no other process and no other thread holds it then.
+  // Waits as long as the thread's LockWaitBudget allows. Without it the caller decides whether to
+  // go on: what it writes is whole all the same.
+  virtual LockAttempt lockBeside(const std::string& path) = 0;
 };
 
 // `directory` and `name` joined by exactly one "/".

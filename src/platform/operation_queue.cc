@@ -44,7 +44,7 @@ void OperationQueue::addOperation(Operation operation) {
     operation = std::move(_waiting.back());
     _waiting.pop_back();
   }
-  callIgnoringExceptions(operation);
+  runQueueOperation(std::move(operation));
 }
 
 void OperationQueue::prepare() {
@@ -101,8 +101,8 @@ void OperationQueue::runWorker() {
       _waiting.pop_front();
       ++_running;
     }
-    callIgnoringExceptions(operation);
-    operation = nullptr;  // What it captured goes before the queue counts as idle.
+    // What it captured goes before the queue counts as idle.
+    runQueueOperation(std::exchange(operation, nullptr));
     const MutexLock lock(_mutex);
     --_running;
     if (_waiting.empty() && _running == 0) _ranEmpty.notifyAll();

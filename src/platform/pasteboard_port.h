@@ -2,14 +2,14 @@
 #ifndef ZOR_PLATFORM_PASTEBOARD_PORT_H_
 #define ZOR_PLATFORM_PASTEBOARD_PORT_H_
 
-#include <ZORFingerPrint/ZORTypes.h>
+#include <ZORFingerPrint/ZORValue.h>
 
 #include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 
-#include "support/property_value.h"
+#include "support/status.h"
 
 namespace zor {
 
@@ -22,11 +22,10 @@ class Pasteboard {
  public:
   virtual ~Pasteboard() = default;
 
-  // nullopt: it holds nothing under that type. A concurrent writer's value is seen whole or not
-  // at all.
-  virtual std::optional<Data> dataForType(const std::string& type) = 0;
-  // Replaces what it holds under that type. False: it could not be kept.
-  virtual bool setData(const Data& data, const std::string& type) = 0;
+  // What it holds under that type. A concurrent writer's value is seen whole or not at all.
+  virtual Reading<Data> dataForType(const std::string& type) = 0;
+  // Replaces what it holds under that type.
+  virtual Status setData(const Data& data, const std::string& type) = 0;
 };
 
 // Callable from any thread.
@@ -44,11 +43,12 @@ class ArchivePort {
  public:
   virtual ~ArchivePort() = default;
 
-  // nullopt: the dictionary holds a text that is no UTF-8.
-  virtual std::optional<Data> archivedData(const PropertyDictionary& dictionary) = 0;
-  // nullopt: no archive, a damaged one, or one of something else than a dictionary. Entries of
-  // kinds that are not PropertyValue are left out.
-  virtual std::optional<PropertyDictionary> unarchivedDictionary(const Data& data) = 0;
+  // `dictionary` is one that the user defaults could keep. nullopt: a text in it is not valid
+  // UTF-8.
+  virtual std::optional<Data> archivedData(const ZORValue& dictionary) = 0;
+  // nullopt: not an archive, a damaged one, or one of anything but a dictionary. Entries of kinds
+  // that the user defaults do not keep are left out.
+  virtual std::optional<ZORValue> unarchivedDictionary(const Data& data) = 0;
 };
 
 }  // namespace zor

@@ -14,13 +14,6 @@ const PortSet& ports() {
   return replacement != nullptr ? *replacement : systemPorts();
 }
 
-PortSet withURLLoading(const PortSet& ports, URLLoadingPort& urlLoading) {
-  return {ports.registry,    ports.powerSources, ports.system, ports.network,
-          ports.wifi,        ports.integrity,    ports.bundle, ports.defaults,
-          ports.pasteboards, ports.archive,      ports.files,  ports.crypto,
-          ports.clock,       ports.random,       ports.log,    urlLoading};
-}
-
 ScopedPorts::ScopedPorts(const PortSet& replacement)
     : _replacement(replacement), _previous(replacementPorts.exchange(&_replacement)) {}
 

@@ -2,6 +2,8 @@
 #ifndef ZOR_PLATFORM_PORTS_H_
 #define ZOR_PLATFORM_PORTS_H_
 
+#include <type_traits>
+
 #include "platform/bundle_port.h"
 #include "platform/clock_port.h"
 #include "platform/crypto_port.h"
@@ -38,6 +40,10 @@ struct PortSet {
   RandomPort& random;
   LogPort& log;
   URLLoadingPort& urlLoading;
+
+  // The same set but for `port`, which takes the place of the one of its kind.
+  template <typename Replacement>
+  PortSet with(Replacement& port) const;
 };
 
 // The ports of this machine, made at the first call and never destroyed. Defined by the backend.
@@ -45,9 +51,6 @@ const PortSet& systemPorts();
 
 // The ports in use: systemPorts() unless a ScopedPorts is alive. Callable from any thread.
 const PortSet& ports();
-
-// The same ports but for the URL loading, as a program with redirections of its own needs them.
-PortSet withURLLoading(const PortSet& ports, URLLoadingPort& urlLoading);
 
 // Replaces the ports in use for its lifetime; for programs with settings of their own and for
 // tests. Not to be made or destroyed while other threads use the library; scopes nest.
@@ -62,6 +65,21 @@ class ScopedPorts {
   const PortSet _replacement;
   const PortSet* const _previous;
 };
+
+template <typename Replacement>
+PortSet PortSet::with(Replacement& port) const {
+  const auto replaced = [&port](auto& current) -> auto& {
+    if constexpr (std::is_convertible_v<Replacement*, decltype(&current)>) {
+      return static_cast<decltype(current)>(port);
+    } else {
+      return current;
+    }
+  };
+  return {replaced(registry),    replaced(powerSources), replaced(system), replaced(network),
+          replaced(wifi),        replaced(integrity),    replaced(bundle), replaced(defaults),
+          replaced(pasteboards), replaced(archive),      replaced(files),  replaced(crypto),
+          replaced(clock),       replaced(random),       replaced(log),    replaced(urlLoading)};
+}
 
 }  // namespace zor
 

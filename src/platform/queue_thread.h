@@ -2,6 +2,7 @@
 #ifndef ZOR_PLATFORM_QUEUE_THREAD_H_
 #define ZOR_PLATFORM_QUEUE_THREAD_H_
 
+#include <functional>
 #include <string>
 
 namespace zor {
@@ -15,6 +16,11 @@ enum class QualityOfService : int {
 // Names the calling thread and applies `qualityOfService` where the platform has such a class.
 // Failures are ignored: both are hints. Defined by the platform's backend.
 void prepareQueueThread(const std::string& name, QualityOfService qualityOfService);
+
+// Runs `operation`, dropping what it throws, and releases what it captured. On macOS in an
+// autorelease pool of its own: what a host's callback autoreleases goes when the callback is over.
+// Defined by the platform's backend.
+void runQueueOperation(std::function<void()> operation);
 
 }  // namespace zor
 

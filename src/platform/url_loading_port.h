@@ -127,9 +127,9 @@ class URLSessionDelegate {
   virtual ~URLSessionDelegate() = default;
   // Selector: URLSession:didReceiveChallenge:completionHandler:
   // Calls `completionHandler` once, before it returns; an empty one is not called. Called for every
-  // connection and again before each request that is to be written on a connection opened earlier:
-  // on the session's queue on macOS, on a thread of the loader on Linux, where the handshake waits
-  // for the answer.
+  // connection and again before each request that is to be written on a connection opened earlier,
+  // on a thread of the loader, where nothing of the host runs and the handshake waits for the
+  // answer.
   virtual void didReceiveChallenge(const AuthenticationChallenge& challenge,
                                    const ChallengeCompletion& completionHandler) = 0;
 };
@@ -151,6 +151,18 @@ class URLLoadingPort {
   virtual std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate> delegate,
                                                     OperationQueue& queue) = 0;
 };
+
+// Settings of a loader that a program makes for itself.
+struct URLLoadingOptions {
+  // Connection overrides in the form HOST:PORT:CONNECT-HOST:CONNECT-PORT. An empty part matches
+  // anything (left) or leaves it unchanged (right). URL, Host header and certificate checks are
+  // unaffected.
+  std::vector<std::string> connectTo;
+};
+
+// A loader with `options`, which also trusts the roots in the file that SSL_CERT_FILE names. Never
+// null. Sessions and their tasks may outlive it. Defined by the backend; callable from any thread.
+std::unique_ptr<URLLoadingPort> makeURLLoading(URLLoadingOptions options);
 
 }  // namespace zor
 

@@ -2,6 +2,7 @@
 #ifndef ZOR_SUPPORT_ASCII_H_
 #define ZOR_SUPPORT_ASCII_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -12,6 +13,16 @@ inline bool isDigit(char character) { return character >= '0' && character <= '9
 
 inline bool isLetter(char character) {
   return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
+}
+
+inline char lowered(char character) {
+  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
+                                              : character;
+}
+
+inline bool equalsIgnoringCase(std::string_view left, std::string_view right) {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](char a, char b) { return lowered(a) == lowered(b); });
 }
 
 // The value of a hexadecimal digit of either case; nullopt for any other character.

@@ -1,10 +1,11 @@
-// JSON text to values and back, with the library's own strictness. The one place that calls the
-// JSON library's parser and writer, so that none of its exceptions escapes.
+// JSON text to values and back, with the library's own strictness. The one place that knows a JSON
+// library, so that none of its types and exceptions escapes. Callable from any thread.
 #ifndef ZOR_SUPPORT_JSON_CODEC_H_
 #define ZOR_SUPPORT_JSON_CODEC_H_
 
-#include <ZORFingerPrint/ZORTypes.h>
+#include <ZORFingerPrint/ZORValue.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,14 +15,24 @@ namespace zor {
 // Deepest nesting of arrays and dictionaries that is read or written.
 constexpr int kDeepestJsonNesting = 512;
 
-// Parses one JSON text in UTF-8, top-level scalars included. nullopt: not JSON, ill-formed UTF-8, a
-// number beyond a double's range, or nesting deeper than kDeepestJsonNesting. A repeated key keeps
-// its last value. Callable from any thread; nothing is thrown.
-std::optional<Json> parseJson(std::string_view text);
+// A text with more brackets and commas than this is refused: it may hold as many values. A hostile
+// answer of 16 MiB could otherwise take over a gigabyte; this many values take some 200 MB while
+// they are read. The services' own answers have a few dozen.
+constexpr std::size_t kMaxJsonValues = 1'000'000;
 
-// Writes `value` compactly in UTF-8. nullopt: ill-formed UTF-8 in a text, NaN or an infinity,
-// binary, or nesting deeper than kDeepestJsonNesting.
-std::optional<std::string> serializeJson(const Json& value);
+// The value of one JSON text in UTF-8, top-level scalars included. An integer that does not fit 64
+// bits is a real number; a repeated key keeps its last value. nullopt: not JSON, ill-formed UTF-8,
+// a NUL, a number beyond a double's range, nesting deeper than kDeepestJsonNesting, more values
+// than kMaxJsonValues, or memory ran out. Nothing is thrown.
+std::optional<ZORValue> valueFromJson(std::string_view text);
+
+// `value` as compact JSON in UTF-8. nullopt: ill-formed UTF-8 in a text or key, NaN, an infinity,
+// data, a date, nesting deeper than kDeepestJsonNesting, or memory ran out. Nothing is thrown.
+std::optional<std::string> jsonFromValue(const ZORValue& value);
+
+// The same for people and logs, who get something of every value: ill-formed bytes become U+FFFD,
+// and what JSON has no form for becomes null.
+std::string jsonForDisplay(const ZORValue& value);
 
 }  // namespace zor
 

@@ -5,10 +5,10 @@
 
 #include "literals/literals.h"
 #include "platform/ports.h"
+#include "session/ZORHttpsURLSession.h"
 #include "support/fork_hooks.h"
 #include "support/url.h"
 #include "transport/ZORHTTPDNSManager.h"
-#include "transport/ZORHttpsURLSession.h"
 #include "transport/backup_list.h"
 #include "transport/failure_pingback.h"
 

@@ -7,12 +7,12 @@
 
 #include "literals/literals.h"
 #include "platform/ports.h"
+#include "session/ZORHttpsURLSession.h"
 #include "support/error_codes.h"
 #include "support/fork_hooks.h"
 #include "support/guarded_call.h"
 #include "support/text.h"
 #include "support/url.h"
-#include "transport/ZORHttpsURLSession.h"
 #include "transport/failure_pingback.h"
 
 namespace zor {

@@ -49,7 +49,7 @@ void storeOutcome(ZORError* slot, const ZORError& error) {
 }
 
 // "2023-11-14 22:13:20 +0000", kept within four-digit years.
-std::string dateText(Date date) {
+std::string dateText(ZORDate date) {
   constexpr double kFirstSecond = -62135596800.0;  // 0001-01-01
   constexpr double kLastSecond = 253402300799.0;   // 9999-12-31
   const double bounded = date.secondsSince1970 >= kFirstSecond
@@ -74,12 +74,12 @@ std::string slotName(unsigned index) {
                     {literals::kSharedSlotPrefix.str(), std::to_string(index)});
 }
 
-// As textForKey; an empty text names nothing, and one beyond bounds is not ours: both are absent.
-std::optional<std::string> nameForKey(const PropertyDictionary& dictionary,
-                                      const std::string& key) {
-  auto name = textForKey(dictionary, key);
-  if (name && (name->empty() || name->size() > kLongestNameBytes)) name.reset();
-  return name;
+// The text under `key`. An empty one names nothing, and one beyond bounds is not ours: both are
+// absent.
+std::optional<std::string> nameForKey(const ZORValue& dictionary, std::string_view key) {
+  const std::string* name = dictionary[key].text();
+  if (name == nullptr || name->empty() || name->size() > kLongestNameBytes) return std::nullopt;
+  return *name;
 }
 
 // This application's own identifier. Deliberate: it is looked for at the top level of the defaults,
@@ -91,24 +91,23 @@ std::string applicationIdentifier() {
 }
 
 // This application's copy in its defaults.
-std::optional<PropertyDictionary> localDictionary() {
-  const auto stored = ports().defaults.objectForKey(literals::kSharedIdentifierKey.str());
-  if (!stored || stored->dictionary() == nullptr) return std::nullopt;
-  return *stored->dictionary();
+std::optional<ZORValue> localDictionary() {
+  auto stored = ports().defaults.objectForKey(literals::kSharedIdentifierKey.str());
+  return stored && stored->isDictionary() ? std::move(stored) : std::nullopt;
 }
 
-void storeLocalDictionary(const PropertyDictionary& dictionary) {
+void storeLocalDictionary(const ZORValue& dictionary) {
   ports().defaults.setObject(literals::kSharedIdentifierKey.str(), dictionary);
 }
 
-Date now() { return {ports().clock.secondsSince1970()}; }
+ZORDate now() { return {ports().clock.secondsSince1970()}; }
 
 // What this application keeps and what the slots say, before anything is decided.
 struct Findings {
-  std::optional<PropertyDictionary> local;
+  std::optional<ZORValue> local;
   std::optional<std::string> localIdentifier;
   std::optional<std::string> recordedSlot;
-  std::optional<Date> optOutDate;  // Present: opted out.
+  std::optional<ZORDate> optOutDate;  // Present: opted out.
   std::optional<std::string> freeSlot;
   std::map<std::string, unsigned> slotsPerIdentifier;
 };
@@ -116,23 +115,21 @@ struct Findings {
 void readLocal(Findings& findings) {
   findings.local = localDictionary();
   if (!findings.local) return;
-  findings.localIdentifier = nameForKey(*findings.local, literals::kSharedIdentifierKey.str());
-  findings.recordedSlot = nameForKey(*findings.local, literals::kSharedSlotKey.str());
-  findings.optOutDate = dateForKey(*findings.local, literals::kSharedOptOutKey.str());
+  findings.localIdentifier = nameForKey(*findings.local, literals::kSharedIdentifierKey.view());
+  findings.recordedSlot = nameForKey(*findings.local, literals::kSharedSlotKey.view());
+  findings.optOutDate = (*findings.local)[literals::kSharedOptOutKey.view()].date();
 }
 
 void readSlot(const std::string& name, const std::string& application, Findings& findings) {
   const auto pasteboard = ports().pasteboards.pasteboardWithName(name);
   const auto slot = _OpenUDID::_getDictFromPasteboard(pasteboard.get());
-  const auto identifier = nameForKey(slot, literals::kSharedIdentifierKey.str());
+  const auto identifier = nameForKey(slot, literals::kSharedIdentifierKey.view());
   if (identifier) ++findings.slotsPerIdentifier[*identifier];
   if (!identifier && !findings.freeSlot) findings.freeSlot = name;
-  if (textForKey(slot, literals::kSharedApplicationKey.str()) != application) return;
+  if (slot[literals::kSharedApplicationKey.view()] != application) return;
   findings.recordedSlot = name;
   // Opted out stays only who is so in the slot as well; nobody is opted out by a slot alone.
-  if (findings.optOutDate) {
-    findings.optOutDate = dateForKey(slot, literals::kSharedOptOutKey.str());
-  }
+  if (findings.optOutDate) findings.optOutDate = slot[literals::kSharedOptOutKey.view()].date();
 }
 
 Findings readFindings(const std::string& application) {
@@ -164,15 +161,14 @@ bool claimsSlot(const Findings& findings) {
          (!findings.recordedSlot || findings.recordedSlot == findings.freeSlot);
 }
 
-PropertyDictionary newLocalDictionary(const std::string& identifier, const std::string& application,
-                                      const std::optional<Date>& optOutDate) {
-  PropertyDictionary made = {{literals::kSharedIdentifierKey.str(), identifier},
-                             {literals::kSharedApplicationKey.str(), application},
-                             {literals::kSharedTimestampKey.str(), now()}};
+ZORValue newLocalDictionary(const std::string& identifier, const std::string& application,
+                            const std::optional<ZORDate>& optOutDate) {
   // Deliberate: the opt-out date takes the creation date's place and no opt-out entry is made. Not
   // met in practice, as only a local dictionary opts an application out.
-  if (optOutDate) made.insert_or_assign(literals::kSharedTimestampKey.str(), *optOutDate);
-  return made;
+  return ZORValue::dictionary(
+      {{literals::kSharedIdentifierKey.str(), identifier},
+       {literals::kSharedApplicationKey.str(), application},
+       {literals::kSharedTimestampKey.str(), optOutDate ? *optOutDate : now()}});
 }
 
 // Adopts or generates an identifier where the application has none, claims a slot where it may, and
@@ -192,7 +188,7 @@ std::string settle(Findings findings, const std::string& application) {
     }
   }
   if (claimsSlot(findings)) {
-    findings.local->insert_or_assign(literals::kSharedSlotKey.str(), *findings.freeSlot);
+    findings.local->set(literals::kSharedSlotKey.view(), *findings.freeSlot);
     changed = true;
     const auto pasteboard = ports().pasteboards.pasteboardWithName(*findings.freeSlot);
     _OpenUDID::_setDict(*findings.local, pasteboard.get());
@@ -206,9 +202,10 @@ std::string settle(Findings findings, const std::string& application) {
 // write wins.
 std::unique_ptr<FileLock> lockSlots() {
   const auto directory = ports().files.libraryDirectory();
-  if (!directory || !ports().files.createDirectories(*directory)) return nullptr;
-  return ports().files.lockBeside(
-      pathByAppending(*directory, literals::kSharedIdentifierKey.str()));
+  if (!directory || !ports().files.createDirectories(*directory).isSuccess()) return nullptr;
+  return ports()
+      .files.lockBeside(pathByAppending(*directory, literals::kSharedIdentifierKey.str()))
+      .lock;
 }
 
 ZORError describeOutcome(const Findings& findings, const std::string& application) {
@@ -263,11 +260,11 @@ void _OpenUDID::_dfp_setOptOut(bool optOut) {
   const LogDeferral deferral;
   const MutexLock lock(state.mutex);
   std::ignore = valueWithError(state, nullptr);  // So that there is a local dictionary.
-  PropertyDictionary local = localDictionary().value_or(PropertyDictionary{});
+  ZORValue local = localDictionary().value_or(ZORValue::dictionary());
   if (optOut) {
-    local.insert_or_assign(literals::kSharedOptOutKey.str(), now());
+    local.set(literals::kSharedOptOutKey.view(), now());
   } else {
-    local.erase(literals::kSharedOptOutKey.str());
+    local.erase(literals::kSharedOptOutKey.view());
   }
   storeLocalDictionary(local);
   state.kOpenUDIDSessionCache.clear();
@@ -285,7 +282,7 @@ std::string _OpenUDID::_generateFreshOpenUDID() {
   return text;
 }
 
-void _OpenUDID::_setDict(const PropertyDictionary& dictionary, Pasteboard* pasteboard) {
+void _OpenUDID::_setDict(const ZORValue& dictionary, Pasteboard* pasteboard) {
   if (pasteboard == nullptr) return;
   const auto archived = ports().archive.archivedData(dictionary);
   if (!archived) return;
@@ -293,11 +290,11 @@ void _OpenUDID::_setDict(const PropertyDictionary& dictionary, Pasteboard* paste
   std::ignore = pasteboard->setData(*archived, literals::kSharedPasteboardType.str());
 }
 
-PropertyDictionary _OpenUDID::_getDictFromPasteboard(Pasteboard* pasteboard) {
-  if (pasteboard == nullptr) return {};
+ZORValue _OpenUDID::_getDictFromPasteboard(Pasteboard* pasteboard) {
+  if (pasteboard == nullptr) return ZORValue::dictionary();
   const auto archived = pasteboard->dataForType(literals::kSharedPasteboardType.str());
-  if (!archived || archived->size() > kLargestPasteboardBytes) return {};
-  return ports().archive.unarchivedDictionary(*archived).value_or(PropertyDictionary{});
+  if (!archived || archived->size() > kLargestPasteboardBytes) return ZORValue::dictionary();
+  return ports().archive.unarchivedDictionary(*archived).value_or(ZORValue::dictionary());
 }
 
 }  // namespace zor

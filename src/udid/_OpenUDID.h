@@ -8,7 +8,6 @@
 #include <string>
 
 #include "platform/pasteboard_port.h"
-#include "support/property_value.h"
 
 namespace zor {
 
@@ -51,12 +50,12 @@ class _OpenUDID {
 
   // Selector: _setDict:forPasteboard:
   // Replaces what the slot holds. A null pasteboard, or one that cannot be written, is ignored.
-  static void _setDict(const PropertyDictionary& dictionary, Pasteboard* pasteboard);
+  static void _setDict(const ZORValue& dictionary, Pasteboard* pasteboard);
 
   // Selector: _getDictFromPasteboard:
   // What the slot holds; empty for a null pasteboard and for content that is no dictionary, is
   // damaged, or is larger than any application writes.
-  static PropertyDictionary _getDictFromPasteboard(Pasteboard* pasteboard);
+  static ZORValue _getDictFromPasteboard(Pasteboard* pasteboard);
 };
 
 }  // namespace zor

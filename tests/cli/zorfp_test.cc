@@ -24,7 +24,7 @@ struct Outcome {
   std::string output;
   std::string diagnostics;  // What it wrote on standard error.
 
-  Json json() const { return parseJson(output).value_or(Json()); }
+  ZORValue json() const { return testing::json(output); }
 };
 
 class Zorfp : public ::testing::Test {
@@ -55,7 +55,7 @@ class Zorfp : public ::testing::Test {
     return outcome;
   }
 
-  std::string uploadOutcome() { return run("pingbacks --json upload").json().value("outcome", ""); }
+  ZORValue uploadOutcome() { return run("pingbacks --json upload").json()["outcome"]; }
 
   sandbox::SandboxService service;
   testing::TemporaryFolder home;
@@ -64,25 +64,26 @@ class Zorfp : public ::testing::Test {
 TEST_F(Zorfp, FetchesOnceAndThenAnswersFromTheCache) {
   const Outcome first = run("fingerprint --json");
   EXPECT_EQ(first.exitStatus, 0);
-  EXPECT_EQ(first.json().value("cached", true), false) << first.output;
+  EXPECT_EQ(first.json()["cached"], false) << first.output;
   const Outcome second = run("fingerprint --json");
-  EXPECT_EQ(second.json().value("cached", false), true) << second.output;
-  EXPECT_EQ(second.json().value("fingerprint", ""), first.json().value("fingerprint", "-"));
+  EXPECT_EQ(second.json()["cached"], true) << second.output;
+  EXPECT_EQ(second.json()["fingerprint"], first.json()["fingerprint"]);
   EXPECT_EQ(service.received(Route::name).size(), 1U);
-  EXPECT_EQ(run("cache show --json").json().value("valid", false), true);
+  EXPECT_EQ(run("cache show --json").json()["valid"], true);
   EXPECT_EQ(run("cache clear").exitStatus, 0);
-  EXPECT_EQ(run("cache show --json").json().value("present", true), false);
+  EXPECT_EQ(run("cache show --json").json()["present"], false);
 }
 
 TEST_F(Zorfp, TellsRefusedFromUnreachableFromLate) {
   service.script({.route = Route::name}, {.body = R"({"resultCode":7})"}, 1);
   const Outcome refused = run("fingerprint --json");
   EXPECT_EQ(refused.exitStatus, 3);
-  EXPECT_EQ(refused.json().at("error").value("resultCode", 0), 7);
+  EXPECT_EQ(refused.json()["error"]["resultCode"], 7);
   service.script({.route = Route::name}, {.ending = Ending::hang});
   const Outcome late = run("fingerprint --timeout 0.2 --json");
   EXPECT_EQ(late.exitStatus, 5);
-  EXPECT_EQ(late.json().at("error").at("domain"), Json()) << late.output;
+  EXPECT_EQ(late.json()["error"]["code"], nullptr) << late.output;
+  EXPECT_EQ(late.json()["error"]["description"], "no answer in time");
   service.script({}, {.ending = Ending::reset});
   EXPECT_EQ(run("fingerprint").exitStatus, 4);
 }
@@ -132,28 +133,28 @@ TEST_F(Zorfp, SaysWhenAValueCannotBeKept) {
   // The slots alone are enough for the next run to find the same.
   EXPECT_EQ(run("machine-id", "XDG_CONFIG_HOME=/dev/null").exitStatus, 0);
   run("machine-id --opt-out");
-  EXPECT_EQ(run("machine-id --json").json().value("outcome", 0), 1);
-  EXPECT_EQ(run("machine-id --opt-in --json").json().value("outcome", 1), 0);
+  EXPECT_EQ(run("machine-id --json").json()["outcome"], 1);
+  EXPECT_EQ(run("machine-id --opt-in --json").json()["outcome"], 0);
 }
 
 TEST_F(Zorfp, LetsNoTextOfOthersSteerTheTerminal) {
   const std::string steering =
       "\x1b[2J\xc2\x9b"
       "1m";
-  const Json data = {{literals::kAnswerFingerprintKey.str(), steering}};
-  const Json answer = {{literals::kAnswerStatusKey.str(), 0},
-                       {literals::kAnswerDataKey.str(), data}};
-  service.script({.route = Route::name}, {.body = answer.dump()}, 1);
+  const auto data = ZORValue::dictionary({{literals::kAnswerFingerprintKey.str(), steering}});
+  const auto answer = ZORValue::dictionary(
+      {{literals::kAnswerStatusKey.str(), 0}, {literals::kAnswerDataKey.str(), data}});
+  service.script({.route = Route::name}, {.body = jsonForDisplay(answer)}, 1);
   EXPECT_EQ(run("fingerprint").output, "\\x1b[2J\\xc2\\x9b1m  (from the service)\n");
   const std::string folder = "XDG_DATA_HOME='" + home.file(steering) + "'";
   EXPECT_EQ(run("cache show", folder).output.find(steering.substr(0, 1)), std::string::npos);
 }
 
 TEST_F(Zorfp, OpensTheSealedBlockOfItsOwnReportOnly) {
-  const Json report = run("report --json --unseal").json();
+  const ZORValue report = run("report --json --unseal").json();
   EXPECT_EQ(report.size(), 23U);
-  EXPECT_TRUE(report.at("sealedIdentity").is_object()) << report;
-  EXPECT_TRUE(run("report --json").json().at("sealedIdentity").is_string());
+  EXPECT_TRUE(report["sealedIdentity"].isDictionary());
+  EXPECT_TRUE(run("report --json").json()["sealedIdentity"].isText());
 }
 
 TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
@@ -167,76 +168,80 @@ TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
 
   // The last look is made to lie a long time back.
   const std::string file = home.path + "/.config/zorfingerprint/com.tidewater.zorfp.json";
-  Json defaults = parseJson(testing::readText(file)).value();
-  defaults[literals::kPingbackUploadTimeKeyStart.str() +
-           literals::kPingbackUploadTimeKeyEnd.str()] = "1";
-  testing::writeText(file, defaults.dump());
+  ZORValue defaults = testing::json(testing::readText(file));
+  defaults.set(
+      literals::kPingbackUploadTimeKeyStart.str() + literals::kPingbackUploadTimeKeyEnd.str(), "1");
+  testing::writeText(file, jsonForDisplay(defaults));
   // A failure makes the next upload due, and is itself recorded.
   service.script({.route = Route::pingback}, {.status = 503}, 1);
   const Outcome refused = run("pingbacks upload --json");
   EXPECT_EQ(refused.exitStatus, 3);
-  EXPECT_EQ(refused.json().value("status", 0), 503) << refused.output;
+  EXPECT_EQ(refused.json()["status"], 503) << refused.output;
   service.script({.route = Route::pingback}, {.ending = Ending::cutBody}, 1);
   const Outcome cut = run("pingbacks upload --json");
   EXPECT_EQ(cut.exitStatus, 4);
-  EXPECT_EQ(cut.json().value("outcome", ""), "failed");
-  EXPECT_TRUE(cut.json().at("error").is_string()) << cut.output;
-  const Json records = run("pingbacks --json").json();
+  EXPECT_EQ(cut.json()["outcome"], "failed");
+  EXPECT_TRUE(cut.json()["error"].isText()) << cut.output;
+  const ZORValue records = run("pingbacks --json").json();
   service.clearReceived();
   EXPECT_EQ(uploadOutcome(), "sent");
-  EXPECT_EQ(Json(service.pingbackRecords()), records);
-  EXPECT_TRUE(run("pingbacks --json").json().empty());
-  EXPECT_EQ(run("pingbacks clear --json").json(), Json({{"cleared", true}}));
+  EXPECT_EQ(ZORValue(service.pingbackRecords()), records);
+  EXPECT_EQ(run("pingbacks --json").json(), ZORValue::array());
+  EXPECT_EQ(run("pingbacks clear --json").json(), ZORValue::dictionary({{"cleared", true}}));
 }
 
 TEST_F(Zorfp, TellsAFileOfRecordsThatCannotBeOpenedFromAnEmptyOne) {
   const std::string file =
       home.path + "/.local/share/zorfingerprint/" + literals::kPingbackFileName.str();
   std::filesystem::create_directories(file);
-  const Json answers = {{"pingbacks", nullptr},
-                        {"pingbacks clear", {{"cleared", false}}},
-                        {"pingbacks upload", {{"outcome", "failed"}}}};
-  for (const auto& [command, answer] : answers.items()) {
+  const std::map<std::string, ZORValue> answers = {
+      {"pingbacks", nullptr},
+      {"pingbacks clear", ZORValue::dictionary({{"cleared", false}})},
+      {"pingbacks upload", ZORValue::dictionary({{"outcome", "failed"}})}};
+  for (const auto& [command, answer] : answers) {
     const Outcome folder = run(command + " --json");
     EXPECT_EQ(folder.exitStatus, 1) << command;
-    for (const auto& [key, value] : answer.items()) EXPECT_EQ(folder.json().at(key), value);
-    EXPECT_NE(folder.diagnostics.find(file + ", cannot be opened"), std::string::npos) << command;
+    for (const auto& [key, value] : answer.entries()) EXPECT_EQ(folder.json()[key], value);
+    EXPECT_NE(folder.diagnostics.find("cannot open " + file + ": it is not a regular file"),
+              std::string::npos)
+        << command;
     const Outcome homeless = run(command, "HOME=/dev/null");
     EXPECT_EQ(homeless.exitStatus, 1) << command;
     EXPECT_NE(homeless.diagnostics.find("Not a directory"), std::string::npos) << command;
   }
   std::filesystem::remove(file);
-  for (const auto& [command, answer] : answers.items()) EXPECT_EQ(run(command).exitStatus, 0);
+  for (const auto& [command, answer] : answers) EXPECT_EQ(run(command).exitStatus, 0);
 }
 
 TEST_F(Zorfp, DoctorSaysForEachRouteHowItWent) {
   service.script({.route = Route::name}, {.certificate = sandbox::Certificate::wrongName});
   const Outcome doctor = run("doctor --json");
   EXPECT_EQ(doctor.exitStatus, 0);
-  std::map<std::string, Json> routes;
-  for (const Json& check : doctor.json()) routes[check.at("route")] = check;
-  EXPECT_EQ(routes["name"].value("reached", true), false);
-  EXPECT_NE(routes["name"].value("certificate", "").find("refused"), std::string::npos);
+  const ZORValue checks = doctor.json();
+  std::map<std::string, ZORValue> routes;
+  for (const ZORValue& check : checks.elements()) routes[*check["route"].text()] = check;
+  EXPECT_EQ(routes["name"]["reached"], false);
+  EXPECT_NE(routes["name"]["certificate"].text()->find("refused"), std::string::npos);
   for (const char* reached : {"HTTPDNS bootstrap", "HTTPDNS query", "address", "backup list"}) {
-    EXPECT_EQ(routes[reached].value("reached", false), true) << reached << doctor.output;
+    EXPECT_EQ(routes[reached]["reached"], true) << reached << doctor.output;
   }
 }
 
 TEST_F(Zorfp, DoctorShowsARouteThatCouldNotBeTriedAndWhy) {
   service.script({.route = Route::query}, {.withoutAnswerHeader = true});
-  Json checks = run("doctor --json").json();
-  EXPECT_EQ(checks.at(2).at("error"), "the answer names no address") << checks;
-  EXPECT_EQ(checks.at(3).at("error"), "the HTTPDNS query gave no address") << checks;
+  ZORValue checks = run("doctor --json").json();
+  EXPECT_EQ(checks[2]["error"], "the answer names no address");
+  EXPECT_EQ(checks[3]["error"], "the HTTPDNS query gave no address");
   service.script({.route = Route::bootstrap}, {.status = 500});
   checks = run("doctor --json").json();
-  ASSERT_EQ(checks.size(), 4U + sandbox::SandboxSettings().bootstrapAddresses.size()) << checks;
-  EXPECT_EQ(checks.at(1).at("error"), "the answer has status 500");
+  ASSERT_EQ(checks.size(), 4U + sandbox::SandboxSettings().bootstrapAddresses.size());
+  EXPECT_EQ(checks[1]["error"], "the answer has status 500");
   const std::size_t query = checks.size() - 3;
-  EXPECT_EQ(checks.at(query).at("error"), "the HTTPDNS bootstrap gave no address");
-  EXPECT_EQ(checks.at(query + 1).at("reached"), false);
+  EXPECT_EQ(checks[query]["error"], "the HTTPDNS bootstrap gave no address");
+  EXPECT_EQ(checks[query + 1]["reached"], false);
   service.script({.route = Route::name}, {.ending = Ending::reset});
   const Outcome unreachable = run("doctor --json");
-  EXPECT_EQ(unreachable.json().back().at("reached"), true) << "the backup list";
+  EXPECT_EQ(unreachable.json().elements().back()["reached"], true) << "the backup list";
   EXPECT_EQ(unreachable.exitStatus, 4);
 }
 
@@ -246,11 +251,12 @@ TEST_F(Zorfp, DoctorReadsHttpDnsAnswersAsTheResolverDoes) {
   for (const std::string& answer : {answering + "/?", answering + "@" + answering,
                                     separator + answering, "\x1b[2J" + separator}) {
     service.script({.route = Route::bootstrap}, {.answerHeader = answer}, 2);
-    Json query;
-    for (const Json& check : run("doctor --json").json()) {
-      if (check.at("route") == "HTTPDNS query") query = check;
+    const ZORValue checks = run("doctor --json").json();
+    for (const ZORValue& check : checks.elements()) {
+      if (check["route"] == "HTTPDNS query") {
+        EXPECT_EQ(check["reached"], false);
+      }
     }
-    EXPECT_EQ(query.value("reached", true), false) << query;
     EXPECT_EQ(run("doctor").output.find('\x1b'), std::string::npos);
   }
   EXPECT_TRUE(service.received(Route::query).empty());

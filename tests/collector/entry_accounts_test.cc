@@ -21,16 +21,16 @@ TEST(EntryAccounts, TellWhatIsAbsentFromWhatMayNotBeRead) {
       [] {
         noteProbeDenied("first source");  // A fallback gave the value.
         noteProbeSource("second source");
-        return Json("");
+        return ZORValue("");
       },
       accounts);
   accountedValue(
-      "absent", [] { return Json::array(); }, accounts);
+      "absent", [] { return ZORValue::array(); }, accounts);
   accountedValue(
       "denied",
       [] {
         noteProbeDenied("/sys/serial");
-        return Json();
+        return ZORValue();
       },
       accounts);
   ASSERT_EQ(accounts.size(), 3U);
@@ -50,13 +50,13 @@ TEST(EntryAccounts, CoverTheReportAndTheSealedBlockWithoutChangingTheReport) {
   interface.parents["device"]->properties["hardware_address"] = Data{1, 2, 3, 4, 5, 6};
 
   std::vector<EntryAccount> accounts;
-  const Json report = ZORDataCollector_mac().collectWithAccounts(accounts);
+  const ZORValue report = ZORDataCollector_mac().collectWithAccounts(accounts);
   EXPECT_EQ(report, ZORDataCollector_mac().collect());
 
   std::map<std::string, EntryOutcome> outcomes;
   for (const EntryAccount& account : accounts) outcomes[account.entry] = account.outcome;
   EXPECT_EQ(outcomes.size(), 23U + 7U);
-  for (const auto& [key, value] : report.items()) EXPECT_EQ(outcomes.count(key), 1U) << key;
+  for (const auto& [key, value] : report.entries()) EXPECT_EQ(outcomes.count(key), 1U) << key;
   EXPECT_EQ(outcomes["firstInterfaceAddress"], EntryOutcome::found);
   EXPECT_EQ(outcomes["secondInterfaceAddress"], EntryOutcome::absent);
   EXPECT_EQ(outcomes["otherInterfaceAddresses"], EntryOutcome::absent);

@@ -13,66 +13,69 @@ namespace {
 using testing::FakeMachine;
 
 template <typename HiddenKey>
-Json entry(const Json& report, const HiddenKey& key) {
-  return report.at(key.str());
+const ZORValue& entry(const ZORValue& report, const HiddenKey& key) {
+  return report[key.view()];
 }
 
 TEST(ReportTest, ABareMachineStillReportsEveryEntry) {
   FakeMachine machine;
   machine.bundle.identifier.reset();
-  machine.bundle.info = Json::object();
-  const Json report = ZORDataCollector_mac().collect();
+  machine.bundle.info = ZORValue::dictionary();
+  const ZORValue report = ZORDataCollector_mac().collect();
   EXPECT_EQ(report.size(), 23U);
-  EXPECT_EQ(entry(report, literals::kParamPowerSourceKey), Json());
-  EXPECT_EQ(entry(report, literals::kParamBundleValueKey), Json());
-  EXPECT_EQ(entry(report, literals::kParamUSBDevicesKey), Json::array());
-  EXPECT_EQ(entry(report, literals::kParamPathsKey), Json::object());
-  EXPECT_EQ(entry(report, literals::kParamStorageSizeKey), Json(-1));
-  EXPECT_EQ(entry(report, literals::kParamCpuCountKey), Json(0U));
-  EXPECT_EQ(entry(report, literals::kParamIntegrityKey), Json::array({0, 0}));
-  EXPECT_EQ(entry(report, literals::kParamMemorySizeKey), Json(1 << 30));
-  EXPECT_TRUE(openSealedBlock(entry(report, literals::kParamSealedBlockKey)).has_value());
+  EXPECT_EQ(entry(report, literals::kParamPowerSourceKey), nullptr);
+  EXPECT_EQ(entry(report, literals::kParamBundleValueKey), nullptr);
+  EXPECT_EQ(entry(report, literals::kParamUSBDevicesKey), ZORValue::array());
+  EXPECT_EQ(entry(report, literals::kParamPathsKey), ZORValue::dictionary());
+  EXPECT_EQ(entry(report, literals::kParamStorageSizeKey), -1);
+  EXPECT_EQ(entry(report, literals::kParamCpuCountKey), 0);
+  EXPECT_EQ(entry(report, literals::kParamIntegrityKey), ZORValue::array({0, 0}));
+  EXPECT_EQ(entry(report, literals::kParamMemorySizeKey), 1 << 30);
+  EXPECT_TRUE(openSealedBlock(*entry(report, literals::kParamSealedBlockKey).text()).has_value());
 }
 
 TEST(ReportTest, HardwareIdentitiesStandInTheSealedEntryOnly) {
   FakeMachine machine;
   machine.registry.add(literals::kHardwareUUIDClass.str())
       .properties[literals::kHardwareUUIDProperty.str()] = std::string("UUID-OF-THIS-MACHINE");
-  const Json report = ZORDataCollector_mac().collect();
-  EXPECT_EQ(report.dump().find("UUID-OF-THIS-MACHINE"), std::string::npos);
-  const auto block = openSealedBlock(entry(report, literals::kParamSealedBlockKey));
+  const ZORValue report = ZORDataCollector_mac().collect();
+  EXPECT_EQ(jsonForDisplay(report).find("UUID-OF-THIS-MACHINE"), std::string::npos);
+  const auto block = openSealedBlock(*entry(report, literals::kParamSealedBlockKey).text());
   ASSERT_TRUE(block.has_value());
   EXPECT_EQ(block->size(), 7U);
-  EXPECT_EQ(block->at(literals::kSealedHardwareUUIDKey.str()), "UUID-OF-THIS-MACHINE");
+  EXPECT_EQ((*block)[literals::kSealedHardwareUUIDKey.view()], "UUID-OF-THIS-MACHINE");
 }
 
 TEST(ReportTest, WhatJsonCannotHoldCostsNoOtherValue) {
   FakeMachine machine;
   machine.system.version = "\xC3(";
-  machine.bundle.info["CFBundleShortVersionString"] = {{"good", {1, "\xFF"}}, {"\xFF", 2}};
-  Json report = ZORDataCollector_mac().collect();
-  EXPECT_TRUE(serializeJson(report).has_value());
-  EXPECT_EQ(entry(report, literals::kParamSystemVersionKey), Json());
-  EXPECT_EQ(entry(report, literals::kParamBundleValueKey), Json({{"good", {1, nullptr}}}));
+  machine.bundle.info.set(
+      "CFBundleShortVersionString",
+      ZORValue::dictionary({{"good", ZORValue::array({1, "\xFF", Data{1}})}, {"\xFF", 2}}));
+  ZORValue report = ZORDataCollector_mac().collect();
+  EXPECT_TRUE(jsonFromValue(report).has_value());
+  EXPECT_EQ(entry(report, literals::kParamSystemVersionKey), nullptr);
+  EXPECT_EQ(entry(report, literals::kParamBundleValueKey),
+            testing::json(R"({"good":[1,null,null]})"));
 
-  Json deep = 1;  // May be written alone, but not as an entry.
-  for (int level = 0; level < kDeepestJsonNesting; ++level) deep = Json::array({deep});
-  machine.bundle.info["CFBundleShortVersionString"] = deep;
+  ZORValue deep = 1;  // May be written alone, but not as an entry.
+  for (int level = 0; level < kDeepestJsonNesting; ++level) deep = ZORValue::array({deep});
+  machine.bundle.info.set("CFBundleShortVersionString", deep);
   report = ZORDataCollector_mac().collect();
-  EXPECT_TRUE(serializeJson(report).has_value());
+  EXPECT_TRUE(jsonFromValue(report).has_value());
 }
 
 TEST(ReportTest, AProbeThatThrowsGivesNull) {
-  const ReportEntry failing{"key", []() -> Json { throw std::runtime_error("odd machine"); }};
-  EXPECT_EQ(reportValue(failing), Json());
+  const ReportEntry failing{"key", []() -> ZORValue { throw std::runtime_error("odd machine"); }};
+  EXPECT_EQ(reportValue(failing), nullptr);
 }
 
 TEST(ReportTest, LoadingEnablesTheIntegritySignal) {
   FakeMachine machine;
   machine.integrity.value = {5, 9};
   ZORDataCollector_mac::load();
-  const Json report = ZORDataCollector_mac().collect();
-  EXPECT_EQ(entry(report, literals::kParamIntegrityKey), Json::array({5, 9}));
+  const ZORValue report = ZORDataCollector_mac().collect();
+  EXPECT_EQ(entry(report, literals::kParamIntegrityKey), ZORValue::array({5, 9}));
 }
 
 }  // namespace

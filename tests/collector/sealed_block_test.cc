@@ -32,11 +32,11 @@ TEST_F(SealedBlockTest, TheKeyAgreesWithAnIndependentDerivation) {
     std::uint32_t hash;
     const char* key;
   } rows[] = {
-      {"ab", "org.example.host", 3105, "09a76cbf33a728bf3e5329423e5f38b6"},
-      {std::nullopt, std::nullopt, 0, "6a517e4d594b425a5b657f7a76367457"},
-      {"2.5β€", "org.exämple.😀", 47635059, "70e2b8f6a8f6e1d889df924893568f45"},  // Not all bytes.
+      {"ab", "org.example.host", 3105, "18cf0bd753cd4bd45c374c25583e5aa7"},
+      {std::nullopt, std::nullopt, 0, "7c476f6372666a71737c676d61246042"},
+      {"2.5β€", "org.exämple.😀", 47635059, "67b5aaa6b0a1fe8d9783b32ab034ab24"},  // Not all bytes.
       {std::string(300, 'x'), std::string(5000, 'y'), 2537196032,
-       "ec34af35b20ce11cfb09f111eb05f366"},
+       "2ae67bf579c029df34c237dd2bc337ad"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(blockTextHash(row.hostInfo.value_or("")), row.hash);
@@ -48,7 +48,7 @@ TEST_F(SealedBlockTest, TheKeyAgreesWithAnIndependentDerivation) {
 }
 
 TEST_F(SealedBlockTest, AHostInfoThatIsNoTextCountsAsItsJson) {
-  machine.bundle.info["CFBundleVersion"] = {{"b", {1, 2}}};
+  machine.bundle.info.set("CFBundleVersion", testing::json("{\"b\":[1,2]}"));
   EXPECT_EQ(hostBlockKey(), blockKey(blockKeyMaterial("{\"b\":[1,2]}", machine.bundle.identifier),
                                      blockTextHash("{\"b\":[1,2]}")));
 }
@@ -56,15 +56,15 @@ TEST_F(SealedBlockTest, AHostInfoThatIsNoTextCountsAsItsJson) {
 TEST_F(SealedBlockTest, ATextThatFillsItsBlocksIsSealedWithABlockOfZeros) {
   const AesKey key = blockKey(blockKeyMaterial(std::nullopt, std::nullopt), 0);
   EXPECT_EQ(sealText("{\"k\":\"" + std::string(24, 'v') + "\"}", key),
-            "rnXQ+GczBq9xr/K2H0tBX7aAM2Ra60/cjLFvdtPz/+JC5SGDtfACtQ33GnZVEuMn");
+            "mYSbzV6SPDfhTbVtK6SFFKTtbUl6/9fKjGDAQZx1ks4PUxqSYzE7DPKyEsHvHwRb");
   EXPECT_EQ(sealText("{\"k\":\"" + std::string(25, 'v') + "\"}", key),
-            "rnXQ+GczBq9xr/K2H0tBX4JLuyc/gz1+DwzUgqxQcBUT8Exmhm0gM7rSMgrzxQeb");
+            "mYSbzV6SPDfhTbVtK6SFFHTgpfljG9NvuZ30qFx/6Gyvpj/kJP6X9iG1/Rp8Zjc5");
   EXPECT_EQ(sealText(std::nullopt, key), std::nullopt);
   EXPECT_EQ(sealText("", key), std::nullopt);
 }
 
 TEST_F(SealedBlockTest, OnlyTheSameHostOpensIt) {
-  const Json block = {{"a", "1"}, {"b", nullptr}};
+  const auto block = ZORValue::dictionary({{"a", "1"}, {"b", nullptr}});
   const std::string sealed = sealBlock(block).value();
   EXPECT_EQ(openSealedBlock(sealed), block);
   machine.bundle.identifier = "org.example.other";
@@ -77,17 +77,19 @@ TEST_F(SealedBlockTest, DesignatedInterfacesStandApartFromTheOthers) {
   identity.hardwareAddresses = {
       {"en0", "00:01"}, {"en1", "00:02"}, {"usb0", "00:03"}, {"odd", "\xFF"}};
   identity.serialNumber = "S\xC3(";
-  const Json block = identityBlock(identity, {"en0", "gone", std::nullopt});
-  const Json expected = {{literals::kSealedFirstInterfaceKey.str(), "00:01"},
-                         {literals::kSealedSecondInterfaceKey.str(), nullptr},
-                         {literals::kSealedThirdInterfaceKey.str(), nullptr},
-                         {literals::kSealedBluetoothAddressKey.str(), nullptr},
-                         {literals::kSealedOtherInterfacesKey.str(),
-                          {{"en1", "00:02"}, {"usb0", "00:03"}, {"odd", nullptr}}},
-                         {literals::kSealedHardwareUUIDKey.str(), nullptr},
-                         {literals::kSealedSerialNumberKey.str(), nullptr}};
+  const ZORValue block = identityBlock(identity, {"en0", "gone", std::nullopt});
+  const auto expected =
+      ZORValue::dictionary({{literals::kSealedFirstInterfaceKey.str(), "00:01"},
+                            {literals::kSealedSecondInterfaceKey.str(), nullptr},
+                            {literals::kSealedThirdInterfaceKey.str(), nullptr},
+                            {literals::kSealedBluetoothAddressKey.str(), nullptr},
+                            {literals::kSealedOtherInterfacesKey.str(),
+                             testing::json(R"({"en1":"00:02","usb0":"00:03","odd":null})")},
+                            {literals::kSealedHardwareUUIDKey.str(), nullptr},
+                            {literals::kSealedSerialNumberKey.str(), nullptr}});
   EXPECT_EQ(block, expected);
-  EXPECT_EQ(identityBlock({}, {})[literals::kSealedOtherInterfacesKey.str()], Json::object());
+  EXPECT_EQ(identityBlock({}, {})[literals::kSealedOtherInterfacesKey.view()],
+            ZORValue::dictionary());
 }
 
 }  // namespace

@@ -10,12 +10,12 @@ namespace zor {
 namespace {
 
 // From another tool, with the signing key of the sandbox profile:
-//   printf cmVwb3J0linux1.1.0 | openssl dgst -sha1 -hmac harbour-light-signing-key-of-the-sandbox
-//   printf linux1.1.0 | openssl dgst -sha1 -hmac harbour-light-signing-key-of-the-sandbox
+//   printf cmVwb3J0linux1.2.0 | openssl dgst -sha1 -hmac harbour-light-signing-key-of-the-sandbox
+//   printf linux1.2.0 | openssl dgst -sha1 -hmac harbour-light-signing-key-of-the-sandbox
 TEST(RequestSignatureTest, CoversTheTextAndBothLabels) {
   if (literals::kTextCipherKey.view() != "tidal-estuary-16") GTEST_SKIP() << "another profile";
-  EXPECT_EQ(calcSignature("cmVwb3J0"), "8b8bdb1a94fd043fe53db859f39075a0895d6e80");
-  EXPECT_EQ(calcSignature(""), "0c8319a92f4dd4bc98d43d45f70fd40f9e2a8d8c");
+  EXPECT_EQ(calcSignature("cmVwb3J0"), "38f62df52fb98aa6e1fb2465edaf6569bcf63ebb");
+  EXPECT_EQ(calcSignature(""), "bcca9f65c4c0a60603562e1eac4b366719ae58c7");
   EXPECT_EQ(calcSignature(std::nullopt), std::nullopt);
 }
 

@@ -51,10 +51,10 @@ def seal(clear, key):
 for info, bundle in [("ab", "org.example.host"), (None, None), ("2.5β€", "org.exämple.😀"),
                      ("x" * 300, "y" * 5000)]:
     material = "/".join(["(null)" if text is None else text for text in (info, bundle)]
-                        + ["1.1.0", "1.0.0"])
+                        + ["1.2.0", "1.0.0"])
     key = block_key(material, text_hash(info or ""))
     print(len(material), text_hash(info or ""), key.hex())
 print("short", block_key("abc", 7).hex(), block_key("", 7).hex())
-key = block_key("(null)/(null)/1.1.0/1.0.0", 0)
+key = block_key("(null)/(null)/1.2.0/1.0.0", 0)
 for clear in [b'{"k":"' + b"v" * 24 + b'"}', b'{"k":"' + b"v" * 25 + b'"}']:
     print(len(clear), seal(clear, key))

@@ -28,6 +28,28 @@ int ChildProcess::wait() {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-void ChildProcess::kill() { ::kill(_process, SIGKILL); }
+void ChildProcess::waitUntilStopped() const {
+  int status = 0;
+  while (::waitpid(_process, &status, WUNTRACED) < 0 && errno == EINTR) {
+  }
+  if (!WIFSTOPPED(status)) std::abort();
+}
+
+StoppedProcess::StoppedProcess(const std::function<void()>& body)
+    : _process([&body] {
+        body();
+        return ::raise(SIGSTOP);
+      }) {
+  _process.waitUntilStopped();
+}
+
+void StoppedProcess::end() {
+  _process.kill();
+  _process.wait();
+}
+
+void ChildProcess::kill() {
+  if (_process > 0) ::kill(_process, SIGKILL);
+}
 
 }  // namespace zor::testing

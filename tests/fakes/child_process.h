@@ -21,9 +21,22 @@ class ChildProcess {
   // Waits for its end. The exit status, or minus the signal that ended it.
   int wait();
   void kill();
+  // Returns when it has stopped itself.
+  void waitUntilStopped() const;
 
  private:
   pid_t _process;
+};
+
+// A process that has run `body` and is then stopped, as by a debugger or a full terminal: what it
+// holds it keeps.
+class StoppedProcess {
+ public:
+  explicit StoppedProcess(const std::function<void()>& body);
+  void end();  // What it held is free afterwards.
+
+ private:
+  ChildProcess _process;
 };
 
 // Runs `body` in a child and waits for it: for what would change this whole process.

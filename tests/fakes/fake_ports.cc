@@ -40,17 +40,21 @@ class FakePasteboard final : public Pasteboard {
   FakePasteboard(InMemoryPasteboards& owner, std::string name)
       : _owner(owner), _name(std::move(name)) {}
 
-  std::optional<Data> dataForType(const std::string& type) override {
+  Reading<Data> dataForType(const std::string& type) override {
+    const auto unreadable = _owner.unreadable.find(_name);
+    if (unreadable != _owner.unreadable.end()) {
+      return Status::ofSystem("cannot read " + _name, unreadable->second, "the test wants it so");
+    }
     const auto board = _owner.boards.find(_name);
-    if (board == _owner.boards.end()) return std::nullopt;
+    if (board == _owner.boards.end()) return {};
     const auto found = board->second.find(type);
-    if (found == board->second.end()) return std::nullopt;
+    if (found == board->second.end()) return {};
     return found->second;
   }
 
-  bool setData(const Data& data, const std::string& type) override {
+  Status setData(const Data& data, const std::string& type) override {
     _owner.boards[_name][type] = data;
-    return true;
+    return {};
   }
 
  private:
@@ -102,19 +106,19 @@ std::optional<std::string> FakeNetwork::addressText(AddressFamily family, const 
   return text;
 }
 
-std::optional<Json> FakeBundle::infoValue(const std::string& key) {
-  if (!info.contains(key)) return std::nullopt;
-  return info[key];
+std::optional<ZORValue> FakeBundle::infoValue(const std::string& key) {
+  const ZORValue* value = info.find(key);
+  return value != nullptr ? std::optional(*value) : std::nullopt;
 }
 
-std::optional<PropertyValue> InMemoryDefaults::objectForKey(const std::string& key) {
+std::optional<ZORValue> InMemoryDefaults::objectForKey(const std::string& key) {
   const MutexLock lock(_mutex);
   const auto found = _values.find(key);
   if (found == _values.end()) return std::nullopt;
   return found->second;
 }
 
-void InMemoryDefaults::setObject(const std::string& key, const PropertyValue& value) {
+void InMemoryDefaults::setObject(const std::string& key, const ZORValue& value) {
   if (outOfMemory) throw std::bad_alloc();
   const MutexLock lock(_mutex);
   _values.insert_or_assign(key, value);
@@ -235,8 +239,8 @@ FakeMachine::FakeMachine()
     : root(makeTemporaryFolder()),
       files(root),
       _scope(PortSet{registry, powerSources, system, network, wifi, integrity, bundle, defaults,
-                     pasteboards, linuxArchivePort(), files, linuxCryptoPort(), clock, random, log,
-                     urlLoading}) {}
+                     pasteboards, systemPorts().archive, files, systemPorts().crypto, clock, random,
+                     log, urlLoading}) {}
 
 FakeMachine::~FakeMachine() {
   std::error_code ignored;

@@ -3,17 +3,19 @@
 #define ZOR_TESTS_FAKES_FAKE_PORTS_H_
 
 #include <atomic>
+#include <cerrno>
 #include <deque>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "pingback/ZORSecPingback.h"
 #include "pingback/ZORSecPingbackStore.h"
-#include "platform/linux/linux_ports.h"
 #include "platform/ports.h"
 #include "support/mutex.h"
+#include "tests/fakes/json.h"
 
 namespace zor::testing {
 
@@ -101,15 +103,15 @@ class FakeIntegrity final : public IntegrityPort {
 class FakeBundle final : public BundlePort {
  public:
   std::optional<std::string> bundleIdentifier() override { return identifier; }
-  std::optional<Json> infoValue(const std::string& key) override;
+  std::optional<ZORValue> infoValue(const std::string& key) override;
   std::optional<std::string> identifier = "org.example.host";
-  Json info = {{"CFBundleShortVersionString", "2.5"}, {"CFBundleVersion", "250"}};
+  ZORValue info = json(R"({"CFBundleShortVersionString":"2.5","CFBundleVersion":"250"})");
 };
 
 class InMemoryDefaults final : public DefaultsPort {
  public:
-  std::optional<PropertyValue> objectForKey(const std::string& key) override;
-  void setObject(const std::string& key, const PropertyValue& value) override;
+  std::optional<ZORValue> objectForKey(const std::string& key) override;
+  void setObject(const std::string& key, const ZORValue& value) override;
   void removeObject(const std::string& key) override;
 
   // Every setObject() throws std::bad_alloc.
@@ -117,7 +119,7 @@ class InMemoryDefaults final : public DefaultsPort {
 
  private:
   Mutex _mutex;
-  PropertyDictionary _values ZOR_GUARDED_BY(_mutex);
+  std::map<std::string, ZORValue> _values ZOR_GUARDED_BY(_mutex);
 };
 
 class InMemoryPasteboards final : public PasteboardPort {
@@ -125,6 +127,8 @@ class InMemoryPasteboards final : public PasteboardPort {
   std::unique_ptr<Pasteboard> pasteboardWithName(const std::string& name) override;
   // Names that yield no pasteboard at all.
   std::vector<std::string> missing;
+  // Names of those that cannot be read now, and the system's error.
+  std::map<std::string, int> unreadable;
   // Content by name, then by type; a test may put anything in.
   std::map<std::string, std::map<std::string, Data>> boards;
   int looks = 0;
@@ -173,32 +177,39 @@ class FilesUnder final : public FilePort {
   std::string homeDirectory() override { return _root + "/home"; }
   std::optional<std::string> libraryDirectory() override { return _root + "/library"; }
   bool exists(const std::string& path) override { return _real.exists(path); }
-  std::optional<Data> read(const std::string& path) override { return _real.read(path); }
-  bool createDirectories(const std::string& path) override { return _real.createDirectories(path); }
-  bool createFile(const std::string& path, const FileAttributes& attributes) override {
+  Reading<Data> read(const std::string& path) override {
+    if (unreadable.count(path) != 0) return failure("read", path, EIO);
+    return _real.read(path);
+  }
+  Status createDirectories(const std::string& path) override {
+    return _real.createDirectories(path);
+  }
+  Status createFile(const std::string& path, const FileAttributes& attributes) override {
     return _real.createFile(path, attributes);
   }
-  bool writeAtomically(const std::string& path, const Data& data) override {
-    return !diskFull && _real.writeAtomically(path, data);
+  Status writeAtomically(const std::string& path, const Data& data) override {
+    if (diskFull) return failure("write", path, ENOSPC);
+    return _real.writeAtomically(path, data);
   }
-  std::unique_ptr<FileHandle> openForUpdating(const std::string& path) override {
+  Reading<std::unique_ptr<FileHandle>> openForUpdating(const std::string& path) override {
     return _real.openForUpdating(path);
   }
-  std::optional<std::string> excludeFromBackup(const std::string& /*path*/) override {
-    return backupProblem;
-  }
+  Status excludeFromBackup(const std::string& /*path*/) override { return backupProblem; }
   std::optional<std::uint64_t> freeBytes(const std::string&) override { return freeSpaceBytes; }
-  std::unique_ptr<FileLock> lockBeside(const std::string& path) override {
-    return _real.lockBeside(path);
-  }
+  LockAttempt lockBeside(const std::string& path) override { return _real.lockBeside(path); }
 
   std::optional<std::uint64_t> freeSpaceBytes = std::uint64_t{100} << 30;
   bool diskFull = false;
-  std::optional<std::string> backupProblem;
+  std::set<std::string> unreadable;  // Paths that cannot be read now.
+  Status backupProblem;
 
  private:
+  static Status failure(const std::string& verb, const std::string& path, int error) {
+    return Status::ofSystem("cannot " + verb + " " + path, error, "the test wants it so");
+  }
+
   const std::string _root;
-  FilePort& _real = linuxFilePort();
+  FilePort& _real = systemPorts().files;
 };
 
 // Answers requests from a function, on the session's queue, without a network.

@@ -10,7 +10,6 @@
 
 #include "cli/traced_url_loading.h"
 #include "pingback/ZORSecPingbackStore.h"
-#include "platform/linux/url_loading_linux.h"
 #include "platform/ports.h"
 #include "transport/ZORHTTPDNSManager.h"
 
@@ -21,15 +20,15 @@ namespace zor::testing {
 // such as the fetch of the backup list, still uses the ports.
 class RealNetwork {
  public:
-  // `connectTo`: as in LinuxURLLoadingOptions.
+  // `connectTo`: as in URLLoadingOptions.
   explicit RealNetwork(std::vector<std::string> connectTo)
-      : _real(makeLinuxURLLoading({std::move(connectTo)})) {}
+      : _real(makeURLLoading({std::move(connectTo)})) {}
   ~RealNetwork() { _loading.waitUntilIdle(std::chrono::minutes(2)); }
 
  private:
   const std::unique_ptr<URLLoadingPort> _real;
   cli::TracedURLLoading _loading{*_real, nullptr};
-  const ScopedPorts _scope{withURLLoading(ports(), _loading)};
+  const ScopedPorts _scope{ports().with(_loading)};
   const ScopedPingbackStore _pingbacks;  // Its end waits for its queue.
   const ScopedHTTPDNSManager _resolver{ZORHTTPDNSManager::create()};
 };

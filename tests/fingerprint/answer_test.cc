@@ -33,7 +33,7 @@ TEST(FingerprintAnswerTest, TheNumberZeroAloneIsSuccess) {
     const auto outcome = judged(answer(status, dataWith("\"fp\"")));
     EXPECT_FALSE(outcome.success) << status;
     EXPECT_EQ(outcome.fingerprint, "");
-    EXPECT_TRUE(std::holds_alternative<Json>(outcome.error)) << status;
+    EXPECT_TRUE(std::holds_alternative<ZORValue>(outcome.error)) << status;
   }
 }
 
@@ -59,7 +59,7 @@ TEST(FingerprintAnswerTest, AnAnswerThatCannotBeReadIsAFailureWithoutAnError) {
               formatText(literals::kPingbackRequestRefusedFormat.view(), {"200", std::nullopt}));
   }
   const auto scalar = judged("[1, \"x\"]");  // JSON, but no dictionary.
-  EXPECT_EQ(std::get<Json>(scalar.error), Json({1, "x"}));
+  EXPECT_EQ(std::get<ZORValue>(scalar.error), ZORValue::array({1, "x"}));
   EXPECT_EQ(scalar.pingback,
             formatText(literals::kPingbackRequestRefusedFormat.view(), {"200", "[1,\"x\"]"}));
 }

@@ -6,10 +6,10 @@
 #include <atomic>
 #include <thread>
 
-#include "fingerprint/dfp_cache.h"
-#include "fingerprint/slot_keys.h"
 #include "literals/literals.h"
 #include "sandbox/sandbox_service.h"
+#include "store/dfp_cache.h"
+#include "store/slot_keys.h"
 #include "tests/fakes/fake_ports.h"
 #include "tests/fakes/real_network.h"
 #include "tests/transport/scripted_network.h"
@@ -64,10 +64,10 @@ TEST_F(EndToEnd, AReportGoesOutSignedAndSealedAndItsFingerprintLasts) {
     const Host host(*this);
     fingerprint = ask(host);
     ASSERT_EQ(requests(), 1U);
-    const Json details = service.received(Route::name)[0].details;
-    EXPECT_EQ(details.at("fingerprint"), fingerprint);
-    EXPECT_EQ(details.at("report").size(), 23U);
-    EXPECT_EQ(details.at("bundleVersion"), "250") << details;
+    const ZORValue details = service.received(Route::name)[0].details;
+    EXPECT_EQ(details["fingerprint"], fingerprint);
+    EXPECT_EQ(details["report"].size(), 23U);
+    EXPECT_EQ(details["bundleVersion"], "250");
     EXPECT_EQ(host.library->getFingerprint(), fingerprint);
   }
   EXPECT_EQ(ask(Host(*this)), fingerprint);

@@ -5,8 +5,8 @@
 #include <atomic>
 
 #include "crypto/request_signature.h"
-#include "fingerprint/dfp_cache.h"
-#include "fingerprint/slot_keys.h"
+#include "store/dfp_cache.h"
+#include "store/slot_keys.h"
 #include "support/json_codec.h"
 #include "support/text.h"
 #include "tests/fakes/child_process.h"
@@ -20,18 +20,20 @@ using testing::ScriptedNetwork;
 using testing::ScriptedURLLoading;
 
 std::string accepted(const std::string& fingerprint, int lifetimeSeconds = 100) {
-  const Json data = {{literals::kAnswerFingerprintKey.str(), fingerprint},
-                     {literals::kAnswerExpiryKey.str(), 1},
-                     {literals::kAnswerLifetimeKey.str(), lifetimeSeconds}};
-  return Json({{literals::kAnswerStatusKey.str(), 0}, {literals::kAnswerDataKey.str(), data}})
-      .dump();
+  const auto data = ZORValue::dictionary({{literals::kAnswerFingerprintKey.str(), fingerprint},
+                                          {literals::kAnswerExpiryKey.str(), 1},
+                                          {literals::kAnswerLifetimeKey.str(), lifetimeSeconds}});
+  return jsonForDisplay(ZORValue::dictionary(
+      {{literals::kAnswerStatusKey.str(), 0}, {literals::kAnswerDataKey.str(), data}}));
 }
 
 void serve(ScriptedNetwork& network, const std::string& body, int status = 200) {
   network.set(literals::kFingerprintURL.str(), ScriptedURLLoading::status(status, body));
 }
 
-std::string refusal() { return Json({{literals::kAnswerStatusKey.str(), 7}}).dump(); }
+std::string refusal() {
+  return jsonForDisplay(ZORValue::dictionary({{literals::kAnswerStatusKey.str(), 7}}));
+}
 
 class FacadeTest : public ::testing::Test {
  protected:
@@ -49,8 +51,8 @@ class FacadeTest : public ::testing::Test {
     };
   }
   void putValid(const std::string& fingerprint) {
-    storeFingerprint({{literals::kAnswerFingerprintKey.str(), fingerprint},
-                      {literals::kAnswerLifetimeKey.str(), 100}});
+    storeFingerprint(ZORValue::dictionary({{literals::kAnswerFingerprintKey.str(), fingerprint},
+                                           {literals::kAnswerLifetimeKey.str(), 100}}));
   }
 
   ScriptedNetwork network;
@@ -86,12 +88,12 @@ TEST_F(FacadeTest, TheRequestCarriesTheSignedReport) {
   const URLRequest request = requests().front();
   EXPECT_EQ(request.timeoutSeconds, 10.0);
   EXPECT_EQ(request.method, literals::kFingerprintMethod.view());
-  const Json body = Json::parse(request.body);
+  const ZORValue body = testing::json(textOf(request.body));
   EXPECT_EQ(body.size(), 5U);
-  const std::string report = body.at(literals::kBodyEnvironmentKey.str());
-  EXPECT_EQ(body.at(literals::kBodySignatureKey.str()), calcSignature(report).value());
-  EXPECT_EQ(body.at(literals::kBodyFifthKey.str()), "");
-  EXPECT_EQ(Json::parse(ports().crypto.base64Decode(report).value()).size(), 23U);
+  const std::string report = *body[literals::kBodyEnvironmentKey.view()].text();
+  EXPECT_EQ(body[literals::kBodySignatureKey.view()], calcSignature(report).value());
+  EXPECT_EQ(body[literals::kBodyFifthKey.view()], "");
+  EXPECT_EQ(testing::json(textOf(ports().crypto.base64Decode(report).value())).size(), 23U);
 }
 
 TEST_F(FacadeTest, AFingerprintThatCannotBeKeptStillReachesThoseWhoWait) {
@@ -130,11 +132,12 @@ TEST_F(FacadeTest, AFailureIsReportedAndTheNextCallerTriesAgain) {
   ZORFingerprintError given;
   facade->getFingerprint([&given](bool, const auto& error, const auto&) { given = error; });
   ScriptedNetwork::drain();
-  EXPECT_EQ(std::get<Json>(given), Json::parse(refusal()));
+  EXPECT_EQ(std::get<ZORValue>(given), testing::json(refusal()));
   std::vector<std::string> types;  // Of class 0; the backup list fails beside it.
-  for (const Json& record : Json::parse(GetPingbackStore()->readStr().value_or("[]"))) {
-    if (record.at(literals::kPingbackErrorClassKey.str()) != 0) continue;
-    types.push_back(record.at(literals::kPingbackErrorTypeKey.str()));
+  const ZORValue records = testing::json(GetPingbackStore()->readStr().content().value_or(""));
+  for (const ZORValue& record : records.elements()) {
+    if (record[literals::kPingbackErrorClassKey.view()] != 0) continue;
+    types.push_back(*record[literals::kPingbackErrorTypeKey.view()].text());
   }
   EXPECT_EQ(types, std::vector<std::string>{literals::kPingbackTypeRequestFailed.str()});
 
@@ -179,7 +182,7 @@ TEST_F(FacadeTest, AnEmptyStorePathLeavesTheEarlierOneInForce) {
   ZORConfig config;
   config.setStorePath(network.machine.root + "/elsewhere");
   ZORFingerPrint::setWithConfig(config);
-  for (const auto& path : {std::optional<std::string>(""), std::optional<std::string>()}) {
+  for (const char* path : {"", static_cast<const char*>(nullptr)}) {
     config.setStorePath(path);
     ZORFingerPrint::setWithConfig(config);
   }

@@ -1,5 +1,6 @@
 #include "literals/hidden_text.h"
 
+#include <ZORFingerPrint/ZORVersion.h>
 #include <gtest/gtest.h>
 
 #include <array>

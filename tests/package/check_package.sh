@@ -17,15 +17,12 @@ libdir=$(dirname "$(find "$prefix" -name libzorfingerprint.so)")
 export HOME=$work/home XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/data
 unset SNAP_NAME SNAP_VERSION
 
-# A newer JSON library that is found first. Its version would be another in every exported name.
-other=$work/other/nlohmann_json
-mkdir -p "$other"
-printf 'Name: other\nDescription: other\nVersion: 3.99.0\n' >"$other/nlohmann_json.pc"
-printf 'set(PACKAGE_VERSION 3.99.0)\nset(PACKAGE_VERSION_COMPATIBLE TRUE)\n' \
-  >"$other/nlohmann_jsonConfigVersion.cmake"
-: >"$other/nlohmann_jsonConfig.cmake"
+# A host needs no JSON library: one that it includes, or that the package asks for, stops it.
+mkdir -p "$work/forbidden/nlohmann"
+echo '#error "a public header includes the JSON library"' >"$work/forbidden/nlohmann/json.hpp"
 
-cmake -S "$source/tests/package" -B "$work/hosts" -DCMAKE_PREFIX_PATH="$work/other;$prefix" \
+cmake -S "$source/tests/package" -B "$work/hosts" -DCMAKE_PREFIX_PATH="$prefix" \
+  -DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON -DCMAKE_CXX_FLAGS="-I$work/forbidden" \
   -DCMAKE_BUILD_TYPE=Release -DCMAKE_EXE_LINKER_FLAGS=-Wl,--gc-sections >/dev/null
 cmake --build "$work/hosts" >/dev/null
 
@@ -42,13 +39,11 @@ identifier=$(grep '^identifier ........-....-4...-....-............$' "$work/cxx
 # Another application of the user finds the identifier in the shared store file.
 [ "$("$work/hosts/c_host" | head -1)" = "$identifier" ] || fail "C host: other identifier"
 
-export PKG_CONFIG_PATH=$libdir/pkgconfig LD_LIBRARY_PATH=$libdir
-! PKG_CONFIG_PATH=$other:$PKG_CONFIG_PATH pkg-config --exists zorfingerprint ||
-  fail "pkg-config takes another JSON library"
+export PKG_CONFIG_LIBDIR=$libdir/pkgconfig LD_LIBRARY_PATH=$libdir  # No other module is found.
 read -ra flags <<<"$(pkg-config --cflags --libs zorfingerprint)"
 "${CC:-cc}" -Wall -Wpedantic -Werror -o "$work/c_host" "$source/tests/package/host.c" "${flags[@]}"
 [ "$("$work/c_host" | head -1)" = "$identifier" ] || fail "pkg-config's C host: other identifier"
-"${CXX:-c++}" -std=c++17 -Wall -Wpedantic -Werror -o "$work/cxx_host" \
+"${CXX:-c++}" -std=c++17 -Wall -Wpedantic -Werror -I"$work/forbidden" -o "$work/cxx_host" \
   "$source/tests/package/host.cc" "${flags[@]}" -pthread
 "$work/cxx_host" >/dev/null
 echo "check_package: hosts built with the CMake package and with pkg-config run"

@@ -6,7 +6,14 @@
 #include <iostream>
 #include <string>
 
+// Whether values cross the library's border.
+bool readsValues() {
+  const auto value = zor::zorsec_objectFromJSONString(R"({"list":[1,"two"]})");
+  return value == zor::ZORValue::dictionary({{"list", zor::ZORValue::array({1, "two"})}});
+}
+
 int main() {
+  if (!readsValues()) return 1;
   std::promise<std::string> outcome;
   zor::ZORFingerPrint::sharedInstance()->getFingerprint(
       [&](bool success, const zor::ZORFingerprintError& error, const std::string&) {

@@ -17,15 +17,15 @@ TEST_F(PingbackRecord, HoldsNineEntriesOfWhichOnlyTheClassIsNoText) {
   machine.defaults.setObject("com.tidewater.dfp6eab132D9s2", "fp");
   const auto record = ZORSecPingback(2, "type", "what happened").toDictionary();
   ASSERT_TRUE(record);
-  EXPECT_EQ(*record, Json({{"pbLibraryName", "zorfingerprint-client"},
-                           {"pbLibraryVersion", literals::kVersionLabel.str()},
-                           {"pbSystemName", literals::kPingbackPlatformName.str()},
-                           {"pbApplicationId", "org.example.host"},
-                           {"pbApplicationVersion", "2.5"},
-                           {"pbFingerprint", "fp"},
-                           {"pbErrorClass", 2},
-                           {"pbErrorType", "type"},
-                           {"pbErrorDescription", "what happened"}}));
+  EXPECT_EQ(*record, ZORValue::dictionary({{"pbLibraryName", "zorfingerprint-client"},
+                                           {"pbLibraryVersion", literals::kVersionLabel.str()},
+                                           {"pbSystemName", literals::kPingbackPlatformName.str()},
+                                           {"pbApplicationId", "org.example.host"},
+                                           {"pbApplicationVersion", "2.5"},
+                                           {"pbFingerprint", "fp"},
+                                           {"pbErrorClass", 2},
+                                           {"pbErrorType", "type"},
+                                           {"pbErrorDescription", "what happened"}}));
 }
 
 TEST_F(PingbackRecord, WhatIsAbsentShowsAsAnEmptyText) {
@@ -34,7 +34,7 @@ TEST_F(PingbackRecord, WhatIsAbsentShowsAsAnEmptyText) {
   for (const auto& key :
        {literals::kPingbackFingerprintKey.str(), literals::kPingbackErrorTypeKey.str(),
         literals::kPingbackErrorDescriptionKey.str()}) {
-    EXPECT_EQ(record->at(key), "") << key;
+    EXPECT_EQ((*record)[key], "") << key;
   }
 }
 
@@ -44,11 +44,11 @@ TEST_F(PingbackRecord, IsNotMadeWithoutIdentifierOrVersionOfTheApplication) {
     return ZORSecPingback(0, "type", "text").toDictionary();
   };
   EXPECT_TRUE(recordOf());
-  machine.bundle.info["CFBundleShortVersionString"] = 25;
+  machine.bundle.info.set("CFBundleShortVersionString", 25);
   EXPECT_FALSE(recordOf()) << "The version is a text.";
-  machine.bundle.info = Json::object();
+  machine.bundle.info = ZORValue::dictionary();
   EXPECT_FALSE(recordOf());
-  machine.bundle.info = {{"CFBundleShortVersionString", "2.5"}};
+  machine.bundle.info.set("CFBundleShortVersionString", "2.5");
   machine.bundle.identifier.reset();
   EXPECT_FALSE(recordOf());
 }
@@ -60,9 +60,9 @@ TEST_F(PingbackRecord, TextThatIsNotUtf8StillMakesAJsonRecord) {
                                      "c\xf0\x9f\x98\x80")
                           .toDictionary();
   ASSERT_TRUE(record);
-  const auto text = serializeJson(*record);
+  const auto text = jsonFromValue(*record);
   ASSERT_TRUE(text);
-  EXPECT_EQ(parseJson(*text)->at(literals::kPingbackErrorDescriptionKey.str()),
+  EXPECT_EQ(testing::json(*text)[literals::kPingbackErrorDescriptionKey.view()],
             "a\0b\uFFFD\uFFFD\uFFFDc\U0001F600"s);
 }
 

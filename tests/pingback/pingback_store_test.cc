@@ -27,7 +27,7 @@ class PingbackStore : public ::testing::Test {
     return ZORSecPingbackStore::create(
         std::make_shared<ZORSecFileUti>("file", machine.root + "/library"));
   }
-  static Json record(int number) { return {{"n", number}}; }
+  static ZORValue record(int number) { return ZORValue::dictionary({{"n", number}}); }
 
   testing::FakeMachine machine;
   const std::shared_ptr<ZORSecPingbackStore> store = openStore(machine);
@@ -36,16 +36,16 @@ class PingbackStore : public ::testing::Test {
 
 TEST_F(PingbackStore, RecordsMakeOneCompactArrayInTheOrderSent) {
   store->writeDictionary(record(1), true);
-  EXPECT_EQ(store->readStr(), R"([{"n":1}])");
+  EXPECT_EQ(store->readStr().content(), R"([{"n":1}])");
   store->writeDictionary(record(2), true);
   store->writeDictionary(record(3), false);
   EXPECT_EQ(content(), R"([{"n":1},{"n":2},{"n":3}])");
   EXPECT_EQ(store->fileSize(), content().size());
   store->writeDictionary(std::nullopt, false);
-  store->writeDictionary(Json::object(), false);
+  store->writeDictionary(ZORValue::dictionary(), false);
   EXPECT_EQ(content(), R"([{"n":1},{"n":2},{"n":3}])");
   store->clearFileContent();
-  EXPECT_EQ(store->readStr(), std::nullopt);
+  EXPECT_EQ(store->readStr().content(), std::nullopt);
 }
 
 TEST_F(PingbackStore, OnlyAnArrayOutlivesTheNextWrite) {
@@ -71,7 +71,7 @@ TEST_F(PingbackStore, OnlyAnArrayOutlivesTheNextWrite) {
 }
 
 TEST_F(PingbackStore, ARecordThatMakesTheFileReachItsLimitIsDropped) {
-  const Json small = record(1);
+  const ZORValue small = record(1);
   const std::size_t frame = std::string(R"(["",{"n":1}])").size();
   const auto arrayOf = [](std::size_t size) { return "[\"" + std::string(size, 'x') + "\"]"; };
 
@@ -85,8 +85,8 @@ TEST_F(PingbackStore, ARecordThatMakesTheFileReachItsLimitIsDropped) {
     EXPECT_EQ(content(), full);
   }
   put("[1]");
-  store->writeDictionary(Json{{"text", std::string(1000000, 'x')}}, false);
-  store->writeDictionary(Json{{"text", "\xff"}}, false);
+  store->writeDictionary(ZORValue::dictionary({{"text", std::string(1000000, 'x')}}), false);
+  store->writeDictionary(ZORValue::dictionary({{"text", "\xff"}}), false);
   EXPECT_EQ(content(), "[1]");
 }
 
@@ -107,7 +107,7 @@ TEST_F(PingbackStore, WhatStandsInTheFilesPlaceIsNeitherFollowedNorChanged) {
   ASSERT_EQ(::symlink(elsewhere.c_str(), path.c_str()), 0);
   store->writeDictionary(record(1), false);
   store->clearFileContent();
-  EXPECT_EQ(store->readStr(), std::nullopt);
+  EXPECT_EQ(store->readStr().content(), std::nullopt);
   EXPECT_EQ(content(), "[\"of another program\"]");
 
   ::unlink(path.c_str());
@@ -121,20 +121,20 @@ TEST_F(PingbackStore, WhatStandsInTheFilesPlaceIsNeitherFollowedNorChanged) {
 
 TEST_F(PingbackStore, ReportingDoesNotWaitForTheFile) {
   const auto shared = GetPingbackStore();
-  auto heldElsewhere = machine.files.lockBeside(shared->file()->fullPath());
+  auto heldElsewhere = machine.files.lockBeside(shared->file()->fullPath()).lock;
   ASSERT_TRUE(heldElsewhere);
   ZORSecPingback::sendWithError(1, "first", std::nullopt);
   ZORSecPingback::sendWithError(1, "second", std::nullopt);
   heldElsewhere.reset();
-  const auto records = parseJson(shared->readStr().value_or(""));
-  ASSERT_TRUE(records && records->size() == 2);
-  EXPECT_EQ(records->at(0).at("pbErrorType"), "first");
-  EXPECT_EQ(records->at(1).at("pbErrorType"), "second");
+  const ZORValue records = testing::json(shared->readStr().content().value_or(""));
+  ASSERT_EQ(records.size(), 2U);
+  EXPECT_EQ(records[0]["pbErrorType"], "first");
+  EXPECT_EQ(records[1]["pbErrorType"], "second");
 }
 
 TEST_F(PingbackStore, ALogHandlerMayComeBackToTheStore) {
   std::optional<std::string> seen;
-  setLogHandler([&](const std::string&) { seen = store->readStr(); });
+  setLogHandler([&](const std::string&) { seen = store->readStr().content(); });
   put("damaged");
   store->writeDictionary(record(1), false);
   setLogHandler({});
@@ -155,9 +155,7 @@ TEST_F(PingbackStore, ProcessesThatAppendAtOnceLoseNoRecord) {
     }));
   }
   for (const auto& process : processes) EXPECT_EQ(process->wait(), 0);
-  const auto records = parseJson(content());
-  ASSERT_TRUE(records);
-  EXPECT_EQ(records->size(), std::size_t{kProcesses} * kRecordsEach);
+  EXPECT_EQ(testing::json(content()).size(), std::size_t{kProcesses} * kRecordsEach);
 }
 
 TEST_F(PingbackStore, AKilledWriterLeavesAReadableFile) {
@@ -178,11 +176,12 @@ TEST_F(PingbackStore, AKilledWriterLeavesAReadableFile) {
   ::close(written[1]);
   while (::read(written[0], &byte, 1) == 1) ++acknowledged;
   ::close(written[0]);
-  const auto records = parseJson(content());
-  ASSERT_TRUE(records);
-  EXPECT_GE(records->size(), acknowledged);
+  const ZORValue records = testing::json(content());
+  ASSERT_TRUE(records.isArray());
+  EXPECT_GE(records.size(), acknowledged);
   store->writeDictionary(record(-1), false);
-  EXPECT_EQ(parseJson(content())->size(), records->size() + 1) << "The killed one's lock is free.";
+  EXPECT_EQ(testing::json(content()).size(), records.size() + 1)
+      << "The killed one's lock is free.";
 }
 
 TEST_F(PingbackStore, TheChildOfAForkRecordsWhileTheParentsStoreIsBusy) {
@@ -190,7 +189,7 @@ TEST_F(PingbackStore, TheChildOfAForkRecordsWhileTheParentsStoreIsBusy) {
   // Hooks stay for the rest of the process, and so does what they are for.
   const auto& lasting = testing::lasting(openStore(machine));
   lasting->surviveFork();
-  auto heldElsewhere = machine.files.lockBeside(path);
+  auto heldElsewhere = machine.files.lockBeside(path).lock;
   lasting->writeDictionary(record(1), true);
   lasting->writeDictionary(record(2), true);
   testing::ChildProcess child([&] {
@@ -200,7 +199,7 @@ TEST_F(PingbackStore, TheChildOfAForkRecordsWhileTheParentsStoreIsBusy) {
   heldElsewhere.reset();
   EXPECT_EQ(child.wait(), 0);
   std::ignore = lasting->fileSize();
-  EXPECT_EQ(parseJson(content())->size(), 3U) << "Each process writes its own records, once.";
+  EXPECT_EQ(testing::json(content()).size(), 3U) << "Each process writes its own records, once.";
 }
 
 }  // namespace

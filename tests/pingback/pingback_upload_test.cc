@@ -3,34 +3,40 @@
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
 #include "pingback/ZORSecPingbackStore.h"
+#include "session/ZORHttpsURLSession.h"
 #include "support/json_codec.h"
 #include "support/text.h"
 #include "tests/fakes/fake_ports.h"
-#include "transport/ZORHttpsURLSession.h"
 
 namespace zor {
 namespace {
 
 class PingbackUploads : public ::testing::Test {
  protected:
-  PingbackUpload check() {
-    const auto done = store->checkIfNeedUpload();
+  enum Outcome { notDue, nothingToSend, sent };
+  Outcome check() {
+    Outcome outcome = notDue;
+    const bool due = store->checkIfNeedUpload(
+        [&outcome](const PingbackUpload& upload) { outcome = upload.sent ? sent : nothingToSend; });
+    // The file is read on the store's queue, which the outcome comes back to.
+    std::ignore = store->fileSize();
     zor_httpsOperationQueue().waitUntilAllOperationsAreFinished();
     std::ignore = store->fileSize();
-    return done;
+    EXPECT_EQ(due, outcome != notDue);
+    return outcome;
   }
   void answer(const testing::ScriptedURLLoading::Answer& with) {
     machine.urlLoading.setScript([with](const URLRequest&) { return with; });
   }
-  std::optional<PropertyValue> uploadedAt() {
+  std::optional<ZORValue> uploadedAt() {
     return machine.defaults.objectForKey("com.tidewater.dfp.pingback.uploadedAt");
   }
   // The types of the records in the file, in order.
   std::vector<std::string> types() const {
     std::vector<std::string> found;
-    for (const Json& record : parseJson(store->readStr().value_or("[]")).value_or(Json::array())) {
-      found.push_back(record.value("pbErrorType", ""));
-    }
+    const ZORValue records = testing::json(store->readStr().content().value_or(""));
+    for (const ZORValue& record : records.elements())
+      found.push_back(*record["pbErrorType"].text());
     return found;
   }
   using Types = std::vector<std::string>;
@@ -52,25 +58,25 @@ TEST(PingbackUploadGate, OpensWhenMoreThanADayLiesBetweenTheTimesInEitherDirecti
 
 TEST_F(PingbackUploads, AnEmptyFileStartsTheDayAndSendsNothing) {
   machine.clock.set(1700000000.25);
-  EXPECT_EQ(check(), PingbackUpload::nothingToSend);
-  EXPECT_EQ(uploadedAt(), PropertyValue("1700000000.25"));
+  EXPECT_EQ(check(), nothingToSend);
+  EXPECT_EQ(uploadedAt(), "1700000000.25");
   ZORSecPingback::sendWithError(0, "later", std::nullopt);
   machine.clock.advance(86400);
-  EXPECT_EQ(check(), PingbackUpload::notDue);
+  EXPECT_EQ(check(), notDue);
   EXPECT_TRUE(machine.urlLoading.requests().empty());
   machine.clock.advance(0.5);
-  EXPECT_EQ(check(), PingbackUpload::started);
+  EXPECT_EQ(check(), sent);
 }
 
 TEST_F(PingbackUploads, AnUploadSendsPrefixAndFileOnceAndEmptiesTheFile) {
   ZORSecPingback::sendWithError(0, "kept", "text");
-  const std::string text = store->readStr().value_or("");
-  std::optional<PropertyValue> recordedWhenSent;
+  const std::string text = store->readStr().content().value_or("");
+  std::optional<ZORValue> recordedWhenSent;
   machine.urlLoading.setScript([&](const URLRequest&) {
     recordedWhenSent = uploadedAt();
     return testing::ScriptedURLLoading::status(200, "not read");
   });
-  EXPECT_EQ(check(), PingbackUpload::started);
+  EXPECT_EQ(check(), sent);
   const auto requests = machine.urlLoading.requests();
   ASSERT_EQ(requests.size(), 1U);
   EXPECT_EQ(requests[0].url, literals::kPingbackURL.str());
@@ -78,9 +84,9 @@ TEST_F(PingbackUploads, AnUploadSendsPrefixAndFileOnceAndEmptiesTheFile) {
   EXPECT_TRUE(requests[0].headers.empty());
   EXPECT_EQ(requests[0].timeoutSeconds, 10.0);
   EXPECT_EQ(textFromUtf8(requests[0].body), "pingbackRecords=" + text);
-  EXPECT_EQ(recordedWhenSent, PropertyValue("1700000000")) << "Before anything is sent.";
+  EXPECT_EQ(recordedWhenSent, "1700000000") << "Before anything is sent.";
   EXPECT_EQ(store->fileSize(), 0U);
-  EXPECT_EQ(check(), PingbackUpload::notDue) << "The time stays after a success.";
+  EXPECT_EQ(check(), notDue) << "The time stays after a success.";
 }
 
 TEST_F(PingbackUploads, AFailureKeepsTheFileRecordsItselfAndIsTriedAgainAtOnce) {
@@ -100,13 +106,13 @@ TEST_F(PingbackUploads, AFailureKeepsTheFileRecordsItselfAndIsTriedAgainAtOnce) 
   Types expected = {"kept"};
   for (const auto& row : rows) {
     answer(row.answer);
-    EXPECT_EQ(check(), PingbackUpload::started) << row.description;
+    EXPECT_EQ(check(), sent) << row.description;
     EXPECT_EQ(uploadedAt(), std::nullopt);
     expected.push_back("pingback_error");
     EXPECT_EQ(types(), expected);
-    const auto last = parseJson(*store->readStr())->back();
-    EXPECT_EQ(last.at("pbErrorDescription"), "upload " + row.description);
-    EXPECT_EQ(last.at("pbErrorClass"), 2);
+    const ZORValue last = testing::json(*store->readStr()).elements().back();
+    EXPECT_EQ(last["pbErrorDescription"], "upload " + row.description);
+    EXPECT_EQ(last["pbErrorClass"], 2);
   }
 }
 
@@ -118,10 +124,10 @@ TEST_F(PingbackUploads, AFailedUploadOfALargeFileLeavesTwoFreshRecords) {
   for (const bool large : {false, true}) {
     store->clearFileContent();
     const std::string array = "[\"" + text + (large ? "xxx" : "xx") + "\"]";
-    store->writeDictionary(Json{{"n", 1}}, false);  // So that the file is there.
-    machine.files.writeAtomically(store->file()->fullPath(), utf8Bytes(array));
+    store->writeDictionary(ZORValue::dictionary({{"n", 1}}), false);  // So that the file is there.
+    std::ignore = machine.files.writeAtomically(store->file()->fullPath(), utf8Bytes(array));
     ASSERT_EQ(utf16Length(array), large ? 256001U : 256000U);
-    EXPECT_EQ(check(), PingbackUpload::started);
+    EXPECT_EQ(check(), sent);
     if (large) {
       EXPECT_EQ(types(), (Types{"pingback_overflow", "pingback_error"}));
     } else {
@@ -133,21 +139,22 @@ TEST_F(PingbackUploads, AFailedUploadOfALargeFileLeavesTwoFreshRecords) {
 TEST_F(PingbackUploads, AStrangeTimeInTheDefaultsReadsAsLongAgo) {
   for (const char* stored : {"", "never", "1e999", "-1e999"}) {
     machine.defaults.setObject("com.tidewater.dfp.pingback.uploadedAt", stored);
-    EXPECT_EQ(check(), PingbackUpload::nothingToSend) << stored;
+    EXPECT_EQ(check(), nothingToSend) << stored;
   }
   machine.defaults.setObject("com.tidewater.dfp.pingback.uploadedAt", 1700000000.0);
-  EXPECT_EQ(check(), PingbackUpload::notDue) << "A number will do.";
+  EXPECT_EQ(check(), notDue) << "A number will do.";
 }
 
 TEST_F(PingbackUploads, TheCallersCompletionComesAfterTheRecordOfTheFailure) {
   answer(testing::ScriptedURLLoading::status(500));
   ZORSecPingback::sendWithError(0, "kept", std::nullopt);
   Types seen;
-  store->checkIfNeedUpload([&](const auto& response, const auto& error) {
-    EXPECT_EQ(response->statusCode, 500);
-    EXPECT_FALSE(error);
+  store->checkIfNeedUpload([&](const PingbackUpload& upload) {
+    EXPECT_EQ(upload.response->statusCode, 500);
+    EXPECT_FALSE(upload.error);
     seen = types();
   });
+  std::ignore = store->fileSize();
   zor_httpsOperationQueue().waitUntilAllOperationsAreFinished();
   EXPECT_EQ(seen, (Types{"kept", "pingback_error"}));
 }

@@ -9,14 +9,14 @@
 namespace zor {
 namespace {
 
-const Json kRecord = {
-    {"text", "q\" b\\ / \x01\x1f\n \xc3\xa9 \xf0\x9f\x98\x80"}, {"class", -2}, {"", ""}};
+const auto kRecord = ZORValue::dictionary(
+    {{"text", "q\" b\\ / \x01\x1f\n \xc3\xa9 \xf0\x9f\x98\x80"}, {"class", -2}, {"", ""}});
 
 std::string parsedAndWritten(const std::string& text) {
-  Json records = parseJson(text).value_or(Json::array());
-  if (!records.is_array()) records = Json::array();
-  records.push_back(kRecord);
-  return serializeJson(records).value();
+  ZORValue records = testing::json(text);
+  if (!records.isArray()) records = ZORValue::array();
+  records.append(kRecord);
+  return jsonFromValue(records).value();
 }
 
 TEST(RecordArray, IsContinuedAsIfItHadBeenParsed) {
@@ -34,7 +34,8 @@ TEST(RecordArray, IsContinuedAsIfItHadBeenParsed) {
 TEST(RecordArray, IsNeverContinuedWhereItIsDamaged) {
   const testing::FakeMachine logsToNobody;
   const std::string sound =
-      serializeJson(Json::array({kRecord, Json::object(), {{"n", 10}}})).value();
+      jsonFromValue(ZORValue::array({kRecord, testing::json("{}"), testing::json("{\"n\":10}")}))
+          .value();
   ASSERT_TRUE(isCompactRecordArray(sound));
   const std::string bytes = std::string("\0\x1f\xff\x80 \t\n,:[]{}\"\\/-+.eEnu019aAtf", 31);
   int continued = 0;
@@ -42,7 +43,7 @@ TEST(RecordArray, IsNeverContinuedWhereItIsDamaged) {
     if (!isValidUtf8(text)) return;
     continued += isCompactRecordArray(text) ? 1 : 0;
     const auto next = arrayWithRecord(text, kRecord);
-    EXPECT_EQ(parseJson(next.value()), parseJson(parsedAndWritten(text))) << text;
+    EXPECT_EQ(testing::json(next.value()), testing::json(parsedAndWritten(text))) << text;
   };
   for (std::size_t place = 0; place < sound.size(); ++place) {
     check(sound.substr(0, place));
@@ -59,11 +60,13 @@ TEST(RecordArray, IsNeverContinuedWhereItIsDamaged) {
 
 TEST(RecordArray, RefusesWhatJsonCannotHoldAndWhatCouldNotBeReadBack) {
   const std::string sound = R"([{"n":1}])";
-  EXPECT_EQ(arrayWithRecord(sound, Json{{"text", "\xff"}}), std::nullopt);
-  Json deep = Json::object();
-  for (int level = 1; level < kDeepestJsonNesting; ++level) deep = Json{{"deeper", deep}};
+  EXPECT_EQ(arrayWithRecord(sound, ZORValue::dictionary({{"text", "\xff"}})), std::nullopt);
+  ZORValue deep = ZORValue::dictionary();
+  for (int level = 1; level < kDeepestJsonNesting; ++level) {
+    deep = ZORValue::dictionary({{"deeper", deep}});
+  }
   EXPECT_EQ(arrayWithRecord(sound, deep), std::nullopt);
-  EXPECT_TRUE(arrayWithRecord(sound, deep.at("deeper")).has_value());
+  EXPECT_TRUE(arrayWithRecord(sound, deep["deeper"]).has_value());
 }
 
 }  // namespace

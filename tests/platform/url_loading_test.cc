@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <future>
 
-#include "platform/linux/url_loading_linux.h"
 #include "platform/operation_queue.h"
 #include "sandbox/sandbox_service.h"
 #include "tests/fakes/child_process.h"
@@ -78,7 +77,7 @@ class Client {
  public:
   // Connects to `port` of 127.0.0.1, whatever the URL says.
   explicit Client(std::uint16_t port)
-      : _session(makeLinuxURLLoading({{"::127.0.0.1:" + std::to_string(port)}})
+      : _session(makeURLLoading({{"::127.0.0.1:" + std::to_string(port)}})
                      ->createSession(judge, _queue)) {}
 
   std::future<Result> start(const URLRequest& request) {

@@ -2,8 +2,10 @@
 #include <cstdio>
 
 #include "platform/linux/bundle_linux.h"
+#include "support/json_codec.h"
 
 int main() {
   const zor::BundleInfo bundle = zor::readMainBundle();
-  std::printf("%s %s\n", bundle.identifier.value_or("-").c_str(), bundle.info.dump().c_str());
+  std::printf("%s %s\n", bundle.identifier.value_or("-").c_str(),
+              zor::jsonForDisplay(bundle.info).c_str());
 }

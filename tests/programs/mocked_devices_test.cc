@@ -168,19 +168,19 @@ TEST_F(MockedMachine, FirmwareTextsComeAsTheyStandAndWhatMayNotBeReadIsAbsentAnd
 
 TEST_F(MockedMachine, ALaptopShowsItsDevicesAndNoOthers) {
   add(kLaptop);
-  const Json receiver = {{"usbProductName", "Empfänger"},
-                         {"usbVendorId", 0x046d},
-                         {"usbProductId", 0xc52b},
-                         {"usbSerialText", ""}};
-  const Json stick = {{"usbProductName", "Stick"},
-                      {"usbVendorId", 0x46f4},
-                      {"usbProductId", 1},
-                      {"usbSerialText", "4C530001140824109262"}};
-  EXPECT_EQ(getUSBDevices(), Json::array({stick, receiver}));
-  EXPECT_EQ(getPowerInfo(), Json({{"powerCapacity", 73},
-                                  {"powerFullCapacity", 100},
-                                  {"powerStateText", "Discharging"},
-                                  {"powerSourceName", "BAT0"}}));
+  const auto receiver = ZORValue::dictionary({{"usbProductName", "Empfänger"},
+                                              {"usbVendorId", 0x046d},
+                                              {"usbProductId", 0xc52b},
+                                              {"usbSerialText", ""}});
+  const auto stick = ZORValue::dictionary({{"usbProductName", "Stick"},
+                                           {"usbVendorId", 0x46f4},
+                                           {"usbProductId", 1},
+                                           {"usbSerialText", "4C530001140824109262"}});
+  EXPECT_EQ(getUSBDevices(), ZORValue::array({stick, receiver}));
+  EXPECT_EQ(getPowerInfo(), ZORValue::dictionary({{"powerCapacity", 73},
+                                                  {"powerFullCapacity", 100},
+                                                  {"powerStateText", "Discharging"},
+                                                  {"powerSourceName", "BAT0"}}));
   // No kernel knows this controller, so sysfs has the say.
   EXPECT_EQ(getBluetoothDeviceName(), "Aero of Sam");
   EXPECT_EQ(getBluetoothAddress(), "00:aa:01:00:00:00");
@@ -197,7 +197,7 @@ TEST_F(MockedMachine, ALaptopShowsItsDevicesAndNoOthers) {
 TEST_F(MockedMachine, ABareServerHasNoneOfTheRest) {
   add("P: /devices/pci0000:00/virtio0/net/zoreth0\nE: SUBSYSTEM=net\nA: type=1\nA: ifindex=2\n"
       "A: address=52:54:00:6b:3c:58\nL: device=../../../virtio0\n\n");
-  EXPECT_EQ(getUSBDevices(), Json::array());
+  EXPECT_EQ(getUSBDevices(), ZORValue::array());
   EXPECT_EQ(getPowerInfo(), std::nullopt);
   EXPECT_EQ(getBluetoothDeviceName(), std::nullopt);
   EXPECT_EQ(getBluetoothAddress(), std::nullopt);
@@ -216,10 +216,10 @@ TEST_F(MockedMachine, SixtyUSBDevicesAreAllListedInOrder) {
                    "\n\n";
   }
   add(description);
-  const Json devices = getUSBDevices();
+  const ZORValue devices = getUSBDevices();
   ASSERT_EQ(devices.size(), 60U);
-  EXPECT_EQ(devices.front()["usbSerialText"], "S10");
-  EXPECT_EQ(devices.back()["usbSerialText"], "S69");
+  EXPECT_EQ(devices[0]["usbSerialText"], "S10");
+  EXPECT_EQ(devices[59]["usbSerialText"], "S69");
 }
 
 TEST_F(MockedMachine, ADeviceThatHasGoneSinceItWasListedHasNoProperties) {

@@ -9,16 +9,17 @@
 #include "collector/ZORDataCollector_mac.h"
 #include "platform/ports.h"
 #include "platform/probe_trace.h"
+#include "support/json_codec.h"
 
 namespace zor {
 namespace {
 
 template <typename Value>
-Json shown(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json();
+ZORValue valueOf(const std::optional<Value>& value) {
+  return ZORValue::orNull(value);
 }
 template <typename Value>
-Json shown(const Value& value) {
+ZORValue valueOf(const Value& value) {
   return value;
 }
 
@@ -26,16 +27,15 @@ template <typename Probe>
 void dump(const char* name, Probe probe) {
   const ProbeTrace trace;
   const auto start = std::chrono::steady_clock::now();
-  const Json value = shown(probe());
+  const ZORValue value = valueOf(probe());
   const std::chrono::duration<double, std::micro> time = std::chrono::steady_clock::now() - start;
-  std::printf("%-24s %6.0f us  %s  [%s]%s\n", name, time.count(),
-              value.dump(-1, ' ', false, Json::error_handler_t::replace).c_str(),
+  std::printf("%-24s %6.0f us  %s  [%s]%s\n", name, time.count(), jsonForDisplay(value).c_str(),
               trace.sources().c_str(), trace.denied() ? " DENIED" : "");
 }
 
-std::vector<std::int64_t> integritySignal() {
+ZORValue integritySignal() {
   const auto signal = ports().integrity.signal();
-  return {signal.foreignAddress, signal.changedCode};
+  return ZORValue::array({signal.foreignAddress, signal.changedCode});
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 #include <future>
 #include <string>
 
-#include "platform/linux/url_loading_linux.h"
 #include "platform/operation_queue.h"
+#include "platform/url_loading_port.h"
 
 namespace zor {
 namespace {
@@ -24,7 +24,7 @@ class Refusing final : public URLSessionDelegate {
 class Host {
  public:
   explicit Host(std::string connectTo)
-      : _session(makeLinuxURLLoading({{std::move(connectTo)}})->createSession(_delegate, _queue)) {}
+      : _session(makeURLLoading({{std::move(connectTo)}})->createSession(_delegate, _queue)) {}
 
   void start(const TransportCompletion& completion) {
     URLRequest request;

@@ -14,10 +14,10 @@ TEST(LogLines, ReportIsShownAsItWasCollectedThenWhatNobodyKnows) {
   const std::vector<std::string> order = {
       literals::kParamKernelVersionKey.str(), literals::kParamModelKey.str(),
       literals::kParamCpuCountKey.str(), literals::kParamVersionKey.str(), "aNewEntry"};
-  Json report = {{literals::kParamSealedBlockKey.str(), "c2VhbGVk"}};
-  for (const std::string& key : order) report[key] = "\x1b[2J";
+  auto report = ZORValue::dictionary({{literals::kParamSealedBlockKey.str(), "c2VhbGVk"}});
+  for (const std::string& key : order) report.set(key, "\x1b[2J");
   Received request;
-  request.details = {{"report", report}};
+  request.details = ZORValue::dictionary({{"report", report}});
 
   const std::string lines = linesForPeople(request);
   std::size_t at = 0;

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "literals/literals.h"
+#include "tests/fakes/json.h"
 #include "tests/sandbox/curl_client.h"
 
 namespace zor::sandbox {
@@ -18,6 +19,7 @@ using testing::CurlClient;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
+using zor::testing::json;
 
 // Made by make_signed_request.py; its host has bundle version "4.2b7", which is in no report.
 std::string signedRequest() {
@@ -42,8 +44,39 @@ class SandboxServiceTest : public ::testing::Test {
 
   CurlAnswer postReport(const std::string& body) { return _client->post(_url, body); }
 
-  static Json dataOf(const CurlAnswer& answer) {
-    return Json::parse(answer.body).at(literals::kAnswerDataKey.str());
+  static ZORValue dataOf(const CurlAnswer& answer) {
+    return json(answer.body)[literals::kAnswerDataKey.view()];
+  }
+
+  static SandboxSettings portForEachHost() {
+    SandboxSettings settings;
+    settings.portForEachHost = true;
+    return settings;
+  }
+
+  void expectRoutesToldApart(SandboxService& service) {
+    CurlClient client(service);
+    const std::string query =
+        withAddress(literals::kHttpDnsQueryFormat.str(), "127.53.20.1", "a.b");
+    const std::string bootstrap =
+        withAddress(literals::kHttpDnsBootstrapFormat.str(), literals::kHttpDnsFourthAddress.str(),
+                    literals::kHttpDnsHost.str());
+    const std::string answerHeader = "x-zor-answer";
+    EXPECT_EQ(client.get(bootstrap, false).headers[answerHeader], "127.53.20.1");
+    EXPECT_EQ(client.get(query, false).headers[answerHeader], "127.53.21.1,127.53.21.2");
+    client.post("https://127.53.21.2:8443/security/dfp/sign_json", signedRequest(), false);
+    const CurlAnswer list = client.get(literals::kBackupURL.str());
+    EXPECT_EQ(json(list.body)[0]["code"], "accept");
+    EXPECT_THAT(*json(list.body)[0]["lists"].text(), HasSubstr("127.53.30.2"));
+    client.post("https://127.53.30.1:8443/security/dfp/sign_json", signedRequest(), false);
+    client.post(_url, signedRequest());
+
+    std::vector<Route> routes;
+    for (const Received& entry : service.received()) routes.push_back(entry.route);
+    EXPECT_EQ(routes,
+              (std::vector<Route>{Route::bootstrap, Route::query, Route::address,
+                                  Route::backupService, Route::backupAddress, Route::name}));
+    EXPECT_EQ(service.received().back().serverName, "fingerprint.localhost");
   }
 
   const std::string _url = literals::kFingerprintURL.str();
@@ -61,23 +94,23 @@ TEST_F(SandboxServiceTest, FingerprintFollowsTheSealedIdentityWhenTheBundleVersi
     settings.expirySeconds = 5;
     settings.now = [] { return std::chrono::system_clock::time_point(std::chrono::seconds(100)); };
   });
-  const Json data = dataOf(postReport(signedRequest()));
+  const ZORValue data = dataOf(postReport(signedRequest()));
   const Received entry = _service.received().back();
-  EXPECT_EQ(entry.details["identity"][literals::kSealedSerialNumberKey.str()], "SER-0042");
-  EXPECT_EQ(data[literals::kAnswerExpiryKey.str()], 105000);
-  EXPECT_EQ(data[literals::kAnswerLifetimeKey.str()], 77);
-  EXPECT_NE(data[literals::kAnswerFingerprintKey.str()],
+  EXPECT_EQ(entry.details["identity"][literals::kSealedSerialNumberKey.view()], "SER-0042");
+  EXPECT_EQ(data[literals::kAnswerExpiryKey.view()], 105000);
+  EXPECT_EQ(data[literals::kAnswerLifetimeKey.view()], 77);
+  EXPECT_NE(data[literals::kAnswerFingerprintKey.view()],
             _service.received().front().details["fingerprint"]);
 }
 
 TEST_F(SandboxServiceTest, ChangedReportOrLabelIsRefused) {
-  Json changedReport = Json::parse(signedRequest());
-  changedReport[literals::kBodyEnvironmentKey.str()] = "e30=";
-  Json changedLabel = Json::parse(signedRequest());
-  changedLabel[literals::kBodyPlatformKey.str()] = "linux ";
-  for (const Json& body : {changedReport, changedLabel}) {
-    const CurlAnswer answer = postReport(body.dump());
-    EXPECT_NE(Json::parse(answer.body)[literals::kAnswerStatusKey.str()], 0);
+  ZORValue changedReport = json(signedRequest());
+  changedReport.set(literals::kBodyEnvironmentKey.view(), "e30=");
+  ZORValue changedLabel = json(signedRequest());
+  changedLabel.set(literals::kBodyPlatformKey.view(), "linux ");
+  for (const ZORValue& body : {changedReport, changedLabel}) {
+    const CurlAnswer answer = postReport(jsonForDisplay(body));
+    EXPECT_NE(json(answer.body)[literals::kAnswerStatusKey.view()], 0);
     EXPECT_THAT(answer.body, HasSubstr("signature"));
   }
   EXPECT_EQ(postReport("[]").status, 400);
@@ -136,26 +169,15 @@ TEST_F(SandboxServiceTest, ScriptsEndExchangesTheirWayAndAreUsedUp) {
   EXPECT_EQ(postReport(signedRequest()).status, 200);
 }
 
+// On a machine without the other loopback addresses every name and address has a port of its own.
 TEST_F(SandboxServiceTest, RoutesAreToldApartAndKeptInOrder) {
-  const std::string query = withAddress(literals::kHttpDnsQueryFormat.str(), "127.53.20.1", "a.b");
-  const std::string bootstrap =
-      withAddress(literals::kHttpDnsBootstrapFormat.str(), literals::kHttpDnsFourthAddress.str(),
-                  literals::kHttpDnsHost.str());
-  const std::string answerHeader = "x-zor-answer";
-  EXPECT_EQ(_client->get(bootstrap, false).headers[answerHeader], "127.53.20.1");
-  EXPECT_EQ(_client->get(query, false).headers[answerHeader], "127.53.21.1,127.53.21.2");
-  _client->post("https://127.53.21.2:8443/security/dfp/sign_json", signedRequest(), false);
-  const CurlAnswer list = _client->get(literals::kBackupURL.str());
-  EXPECT_EQ(Json::parse(list.body)[0]["code"], "accept");
-  EXPECT_THAT(Json::parse(list.body)[0]["lists"].get<std::string>(), HasSubstr("127.53.30.2"));
-  _client->post("https://127.53.30.1:8443/security/dfp/sign_json", signedRequest(), false);
-  postReport(signedRequest());
-
-  std::vector<Route> routes;
-  for (const Received& entry : _service.received()) routes.push_back(entry.route);
-  EXPECT_EQ(routes, (std::vector<Route>{Route::bootstrap, Route::query, Route::address,
-                                        Route::backupService, Route::backupAddress, Route::name}));
-  EXPECT_EQ(_service.received().back().serverName, "fingerprint.localhost");
+  expectRoutesToldApart(_service);
+  SandboxService onOneAddress(portForEachHost());
+  ASSERT_FALSE(onOneAddress.start());
+  expectRoutesToldApart(onOneAddress);
+  // A client that names no server, as by address, still reaches the name whose port it is.
+  CurlClient(onOneAddress).get("https://127.0.0.1:" + std::to_string(onOneAddress.port()), false);
+  EXPECT_EQ(onOneAddress.received().back().serverName, "fingerprint.localhost");
 }
 
 TEST_F(SandboxServiceTest, HttpDnsHeaderMayBeMissingEmptyOrLong) {
@@ -170,18 +192,19 @@ TEST_F(SandboxServiceTest, HttpDnsHeaderMayBeMissingEmptyOrLong) {
 
 TEST_F(SandboxServiceTest, PingbackUploadMustHaveThePrefixAndNineEntriesARecord) {
   const std::string url = literals::kPingbackURL.str();
-  Json record = {
-      {"pbLibraryName", "z"},   {"pbLibraryVersion", "1"},     {"pbSystemName", "l"},
-      {"pbApplicationId", "a"}, {"pbApplicationVersion", "1"}, {"pbFingerprint", ""},
-      {"pbErrorClass", 1},      {"pbErrorType", "t"},          {"pbErrorDescription", "d"}};
+  ZORValue record = json(
+      R"({"pbLibraryName":"z","pbLibraryVersion":"1","pbSystemName":"l","pbApplicationId":"a",
+          "pbApplicationVersion":"1","pbFingerprint":"","pbErrorClass":1,"pbErrorType":"t",
+          "pbErrorDescription":"d"})");
+  const auto arrayOf = [](const ZORValue::Array& records) { return jsonForDisplay(records); };
   const std::string prefix = literals::kPingbackBodyPrefix.str();
-  EXPECT_EQ(_client->post(url, prefix + Json::array({record, record}).dump()).status, 200);
+  EXPECT_EQ(_client->post(url, prefix + arrayOf({record, record})).status, 200);
   EXPECT_THAT(_service.pingbackRecords(), SizeIs(2));
-  EXPECT_EQ(_client->post(url, Json::array({record}).dump()).status, 400);
+  EXPECT_EQ(_client->post(url, arrayOf({record})).status, 400);
   const std::string nested = std::string(99999, '[') + std::string(99999, ']');
   EXPECT_EQ(_client->post(url, prefix + nested).status, 400);
-  record["pbErrorClass"] = "1";
-  EXPECT_EQ(_client->post(url, prefix + Json::array({record}).dump()).status, 400);
+  record.set("pbErrorClass", "1");
+  EXPECT_EQ(_client->post(url, prefix + arrayOf({record})).status, 400);
 }
 
 TEST_F(SandboxServiceTest, TakenPortAndForeignAddressAreNamed) {

@@ -19,7 +19,7 @@ constexpr char kByAddress[] = "https://10.3.3.3:8443/security/dfp/backup_address
 
 class BackupList : public ::testing::Test {
  protected:
-  void keep(const PropertyValue& value) { network.machine.defaults.setObject(kKey, value); }
+  void keep(const ZORValue& value) { network.machine.defaults.setObject(kKey, value); }
   std::string kept() {
     const auto value = network.machine.defaults.objectForKey(kKey);
     return value ? *value->text() : "nothing";

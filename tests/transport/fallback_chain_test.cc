@@ -221,7 +221,7 @@ TEST_F(FallbackChain, ABackupListFetchedByAddressIsJudgedByTheHostOfTheRunnersOw
     while (end.find(row.end) == std::string::npos) {
       std::this_thread::yield();
       const auto kept = machine.defaults.objectForKey(kBackupKey);
-      end = GetPingbackStore()->readStr().value_or("") + (kept ? *kept->text() : "");
+      end = GetPingbackStore()->readStr().content().value_or("") + (kept ? *kept->text() : "");
     }
     EXPECT_EQ(end.find(kBackupAddress) != std::string::npos, row.certificateName == kServiceHost);
   }

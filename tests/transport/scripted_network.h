@@ -14,9 +14,9 @@
 #include "pingback/ZORSecPingback.h"
 #include "pingback/ZORSecPingbackStore.h"
 #include "platform/operation_queue.h"
+#include "session/ZORHttpsURLSession.h"
 #include "tests/fakes/fake_ports.h"
 #include "transport/ZORHTTPDNSManager.h"
-#include "transport/ZORHttpsURLSession.h"
 
 namespace zor::testing {
 
@@ -30,7 +30,13 @@ class ScriptedNetwork {
   }
   ~ScriptedNetwork() { drain(); }
 
-  static void drain() { zor_httpsOperationQueue().waitUntilAllOperationsAreFinished(); }
+  // Until nothing of what the test started is under way. A completion may hand work to the file of
+  // failure records, and that an upload to the network.
+  static void drain() {
+    zor_httpsOperationQueue().waitUntilAllOperationsAreFinished();
+    GetPingbackStore()->fileSize();
+    zor_httpsOperationQueue().waitUntilAllOperationsAreFinished();
+  }
 
   // URLs without an answer are unreachable. Before requests are started.
   void set(const std::string& url, Answer given) { _answers[url] = std::move(given); }
@@ -66,10 +72,11 @@ class ScriptedNetwork {
   // Type and description of the failures recorded so far, in order.
   std::vector<std::pair<std::string, std::string>> failures() {
     std::vector<std::pair<std::string, std::string>> failures;
-    for (const Json& record : Json::parse(GetPingbackStore()->readStr().value_or("[]"))) {
-      EXPECT_EQ(record.at(literals::kPingbackErrorClassKey.str()), 1);
-      failures.emplace_back(record.at(literals::kPingbackErrorTypeKey.str()),
-                            record.at(literals::kPingbackErrorDescriptionKey.str()));
+    const ZORValue records = json(GetPingbackStore()->readStr().content().value_or(""));
+    for (const ZORValue& record : records.elements()) {
+      EXPECT_EQ(record[literals::kPingbackErrorClassKey.view()], 1);
+      failures.emplace_back(*record[literals::kPingbackErrorTypeKey.view()].text(),
+                            *record[literals::kPingbackErrorDescriptionKey.view()].text());
     }
     return failures;
   }

@@ -4,11 +4,7 @@
 #include <thread>
 
 #include "literals/literals.h"
-#include "platform/linux/defaults_linux.h"
-#include "platform/linux/pasteboards_linux.h"
-#include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
-#include "tests/fakes/temporary_folder.h"
 #include "udid/_OpenUDID.h"
 
 namespace zor {
@@ -31,10 +27,9 @@ class SharedIdentifier : public ::testing::Test {
     return value();
   }
 
-  std::optional<PropertyDictionary> local() {
-    const auto stored = machine.defaults.objectForKey(literals::kSharedIdentifierKey.str());
-    if (!stored || stored->dictionary() == nullptr) return std::nullopt;
-    return *stored->dictionary();
+  // Null when there is none.
+  ZORValue local() {
+    return ZORValue::orNull(machine.defaults.objectForKey(literals::kSharedIdentifierKey.str()));
   }
 
   static std::string slotName(unsigned index) {
@@ -43,19 +38,19 @@ class SharedIdentifier : public ::testing::Test {
   void fillSlot(unsigned index, const Data& data) {
     machine.pasteboards.boards[slotName(index)][literals::kSharedPasteboardType.str()] = data;
   }
-  void fillSlot(unsigned index, const PropertyDictionary& dictionary) {
-    fillSlot(index, linuxArchivePort().archivedData(dictionary).value());
+  void fillSlot(unsigned index, const ZORValue::Dictionary& dictionary) {
+    fillSlot(index, systemPorts().archive.archivedData(dictionary).value());
   }
   void fillSlots(const std::vector<std::string>& identifiers) {
     for (unsigned index = 0; index < identifiers.size(); ++index) {
       fillSlot(index, {{literals::kSharedIdentifierKey.str(), identifiers[index]}});
     }
   }
-  PropertyDictionary slot(unsigned index) {
+  ZORValue slot(unsigned index) {
     const auto pasteboard = machine.pasteboards.pasteboardWithName(slotName(index));
     return _OpenUDID::_getDictFromPasteboard(pasteboard.get());
   }
-  void keepLocally(const PropertyDictionary& dictionary) {
+  void keepLocally(const ZORValue::Dictionary& dictionary) {
     machine.defaults.setObject(literals::kSharedIdentifierKey.str(), dictionary);
   }
   // As another application of the user: the slots are the same, the defaults are its own.
@@ -79,12 +74,11 @@ TEST_F(SharedIdentifier, TheFirstRunKeepsIdentifierApplicationDateAndSlot) {
   const std::string identifier = value();
   EXPECT_EQ(identifier.size(), 40U);
   EXPECT_EQ(error.code, 0);
-  ASSERT_TRUE(local());
-  EXPECT_EQ(textForKey(*local(), literals::kSharedIdentifierKey.str()), identifier);
-  EXPECT_EQ(textForKey(*local(), literals::kSharedApplicationKey.str()).value_or("").size(), 36U);
-  EXPECT_EQ(dateForKey(*local(), literals::kSharedTimestampKey.str()), Date{1700000000});
-  EXPECT_EQ(textForKey(*local(), literals::kSharedSlotKey.str()),
-            literals::kSharedSlotPrefix.str() + "0");
+  ASSERT_TRUE(local().isDictionary());
+  EXPECT_EQ(local()[literals::kSharedIdentifierKey.view()], identifier);
+  EXPECT_EQ(local()[literals::kSharedApplicationKey.view()].text()->size(), 36U);
+  EXPECT_EQ(local()[literals::kSharedTimestampKey.view()], ZORDate{1700000000});
+  EXPECT_EQ(local()[literals::kSharedSlotKey.view()], literals::kSharedSlotPrefix.str() + "0");
   EXPECT_FALSE(machine.defaults.objectForKey(literals::kSharedApplicationKey.str()))
       << "The application identifier is never stored at the top level.";
 }
@@ -115,17 +109,17 @@ TEST_F(SharedIdentifier, OptingOutGivesThePlaceholderUntilOptingInAgain) {
 TEST_F(SharedIdentifier, ADefaultsEntryThatIsNoDictionaryIsReplaced) {
   machine.defaults.setObject(literals::kSharedIdentifierKey.str(), "junk");
   const std::string identifier = value();
-  ASSERT_TRUE(local());
-  EXPECT_EQ(textForKey(*local(), literals::kSharedIdentifierKey.str()), identifier);
+  ASSERT_TRUE(local().isDictionary());
+  EXPECT_EQ(local()[literals::kSharedIdentifierKey.view()], identifier);
 }
 
 TEST_F(SharedIdentifier, AnotherApplicationAdoptsItAndClaimsTheNextSlot) {
   const std::string identifier = value();
-  EXPECT_EQ(slot(0), *local()) << "The slot holds the whole local dictionary.";
+  EXPECT_EQ(slot(0), local()) << "The slot holds the whole local dictionary.";
   EXPECT_EQ(valueInAnotherApplication(), identifier);
-  EXPECT_EQ(textForKey(*local(), literals::kSharedSlotKey.str()), slotName(1));
+  EXPECT_EQ(local()[literals::kSharedSlotKey.view()], slotName(1));
   EXPECT_EQ(valueInNewProcess(), identifier);
-  EXPECT_TRUE(slot(2).empty()) << "Who has a slot claims no other one.";
+  EXPECT_EQ(slot(2).size(), 0U) << "Who has a slot claims no other one.";
 }
 
 TEST_F(SharedIdentifier, TheValueOfMostSlotsIsAdoptedAndOfTiedOnesTheLast) {
@@ -146,20 +140,20 @@ TEST_F(SharedIdentifier, ALocalIdentifierIsKeptAgainstMostSlotsWithAConflict) {
   keepLocally({{literals::kSharedIdentifierKey.str(), "B"}});
   EXPECT_EQ(value(), "B");
   EXPECT_EQ(error.code, 2);
-  EXPECT_EQ(textForKey(slot(3), literals::kSharedIdentifierKey.str()), "B");
+  EXPECT_EQ(slot(3)[literals::kSharedIdentifierKey.view()], "B");
 }
 
 TEST_F(SharedIdentifier, HostileSlotsReadAsEmptyAndMayBeClaimed) {
   const std::string key = literals::kSharedIdentifierKey.str();
   fillSlot(0, Data{0x00, 0xff, 'j', 'u', 'n', 'k'});
   fillSlot(1, {{key, 5.0}});
-  fillSlot(2, {{key, Date{1}}});
-  fillSlot(3, {{key, PropertyDictionary{{key, "A"}}}});
+  fillSlot(2, {{key, ZORDate{1}}});
+  fillSlot(3, {{key, ZORValue::dictionary({{key, "A"}})}});
   fillSlot(4, {{key, ""}});
   fillSlot(5, {{key, std::string(10000, 'x')}});
   fillSlot(6, {{key, "A"}, {"filler", std::string(100000, 'x')}});
   EXPECT_EQ(value().size(), 40U);
-  EXPECT_EQ(textForKey(slot(0), key), value());
+  EXPECT_EQ(slot(0)[key], value());
 }
 
 TEST_F(SharedIdentifier, ASlotIsClaimedAgainOnlyWhenItsOwnIsTheFirstFreeOne) {
@@ -167,14 +161,14 @@ TEST_F(SharedIdentifier, ASlotIsClaimedAgainOnlyWhenItsOwnIsTheFirstFreeOne) {
   fillSlot(1, {{literals::kSharedIdentifierKey.str(), identifier}});
   machine.pasteboards.boards.erase(slotName(0));
   EXPECT_EQ(valueInNewProcess(), identifier);
-  EXPECT_EQ(slot(0), *local());
+  EXPECT_EQ(slot(0), local());
 
   keepLocally({{literals::kSharedIdentifierKey.str(), identifier},
                {literals::kSharedSlotKey.str(), slotName(1)}});
   machine.pasteboards.boards.clear();
   EXPECT_EQ(valueInNewProcess(), identifier);
-  EXPECT_TRUE(slot(0).empty());
-  EXPECT_TRUE(slot(1).empty());
+  EXPECT_EQ(slot(0).size(), 0U);
+  EXPECT_EQ(slot(1).size(), 0U);
 }
 
 // An application that finds its own slot is opted out only if the slot says so too; and a claimed
@@ -185,9 +179,9 @@ TEST_F(SharedIdentifier, AnApplicationThatKnowsItsSlotIsOptedOutOnlyIfTheSlotIs)
   _OpenUDID::_dfp_setOptOut(true);
   EXPECT_EQ(value(), identifier);
   EXPECT_EQ(error.code, 0);
-  EXPECT_TRUE(dateForKey(*local(), literals::kSharedOptOutKey.str()));
+  EXPECT_TRUE(local()[literals::kSharedOptOutKey.view()].isDate());
 
-  fillSlot(0, *local());
+  fillSlot(0, local().entries());
   EXPECT_EQ(valueInNewProcess(), literals::kSharedOptedOutPlaceholder.str());
   _OpenUDID::_dfp_setOptOut(false);
   EXPECT_EQ(value(), identifier) << "A slot alone opts nobody out.";
@@ -196,7 +190,7 @@ TEST_F(SharedIdentifier, AnApplicationThatKnowsItsSlotIsOptedOutOnlyIfTheSlotIs)
 TEST_F(SharedIdentifier, WithEverySlotTakenTheIdentifierIsFoundWithoutOne) {
   fillSlots(std::vector<std::string>(kSharedIdentifierSlots, "A"));
   EXPECT_EQ(value(), "A");
-  EXPECT_FALSE(textForKey(*local(), literals::kSharedSlotKey.str()));
+  EXPECT_EQ(local()[literals::kSharedSlotKey.view()], nullptr);
 }
 
 TEST_F(SharedIdentifier, WithoutAnyPasteboardTheApplicationKeepsAnIdentifierOfItsOwn) {
@@ -215,41 +209,6 @@ TEST_F(SharedIdentifier, ThreadsThatAskAtOnceGetOneIdentifier) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(std::set<std::string>(found.begin(), found.end()).size(), 1U);
-}
-
-TEST_F(SharedIdentifier, ApplicationsStartedAtOnceOnANewMachineFindOneIdentifierAndASlotEach) {
-  constexpr int kApplications = 12;
-  LinuxPasteboards pasteboards([this] { return machine.root + "/pasteboards"; });
-  const auto fileOf = [this](int application, const char* what) {
-    return machine.root + "/" + std::to_string(application) + what;
-  };
-  const auto runApplication = [&](int application) {
-    LinuxDefaults defaults([&] { return fileOf(application, ".defaults"); });
-    const PortSet& fake = ports();
-    const ScopedPorts own({fake.registry, fake.powerSources, fake.system, fake.network, fake.wifi,
-                           fake.integrity, fake.bundle, defaults, pasteboards, fake.archive,
-                           fake.files, fake.crypto, linuxClockPort(), linuxRandomPort(), fake.log,
-                           fake.urlLoading});
-    testing::writeText(fileOf(application, ".identifier"), _OpenUDID::_dfp_value());
-    const auto kept = defaults.objectForKey(literals::kSharedIdentifierKey.str());
-    testing::writeText(fileOf(application, ".slot"),
-                       textForKey(*kept->dictionary(), literals::kSharedSlotKey.str()).value());
-    return 0;
-  };
-  std::vector<std::unique_ptr<testing::ChildProcess>> processes;
-  for (int application = 0; application < kApplications; ++application) {
-    processes.push_back(std::make_unique<testing::ChildProcess>(
-        [&, application] { return runApplication(application); }));
-  }
-  std::set<std::string> identifiers;
-  std::set<std::string> slots;
-  for (int application = 0; application < kApplications; ++application) {
-    EXPECT_EQ(processes[static_cast<std::size_t>(application)]->wait(), 0);
-    identifiers.insert(testing::readText(fileOf(application, ".identifier")));
-    slots.insert(testing::readText(fileOf(application, ".slot")));
-  }
-  EXPECT_EQ(identifiers.size(), 1U);
-  EXPECT_EQ(slots.size(), std::size_t{kApplications});
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
+#include "platform/linux/filed_values.h"
 #include "platform/linux/linux_ports.h"
-#include "platform/linux/property_json.h"
 #include "platform/posix/file_io.h"
 #include "support/json_codec.h"
 #include "support/text.h"
@@ -15,24 +15,20 @@ constexpr int kVersion = 1;
 // as the user defaults write their dictionaries.
 class LinuxArchive final : public ArchivePort {
  public:
-  std::optional<Data> archivedData(const PropertyDictionary& dictionary) override {
-    const auto root = jsonFromProperty(dictionary);
+  std::optional<Data> archivedData(const ZORValue& dictionary) override {
+    const auto root = filedValue(dictionary);
     if (!root) return std::nullopt;
-    const auto text = serializeJson({{kVersionKey, kVersion}, {kRootKey, *root}});
+    const auto text =
+        jsonFromValue(ZORValue::dictionary({{kVersionKey, kVersion}, {kRootKey, *root}}));
     if (!text) return std::nullopt;
     return utf8Bytes(*text);
   }
 
-  std::optional<PropertyDictionary> unarchivedDictionary(const Data& data) override {
-    const auto archive = parseJson(textOf(data));
-    if (!archive || !archive->is_object() || archive->value(kVersionKey, Json()) != kVersion) {
-      return std::nullopt;
-    }
-    const auto root = archive->find(kRootKey);
-    if (root == archive->end()) return std::nullopt;
-    const auto value = propertyFromJson(*root);
-    if (!value || value->dictionary() == nullptr) return std::nullopt;
-    return *value->dictionary();
+  std::optional<ZORValue> unarchivedDictionary(const Data& data) override {
+    const auto archive = valueFromJson(textOf(data));
+    if (!archive || (*archive)[kVersionKey] != kVersion) return std::nullopt;
+    auto root = valueFromFiled((*archive)[kRootKey]);
+    return root && root->isDictionary() ? std::move(root) : std::nullopt;
   }
 };
 

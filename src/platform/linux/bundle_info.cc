@@ -42,14 +42,11 @@ bool isIdentifier(std::string_view text) { return !text.empty() && isValidUtf8(t
 }  // namespace
 
 std::optional<BundleInfo> bundleInfoFromJson(std::string_view text) {
-  auto info = parseJson(text);
-  if (!info || !info->is_object()) return std::nullopt;
+  auto info = valueFromJson(text);
+  if (!info || !info->isDictionary()) return std::nullopt;
   BundleInfo bundle;
-  const auto identifier = info->find(kIdentifierKey);
-  if (identifier != info->end() && identifier->is_string()) {
-    bundle.identifier = identifier->get<std::string>();
-    if (bundle.identifier->empty()) bundle.identifier.reset();
-  }
+  const std::string* identifier = (*info)[kIdentifierKey].text();
+  if (identifier != nullptr && !identifier->empty()) bundle.identifier = *identifier;
   bundle.info = std::move(*info);
   return bundle;
 }
@@ -85,8 +82,8 @@ std::optional<BundleInfo> bundleInfoFromSnap(const char* name, const char* versi
   }
   BundleInfo bundle;
   bundle.identifier = name;
-  bundle.info[literals::kBundleShortVersionKey.str()] = version;
-  bundle.info[literals::kBundleVersionKey.str()] = version;
+  bundle.info.set(literals::kBundleShortVersionKey.view(), version);
+  bundle.info.set(literals::kBundleVersionKey.view(), version);
   return bundle;
 }
 

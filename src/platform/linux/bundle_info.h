@@ -14,7 +14,7 @@ namespace zor {
 
 struct BundleInfo {
   std::optional<std::string> identifier;
-  Json info = Json::object();  // Always an object.
+  ZORValue info = ZORValue::dictionary();  // Always a dictionary.
 };
 
 // A JSON object; "CFBundleIdentifier" in it is the identifier when it is a text that is not empty.

@@ -48,9 +48,9 @@ std::optional<BundleInfo> embeddedBundle() {
 
 template <typename Parse>
 std::optional<BundleInfo> bundleFromFile(const std::string& path, Parse parse) {
-  Data content;
-  if (readWholeFile(path, kLargestInfoBytes, content) != 0) return std::nullopt;
-  return parse(textOf(content));
+  const auto content = readWholeFile(path, kLargestInfoBytes);
+  if (!content) return std::nullopt;
+  return parse(textOf(*content));
 }
 
 class LinuxBundle final : public BundlePort {
@@ -60,11 +60,10 @@ class LinuxBundle final : public BundlePort {
     return _bundle.identifier;
   }
 
-  std::optional<Json> infoValue(const std::string& key) override {
+  std::optional<ZORValue> infoValue(const std::string& key) override {
     noteProbeSource("main bundle");
-    const auto found = _bundle.info.find(key);
-    if (found == _bundle.info.end()) return std::nullopt;
-    return *found;
+    const ZORValue* value = _bundle.info.find(key);
+    return value != nullptr ? std::optional(*value) : std::nullopt;
   }
 
  private:

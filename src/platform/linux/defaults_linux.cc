@@ -3,15 +3,13 @@
 #include <time.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <tuple>
 
 #include "literals/literals.h"
 #include "platform/linux/bundle_linux.h"
+#include "platform/linux/filed_values.h"
 #include "platform/linux/library_folders.h"
 #include "platform/linux/linux_ports.h"
-#include "platform/linux/property_json.h"
 #include "platform/log.h"
 #include "platform/posix/file_io.h"
 #include "platform/probe_trace.h"
@@ -22,36 +20,34 @@
 namespace zor {
 namespace {
 
+constexpr const char* kFailure = "cannot write the user defaults";
+
+Status notText() { return Status::unusable(kFailure, "a value cannot be written as JSON"); }
+
 // What stands in a defaults file, and what a change has to do about it.
 struct Content {
-  Json values = Json::object();
-  int error = 0;         // It could not be read for now; it must not be replaced.
+  ZORValue values = ZORValue::dictionary();
+  Status status;         // It cannot be read now; it must not be replaced.
   bool damaged = false;  // There is something that holds no values; it is put aside.
 };
 
+bool isFolderOrDevice(const std::string& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) &&
+         !S_ISLNK(status.st_mode);
+}
+
 Content readContent(const std::string& path) {
   Content content;
-  Data bytes;
-  switch (const int error = readWholeFile(path, kLargestFileBytes, bytes)) {
-    case 0:
-      break;
-    case ENOENT:
-    case ENOTDIR:
-    case EINVAL:  // A folder or a device: not ours to move away, and no file is lost.
-      return content;
-    case ELOOP:
-    case EACCES:
-    case EPERM:
-    case EFBIG:
-      content.damaged = true;
-      return content;
-    default:
-      content.error = error;
-      return content;
-  }
-  auto values = parseJson(textOf(bytes));
-  content.damaged = !bytes.empty() && (!values || !values->is_object());
-  if (values && values->is_object()) content.values = std::move(*values);
+  const auto bytes = readWholeFile(path, kLargestFileBytes);
+  if (bytes.isUnreadable()) content.status = bytes.status();
+  // A link or a file that is too large, but not a folder or a device: no file is lost with those.
+  content.damaged = bytes.status().isUnusable() && !isFolderOrDevice(path);
+  if (!bytes) return content;
+  auto values = valueFromJson(textOf(*bytes));
+  const bool holdsValues = values && values->isDictionary();
+  content.damaged = !bytes->empty() && !holdsValues;
+  if (holdsValues) content.values = std::move(*values);
   return content;
 }
 
@@ -88,26 +84,26 @@ std::optional<LinuxDefaults::Version> LinuxDefaults::versionAt(const std::string
   return Version{status.st_dev, status.st_ino, status.st_size, status.st_mtim};
 }
 
-std::optional<PropertyValue> LinuxDefaults::objectForKey(const std::string& key) {
+std::optional<ZORValue> LinuxDefaults::objectForKey(const std::string& key) {
   noteProbeSource("user defaults");
   const MutexLock lock(_mutex);
   dropChangesOfParent();
   const auto waiting = _waiting.find(key);
   if (waiting != _waiting.end()) return waiting->second.value;
   refresh();
-  const auto found = _stored.find(key);
-  return found == _stored.end() ? std::nullopt : propertyFromJson(*found);
+  const ZORValue* found = _stored.find(key);
+  return found != nullptr ? valueFromFiled(*found) : std::nullopt;
 }
 
-void LinuxDefaults::setObject(const std::string& key, const PropertyValue& value) {
-  change(key, {value, jsonFromProperty(value)});
+void LinuxDefaults::setObject(const std::string& key, const ZORValue& value) {
+  change(key, {value, filedValue(value)});
 }
 
 void LinuxDefaults::removeObject(const std::string& key) { change(key, {}); }
 
 void LinuxDefaults::change(const std::string& key, Change change) {
   // Such a value must not keep the others from being written.
-  const bool storable = isValidUtf8(key) && (!change.value || change.json);
+  const bool storable = isValidUtf8(key) && (!change.value || change.filed);
   {
     const MutexLock lock(_mutex);
     dropChangesOfParent();
@@ -116,53 +112,52 @@ void LinuxDefaults::change(const std::string& key, Change change) {
     change.number = ++_changeCount;
     _waiting.insert_or_assign(key, std::move(change));
   }
-  const int error = commit();
-  if (error != 0) logOnce(error);
-  if (!storable) logOnce(EILSEQ);
+  const Status status = commit();
+  if (!status.isSuccess()) logOnce(status);
+  if (!storable) logOnce(notText());
 }
 
 bool LinuxDefaults::holdsAlready(const std::string& key, const Change& change) {
   if (_waiting.count(key) != 0) return false;
   refresh();
-  const auto found = _stored.find(key);
-  if (!change.value) return found == _stored.end();
-  return change.json && found != _stored.end() && *found == *change.json;
+  const ZORValue* found = _stored.find(key);
+  if (!change.value) return found == nullptr;
+  return change.filed && found != nullptr && *found == *change.filed;
 }
 
-int LinuxDefaults::commit() {
+Status LinuxDefaults::commit() {
   std::optional<std::string> file;
   {
     const MutexLock lock(_mutex);
     file = path();
   }
-  if (!file) return ENOENT;
-  if (const int error = makeFolders(folderOf(*file)); error != 0) return error;
-  int error = 0;
-  const auto held = FileSystemLock::acquire(lockPathBeside(*file), error);
-  if (held == nullptr) return error;
+  if (!file) return Status::unusable(kFailure, "the user has no folder for them");
+  Status status = makeFolders(folderOf(*file));
+  if (!status.isSuccess()) return status;
+  // Without the lock the file is written all the same: it is whole, and the later writer's counts.
+  const LockAttempt attempt = FileSystemLock::acquire(lockPathBeside(*file));
   const Changes changes = storableChanges();
-  if (changes.empty()) return 0;  // Another thread has written ours with its own.
-  error = rewrite(*file, changes);
-  // What is too large for the file would hold up every later change. A limit of this process
-  // (EFBIG) may be lifted.
-  if (error == 0 || error == EOVERFLOW) forget(changes);
-  return error;
+  if (changes.empty()) return {};  // Another thread has written ours with its own.
+  status = rewrite(*file, changes);
+  // What is too large for the file would hold up every later change.
+  if (status.isSuccess() || status.isUnusable()) forget(changes);
+  return status;
 }
 
-int LinuxDefaults::rewrite(const std::string& path, const Changes& changes) {
+Status LinuxDefaults::rewrite(const std::string& path, const Changes& changes) {
   Content content = readContent(path);
-  if (content.error != 0) return content.error;
+  if (!content.status.isSuccess()) return content.status;
   for (const auto& [key, change] : changes) {
-    if (change.madeUnseen && content.values.contains(key)) continue;
-    if (change.json) {
-      content.values[key] = *change.json;
+    if (change.madeUnseen && content.values.find(key) != nullptr) continue;
+    if (change.filed) {
+      content.values.set(key, *change.filed);
     } else {
       content.values.erase(key);
     }
   }
-  const auto text = serializeJson(content.values);
-  if (!text) return EILSEQ;
-  if (text->size() > kLargestFileBytes) return EOVERFLOW;
+  const auto text = jsonFromValue(content.values);
+  if (!text) return notText();
+  if (text->size() > kLargestFileBytes) return Status::unusable(kFailure, "they are too large");
   const auto version = versionAt(path);
   // Failing that, the damaged file is replaced.
   if (content.damaged) std::ignore = ::rename(path.c_str(), (path + ".damaged").c_str());
@@ -173,7 +168,7 @@ LinuxDefaults::Changes LinuxDefaults::storableChanges() {
   const MutexLock lock(_mutex);
   Changes changes;
   for (const auto& [key, change] : _waiting) {
-    if (isValidUtf8(key) && (!change.value || change.json)) changes.emplace(key, change);
+    if (isValidUtf8(key) && (!change.value || change.filed)) changes.emplace(key, change);
   }
   return changes;
 }
@@ -196,7 +191,7 @@ void LinuxDefaults::refresh() {
   _unreadable = false;
   if (version == _version) return;
   Content content = readContent(*file);
-  _unreadable = content.error != 0;
+  _unreadable = !content.status.isSuccess();
   if (_unreadable) return;  // What is in memory serves until the file can be read.
   _stored = std::move(content.values);
   _version = version;
@@ -208,14 +203,12 @@ std::optional<std::string> LinuxDefaults::path() {
   return _path;
 }
 
-void LinuxDefaults::logOnce(int error) {
+void LinuxDefaults::logOnce(const Status& status) {
   {
     const MutexLock lock(_mutex);
-    if (!_loggedErrors.insert(error).second) return;
+    if (!_loggedReasons.insert(status.reason()).second) return;
   }
-  const char* description = ::strerrordesc_np(error);  // In English and safe between threads.
-  logLine(std::string("zorfingerprint: user defaults cannot be kept: ") +
-          (description != nullptr ? description : "unknown error"));
+  logLine("zorfingerprint: user defaults are not kept: " + status.sentence());
 }
 
 // The parent tries its changes itself; made again here, they could undo what it did later.

@@ -15,6 +15,7 @@
 
 #include "platform/defaults_port.h"
 #include "support/mutex.h"
+#include "support/status.h"
 
 namespace zor {
 
@@ -33,8 +34,8 @@ class LinuxDefaults final : public DefaultsPort {
   // `locate` is asked for the file's path at the first use; nullopt: nothing can be kept.
   explicit LinuxDefaults(Locator locate) : _locate(std::move(locate)) {}
 
-  std::optional<PropertyValue> objectForKey(const std::string& key) override;
-  void setObject(const std::string& key, const PropertyValue& value) override;
+  std::optional<ZORValue> objectForKey(const std::string& key) override;
+  void setObject(const std::string& key, const ZORValue& value) override;
   void removeObject(const std::string& key) override;
 
   // For an object that is never destroyed: makes it usable in the child of a fork.
@@ -43,10 +44,10 @@ class LinuxDefaults final : public DefaultsPort {
  private:
   // A value that this process has and the file has not.
   struct Change {
-    std::optional<PropertyValue> value;  // Absent: removed.
-    std::optional<Json> json;            // `value` for the file; absent for one it cannot hold.
-    std::uint64_t number = 0;            // Counts the changes.
-    bool madeUnseen = false;             // While the file could not be read: what is there wins.
+    std::optional<ZORValue> value;  // Absent: removed.
+    std::optional<ZORValue> filed;  // `value` for the file; absent for one it cannot hold.
+    std::uint64_t number = 0;       // Counts the changes.
+    bool madeUnseen = false;        // While the file could not be read: what is there wins.
   };
   using Changes = std::map<std::string, Change>;
 
@@ -67,10 +68,10 @@ class LinuxDefaults final : public DefaultsPort {
   static std::optional<Version> versionAt(const std::string& path);
 
   void change(const std::string& key, Change change) ZOR_EXCLUDES(_mutex);
-  // Puts the changes that wait into the file. 0 or an errno value.
-  int commit() ZOR_EXCLUDES(_mutex);
-  static int rewrite(const std::string& path, const Changes& changes);
-  void logOnce(int error) ZOR_EXCLUDES(_mutex);
+  // Puts the changes that wait into the file.
+  Status commit() ZOR_EXCLUDES(_mutex);
+  static Status rewrite(const std::string& path, const Changes& changes);
+  void logOnce(const Status& status) ZOR_EXCLUDES(_mutex);
 
   std::optional<std::string> path() ZOR_REQUIRES(_mutex);
   void refresh() ZOR_REQUIRES(_mutex);
@@ -88,10 +89,10 @@ class LinuxDefaults final : public DefaultsPort {
   bool _located ZOR_GUARDED_BY(_mutex) = false;
   std::optional<std::string> _path ZOR_GUARDED_BY(_mutex);
   std::optional<Version> _version ZOR_GUARDED_BY(_mutex);
-  Json _stored ZOR_GUARDED_BY(_mutex) = Json::object();
+  ZORValue _stored ZOR_GUARDED_BY(_mutex) = ZORValue::dictionary();
   Changes _waiting ZOR_GUARDED_BY(_mutex);
   std::uint64_t _changeCount ZOR_GUARDED_BY(_mutex) = 0;
-  std::set<int> _loggedErrors ZOR_GUARDED_BY(_mutex);
+  std::set<std::string> _loggedReasons ZOR_GUARDED_BY(_mutex);
   bool _forked ZOR_GUARDED_BY(_mutex) = false;
 };
 

@@ -32,7 +32,7 @@ std::optional<std::string> readSmallFile(const std::string& path, std::size_t li
                                          const std::string& label) {
   noteProbeSource(label);
   // Non-blocking, so that a pipe put in the file's place cannot stall the host.
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const FileDescriptor file = openFile(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (!file.isOpen()) {
     if (errno == EACCES || errno == EPERM) noteProbeDenied(label);
     return std::nullopt;

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "literals/literals.h"
 #include "platform/linux/library_folders.h"
@@ -20,9 +21,7 @@ class LinuxFiles final : public PosixFiles {
     return folderOfLibrary(literals::kDataHomeVariable.c_str(), ".local/share");
   }
 
-  std::optional<std::string> excludeFromBackup(const std::string& /*path*/) override {
-    return std::nullopt;
-  }
+  Status excludeFromBackup(const std::string& /*path*/) override { return {}; }
 
   std::optional<std::uint64_t> freeBytes(const std::string& path) override {
     struct statvfs figures {};
@@ -41,6 +40,12 @@ int synchronizeToDisk(int descriptor) {
 }
 
 void copyMarks(const std::string& /*from*/, const std::string& /*to*/) {}
+
+// Not strerror(), which speaks the host's language and is shared between threads.
+std::string systemErrorText(int error) {
+  const char* description = ::strerrordesc_np(error);
+  return description != nullptr ? description : "error " + std::to_string(error);
+}
 
 FilePort& linuxFilePort() {
   static auto& port = *new LinuxFiles;

@@ -59,7 +59,7 @@ std::optional<LoadedObject> LoadedObject::find(const char* soname) {
     if (header.p_type == PT_NOTE) object._notes.push_back(segment);
   }
   object._soname = soname;
-  object._file = FileDescriptor(::open(map->l_name, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  object._file = openFile(map->l_name, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   return object;
 }
 

@@ -14,15 +14,17 @@ class LinuxPasteboard final : public Pasteboard {
  public:
   explicit LinuxPasteboard(std::string folder) : _folder(std::move(folder)) {}
 
-  std::optional<Data> dataForType(const std::string& type) override {
-    Data data;
-    if (readWholeFile(pathForType(type), kLargestPasteboardBytes, data) != 0) return std::nullopt;
-    return data;
+  Reading<Data> dataForType(const std::string& type) override {
+    return readWholeFile(pathForType(type), kLargestPasteboardBytes);
   }
 
-  bool setData(const Data& data, const std::string& type) override {
-    return data.size() <= kLargestPasteboardBytes && makeFolders(_folder) == 0 &&
-           replaceFile(pathForType(type), textOf(data)) == 0;
+  Status setData(const Data& data, const std::string& type) override {
+    const std::string path = pathForType(type);
+    if (data.size() > kLargestPasteboardBytes) {
+      return Status::unusable("cannot write " + path, "too large");
+    }
+    const Status folder = makeFolders(_folder);
+    return folder.isSuccess() ? replaceFile(path, textOf(data)) : folder;
   }
 
  private:

@@ -1,6 +1,7 @@
 #include <pthread.h>
 
 #include "platform/queue_thread.h"
+#include "support/guarded_call.h"
 
 namespace zor {
 
@@ -8,5 +9,8 @@ namespace zor {
 void prepareQueueThread(const std::string& name, QualityOfService /*qualityOfService*/) {
   ::pthread_setname_np(::pthread_self(), name.substr(0, 15).c_str());
 }
+
+// NOLINTNEXTLINE(performance-unnecessary-value-param): what it captured is released here.
+void runQueueOperation(std::function<void()> operation) { callIgnoringExceptions(operation); }
 
 }  // namespace zor

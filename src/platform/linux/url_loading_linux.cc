@@ -1,5 +1,6 @@
-#include "platform/linux/url_loading_linux.h"
-
+// URL loading by the network module. All loaders share one module, one thread and the kept
+// connections; the module is opened at the first request. Where it cannot be opened each request
+// ends with URLErrorCode::resourceUnavailable and a log line.
 #include <utility>
 
 #include "literals/literals.h"
@@ -10,7 +11,7 @@
 namespace zor {
 namespace {
 
-using Options = std::shared_ptr<const LinuxURLLoadingOptions>;
+using Options = std::shared_ptr<const URLLoadingOptions>;
 
 std::optional<ZORError> errorOf(const std::optional<net::Failure>& failure) {
   if (!failure) return std::nullopt;
@@ -76,8 +77,8 @@ class LinuxURLSession final : public URLSession {
 
 class LinuxURLLoading final : public URLLoadingPort {
  public:
-  explicit LinuxURLLoading(LinuxURLLoadingOptions options)
-      : _options(std::make_shared<const LinuxURLLoadingOptions>(std::move(options))) {}
+  explicit LinuxURLLoading(URLLoadingOptions options)
+      : _options(std::make_shared<const URLLoadingOptions>(std::move(options))) {}
 
   std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate> delegate,
                                             OperationQueue& queue) override {
@@ -90,7 +91,7 @@ class LinuxURLLoading final : public URLLoadingPort {
 
 }  // namespace
 
-std::unique_ptr<URLLoadingPort> makeLinuxURLLoading(LinuxURLLoadingOptions options) {
+std::unique_ptr<URLLoadingPort> makeURLLoading(URLLoadingOptions options) {
   return std::make_unique<LinuxURLLoading>(std::move(options));
 }
 

@@ -17,9 +17,9 @@ NSSet<Class>* archivedClasses() {
 
 class MacArchive final : public ArchivePort {
  public:
-  std::optional<Data> archivedData(const PropertyDictionary& dictionary) override {
+  std::optional<Data> archivedData(const ZORValue& dictionary) override {
     @autoreleasepool {
-      id object = objectFromPropertyValue(dictionary);
+      id object = objectFromValue(dictionary);
       if (object == nil) return std::nullopt;
       NSData* archive = [NSKeyedArchiver archivedDataWithRootObject:object
                                               requiringSecureCoding:YES
@@ -29,16 +29,15 @@ class MacArchive final : public ArchivePort {
     }
   }
 
-  std::optional<PropertyDictionary> unarchivedDictionary(const Data& data) override {
+  std::optional<ZORValue> unarchivedDictionary(const Data& data) override {
     @autoreleasepool {
       // Damaged archives are refused by an exception as well as by an error.
       @try {
         id object = [NSKeyedUnarchiver unarchivedObjectOfClasses:archivedClasses()
                                                         fromData:foundationData(data)
                                                            error:nil];
-        const auto value = propertyValueFromObject(object);
-        if (!value.has_value() || value->dictionary() == nullptr) return std::nullopt;
-        return *value->dictionary();
+        auto value = valueFromObject(object);
+        return value.has_value() && value->isDictionary() ? std::move(value) : std::nullopt;
       } @catch (NSException*) {
         return std::nullopt;
       }

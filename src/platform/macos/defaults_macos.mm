@@ -10,18 +10,18 @@ namespace {
 // The standard defaults keep themselves on disk, and other processes' changes apart from ours.
 class MacDefaults final : public DefaultsPort {
  public:
-  std::optional<PropertyValue> objectForKey(const std::string& key) override {
+  std::optional<ZORValue> objectForKey(const std::string& key) override {
     @autoreleasepool {
       NSString* name = foundationString(key);
       if (name == nil) return std::nullopt;
-      return propertyValueFromObject([NSUserDefaults.standardUserDefaults objectForKey:name]);
+      return valueFromObject([NSUserDefaults.standardUserDefaults objectForKey:name]);
     }
   }
 
-  void setObject(const std::string& key, const PropertyValue& value) override {
+  void setObject(const std::string& key, const ZORValue& value) override {
     @autoreleasepool {
       NSString* name = foundationString(key);
-      id object = objectFromPropertyValue(value);
+      id object = objectFromValue(value);
       if (name == nil || object == nil) {
         logLine("zorfingerprint: a value of the user defaults is no UTF-8 and is not kept");
         return;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <tuple>
 
 #include "platform/macos/macos_ports.h"
@@ -20,14 +21,14 @@ NSURL* fileUrl(const std::string& path) {
                             : nil;
 }
 
-// What went wrong, if anything did.
-std::optional<std::string> setMark(const std::string& path, NSURLResourceKey mark) {
+Status setMark(const std::string& path, NSURLResourceKey mark) {
   @autoreleasepool {
     NSURL* url = fileUrl(path);
     NSError* error = nil;
     const bool marked = [url setResourceValue:@YES forKey:mark error:&error];
-    if (marked && error == nil) return std::nullopt;
-    return textFromString(error.localizedDescription).value_or("");
+    if (marked && error == nil) return {};
+    return Status::unusable("cannot mark " + path,
+                            textFromString(error.localizedDescription).value_or(""));
   }
 }
 
@@ -47,15 +48,16 @@ class MacFiles final : public PosixFiles {
     }
   }
 
-  bool createFile(const std::string& path, const FileAttributes& attributes) override {
-    if (!PosixFiles::createFile(path, attributes)) return false;
+  Status createFile(const std::string& path, const FileAttributes& attributes) override {
+    Status status = PosixFiles::createFile(path, attributes);
+    if (!status.isSuccess()) return status;
     // A volume without such marks keeps the file all the same.
     if (attributes.hidden) std::ignore = setMark(path, NSURLIsHiddenKey);
     if (attributes.excludedFromBackup) std::ignore = excludeFromBackup(path);
-    return true;
+    return status;
   }
 
-  std::optional<std::string> excludeFromBackup(const std::string& path) override {
+  Status excludeFromBackup(const std::string& path) override {
     return setMark(path, NSURLIsExcludedFromBackupKey);
   }
 
@@ -87,6 +89,12 @@ void copyMarks(const std::string& from, const std::string& to) {
       if (known && value.boolValue) std::ignore = setMark(to, mark);
     }
   }
+}
+
+std::string systemErrorText(int error) {
+  char text[256];
+  const bool known = ::strerror_r(error, text, sizeof text) == 0;
+  return known ? text : "error " + std::to_string(error);
 }
 
 FilePort& macosFilePort() {

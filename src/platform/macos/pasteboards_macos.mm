@@ -1,40 +1,64 @@
 #import <AppKit/AppKit.h>
 
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
 #include "platform/macos/macos_ports.h"
 #include "platform/macos/values_macos.h"
 
 namespace zor {
 namespace {
 
+constexpr const char* kWriting = "cannot write a pasteboard";
+
+Status outOfReach(const char* failure) {
+  return Status::ofSystem(failure, EIO, "the pasteboard server does not answer");
+}
+
+// A writer declares a type, which empties the pasteboard, and then gives the data. Between the two
+// it looks as if there were none, so a type without data is looked at again. The writer needs
+// microseconds; one that was killed in between leaves nothing.
+NSData* finishedData(NSPasteboard* board, NSString* type) {
+  constexpr int kMaxLooks = 6;
+  for (int look = 1;; ++look) {
+    NSData* data = [board dataForType:type];
+    const bool unfinished = data == nil && [board availableTypeFromArray:@[ type ]] != nil;
+    if (!unfinished || look == kMaxLooks) return data;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
 // The pasteboard server may be out of reach (a daemon, a closing session); the platform then
-// raises, and the call ends as if there were nothing.
+// raises: that is no answer, and not an empty pasteboard.
 class MacPasteboard final : public Pasteboard {
  public:
   explicit MacPasteboard(NSPasteboard* board) : _board(board) {}
 
-  std::optional<Data> dataForType(const std::string& type) override {
+  Reading<Data> dataForType(const std::string& type) override {
     @autoreleasepool {
       @try {
         NSString* typeName = foundationString(type);
-        NSData* data = typeName == nil ? nil : [_board dataForType:typeName];
-        if (data == nil) return std::nullopt;
+        NSData* data = typeName == nil ? nil : finishedData(_board, typeName);
+        if (data == nil) return {};
         return bytesFromData(data);
       } @catch (NSException*) {
-        return std::nullopt;
+        return outOfReach("cannot read a pasteboard");
       }
     }
   }
 
-  bool setData(const Data& data, const std::string& type) override {
+  Status setData(const Data& data, const std::string& type) override {
     @autoreleasepool {
       @try {
         NSString* typeName = foundationString(type);
-        if (typeName == nil) return false;
+        if (typeName == nil) return Status::unusable(kWriting, "its type is not UTF-8");
         // Data is taken only for a type that was declared, which empties the pasteboard.
         [_board declareTypes:@[ typeName ] owner:nil];
-        return [_board setData:foundationData(data) forType:typeName];
+        if ([_board setData:foundationData(data) forType:typeName]) return {};
+        return outOfReach(kWriting);
       } @catch (NSException*) {
-        return false;
+        return outOfReach(kWriting);
       }
     }
   }

@@ -1,85 +1,24 @@
 #import <Foundation/Foundation.h>
-#import <Security/Security.h>
 
 #include <cstddef>
+#include <mutex>
 #include <utility>
 
+#include "platform/connect_to.h"
 #include "platform/macos/macos_ports.h"
+#include "platform/macos/server_trust_macos.h"
 #include "platform/macos/values_macos.h"
 #include "platform/operation_queue.h"
 
 namespace zor {
 namespace {
 
-// The platform takes an empty name for no question at all.
-bool isUsable(const TrustPolicy& policy) {
-  if (!policy.serverHostName.has_value()) return true;
-  const std::string& host = *policy.serverHostName;
-  return !host.empty() && host.front() != '.' && host.find('\0') == std::string::npos;
-}
+constexpr NSInteger kHttpsPort = 443;
 
-id securityPolicy(const TrustPolicy& policy) {
-  if (!isUsable(policy)) return nil;
-  if (!policy.serverHostName.has_value()) return CFBridgingRelease(SecPolicyCreateBasicX509());
-  NSString* host = foundationString(*policy.serverHostName);
-  if (host == nil) return nil;
-  constexpr Boolean kForServer = true;
-  return CFBridgingRelease(SecPolicyCreateSSL(kForServer, (__bridge CFStringRef)host));
-}
-
-// Why a trust that was evaluated is not trusted.
-std::string reasonOf(SecTrustRef trust) {
-  CFErrorRef error = nullptr;
-  if (SecTrustEvaluateWithError(trust, &error)) return {};
-  NSError* reason = CFBridgingRelease(error);
-  return textFromString(reason.localizedDescription).value_or("");
-}
-
-class MacServerTrust final : public ServerTrust {
- public:
-  // Keeps a reference to `trust`, which is not null.
-  explicit MacServerTrust(SecTrustRef trust) : _trust((__bridge id)trust) {}
-
-  bool setPolicies(const std::vector<TrustPolicy>& policies) override {
-    @autoreleasepool {
-      NSMutableArray* list = [NSMutableArray array];
-      for (const TrustPolicy& policy : policies) {
-        id converted = securityPolicy(policy);
-        if (converted == nil) return false;
-        [list addObject:converted];
-      }
-      return list.count > 0 &&
-             SecTrustSetPolicies(trust(), (__bridge CFTypeRef)list) == errSecSuccess;
-    }
-  }
-
-  std::optional<TrustEvaluation> evaluate() override {
-    @autoreleasepool {
-      SecTrustResultType result = kSecTrustResultInvalid;
-      // Deprecated for a call that tells trusted from untrusted only; the delegate asks for the
-      // kind.
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wdeprecated-declarations"
-      const OSStatus status = SecTrustEvaluate(trust(), &result);
-#pragma clang diagnostic pop
-      if (status != errSecSuccess) return std::nullopt;
-      const bool trusted = result == kSecTrustResultUnspecified || result == kSecTrustResultProceed;
-      return TrustEvaluation{static_cast<TrustResult>(result), trusted ? "" : reasonOf(trust())};
-    }
-  }
-
-  bool credentialAvailable() override {
-    @autoreleasepool {
-      return credential() != nil;
-    }
-  }
-
-  NSURLCredential* credential() const { return [NSURLCredential credentialForTrust:trust()]; }
-
- private:
-  SecTrustRef trust() const { return (__bridge SecTrustRef)_trust; }
-
-  const id _trust;
+// Settings of a loader that a program made for itself; the library's own has none.
+struct LoaderSettings {
+  std::vector<std::string> connectTo;
+  bool takesRootsFromEnvironment = false;
 };
 
 NSError* errorWithCode(URLErrorCode code) {
@@ -116,13 +55,44 @@ bool isHttps(NSURL* url) {
   return url.scheme != nil && [url.scheme caseInsensitiveCompare:@"https"] == NSOrderedSame;
 }
 
-// nil: the URL is none.
+NSInteger portOf(NSURL* url) { return url.port == nil ? kHttpsPort : url.port.integerValue; }
+
+bool isSameEndpoint(NSURL* left, NSURL* right) {
+  return left.host != nil && right.host != nil && portOf(left) == portOf(right) &&
+         [left.host caseInsensitiveCompare:right.host] == NSOrderedSame;
+}
+
+// `request` sent to where `connectTo` says, for the host that its URL names. The platform connects
+// to where a URL says and nowhere else, so the URL itself is changed.
+NSURLRequest* requestConnectingTo(NSURLRequest* request,
+                                  const std::vector<std::string>& connectTo) {
+  NSURLComponents* parts = [NSURLComponents componentsWithURL:request.URL
+                                      resolvingAgainstBaseURL:YES];
+  const auto host = textFromString(request.URL.host);
+  if (connectTo.empty() || parts == nil || !host.has_value()) return request;
+  const Endpoint asked{*host, std::to_string(portOf(request.URL))};
+  const Endpoint endpoint = connectEndpoint(connectTo, asked);
+  if (endpoint.host == asked.host && endpoint.port == asked.port) return request;
+  parts.host = foundationString(endpoint.host);
+  parts.port = @(std::stoi(endpoint.port));
+  NSString* named = request.URL.port == nil
+                        ? request.URL.host
+                        : [NSString stringWithFormat:@"%@:%@", request.URL.host, request.URL.port];
+  NSMutableURLRequest* changed = [request mutableCopy];
+  changed.URL = parts.URL;
+  [changed setValue:named forHTTPHeaderField:@"Host"];
+  return changed;
+}
+
+// nil: the URL is not valid.
 NSURLRequest* foundationRequest(const URLRequest& request) {
   NSString* text = foundationString(request.url);
   NSURL* url = text == nil ? nil : [NSURL URLWithString:text];
   NSString* method = foundationString(request.method);
   if (url == nil || method == nil) return nil;
   NSMutableURLRequest* result = [NSMutableURLRequest requestWithURL:url];
+  // An answer out of the cache would come without a question about its server.
+  result.cachePolicy = NSURLRequestReloadIgnoringLocalCacheData;
   result.HTTPMethod = method;
   for (const auto& [name, value] : request.headers) {
     NSString* field = foundationString(name);
@@ -143,72 +113,122 @@ NSURLSessionConfiguration* configurationFor(const URLRequest& request) {
   return configuration;
 }
 
-using ChallengeAnswer = void (^)(NSURLSessionAuthChallengeDisposition disposition,
-                                 NSURLCredential* credential);
+using ChallengeCompletionBlock = void (^)(NSURLSessionAuthChallengeDisposition disposition,
+                                          NSURLCredential* credential);
 
-// Refused unless the delegate says otherwise; asked exactly once, answered exactly once.
-void answerChallenge(NSURLAuthenticationChallenge* challenge,
-                     const std::shared_ptr<URLSessionDelegate>& delegate, ChallengeAnswer answer) {
+// Gives the platform one answer to a question, whoever gives it how often. Callable from any
+// thread.
+class OneAnswer {
+ public:
+  explicit OneAnswer(ChallengeCompletionBlock completion) : _completion([completion copy]) {}
+
+  // Returns the disposition that the platform was given: this one, or the earlier.
+  ChallengeDisposition give(ChallengeDisposition disposition, NSURLCredential* credential) {
+    std::call_once(_given, [&] {
+      _disposition = disposition;
+      _completion(static_cast<NSURLSessionAuthChallengeDisposition>(disposition), credential);
+    });
+    return _disposition;
+  }
+
+ private:
+  const ChallengeCompletionBlock _completion;
+  std::once_flag _given;
+  ChallengeDisposition _disposition = ChallengeDisposition::rejectProtectionSpace;
+};
+
+// Asks `delegate` and passes its answer on; refused when it is gone, throws or gives none. What it
+// is told lives as long as it keeps it. Returns the answer that was passed on.
+ChallengeDisposition respondToChallenge(NSURLAuthenticationChallenge* challenge, NSArray* roots,
+                                        const std::shared_ptr<URLSessionDelegate>& delegate,
+                                        ChallengeCompletionBlock completion) {
   NSURLProtectionSpace* space = challenge.protectionSpace;
   AuthenticationChallenge question;
   std::shared_ptr<MacServerTrust> trust;
   if ([space.authenticationMethod isEqualToString:NSURLAuthenticationMethodServerTrust]) {
     question.method = AuthenticationMethod::serverTrust;
-    if (space.serverTrust != nullptr) trust = std::make_shared<MacServerTrust>(space.serverTrust);
+    if (space.serverTrust != nullptr) {
+      trust = std::make_shared<MacServerTrust>(space.serverTrust, roots);
+    }
     question.serverTrust = trust;
   }
-  auto disposition = ChallengeDisposition::rejectProtectionSpace;
-  bool wantsCredential = false;
+  const auto answer = std::make_shared<OneAnswer>(completion);
   try {
     if (delegate != nullptr) {
-      delegate->didReceiveChallenge(
-          question, [&disposition, &wantsCredential](ChallengeDisposition chosen, bool with) {
-            disposition = chosen;
-            wantsCredential = with;
-          });
+      delegate->didReceiveChallenge(question, [answer, trust](ChallengeDisposition disposition,
+                                                              bool withCredential) {
+        @autoreleasepool {
+          answer->give(disposition, withCredential && trust != nullptr ? trust->credential() : nil);
+        }
+      });
     }
-  } catch (...) {
-    disposition = ChallengeDisposition::rejectProtectionSpace;
-    wantsCredential = false;
+  } catch (...) {  // NOLINT(bugprone-empty-catch): no answer, so a refusal.
   }
-  NSURLCredential* credential = wantsCredential && trust != nullptr ? trust->credential() : nil;
-  answer(static_cast<NSURLSessionAuthChallengeDisposition>(disposition), credential);
+  return answer->give(ChallengeDisposition::rejectProtectionSpace, nil);
 }
 
 }  // namespace
 }  // namespace zor
 
 // One exchange: the delegate of a session of its own, which keeps it until the task is over. Its
-// methods are called on that session's serial queue; what it calls runs on the library's.
+// methods are called on that session's serial queue, where nothing of the host runs; completions
+// run on the library's queue.
 @interface ZORURLExchange : NSObject <NSURLSessionDataDelegate>
 - (instancetype)initWithDelegate:(std::weak_ptr<zor::URLSessionDelegate>)delegate
+                        settings:(std::shared_ptr<const zor::LoaderSettings>)settings
                            queue:(zor::OperationQueue&)queue
                       completion:(zor::TransportCompletion)completion;
-// Delivers the outcome on the library's queue; the first call counts, later ones do nothing.
-- (void)finishWithResponse:(NSURLResponse*)response error:(NSError*)error;
+// Sends `request` in a session of its own.
+- (void)start:(const zor::URLRequest&)request;
 @end
 
 @implementation ZORURLExchange {
   std::weak_ptr<zor::URLSessionDelegate> _delegate;
+  std::shared_ptr<const zor::LoaderSettings> _settings;
   zor::OperationQueue* _queue;  // Outlives the session.
   zor::TransportCompletion _completion;
+  std::string _askedURL;  // What the request named,
+  NSURL* _connectedURL;   // and where it was sent.
   zor::Data _body;
-  NSError* _ownError;  // Why the task was cancelled from here; nil when it was not.
+  NSError* _ownError;  // Why the exchange ends from here; nil when it does not.
+  // Whether the delegate was asked about the server that answers now. A resumed TLS session brings
+  // an answer without a question.
+  BOOL _asked;
   BOOL _finished;
 }
 
 - (instancetype)initWithDelegate:(std::weak_ptr<zor::URLSessionDelegate>)delegate
+                        settings:(std::shared_ptr<const zor::LoaderSettings>)settings
                            queue:(zor::OperationQueue&)queue
                       completion:(zor::TransportCompletion)completion {
   self = [super init];
   if (self != nil) {
     _delegate = std::move(delegate);
+    _settings = std::move(settings);
     _queue = &queue;
     _completion = std::move(completion);
   }
   return self;
 }
 
+- (void)start:(const zor::URLRequest&)request {
+  NSURLRequest* converted = zor::foundationRequest(request);
+  if (converted == nil || !zor::isHttps(converted.URL)) {
+    const auto code =
+        converted == nil ? zor::URLErrorCode::badURL : zor::URLErrorCode::unsupportedURL;
+    return [self finishWithResponse:nil error:zor::errorWithCode(code)];
+  }
+  converted = zor::requestConnectingTo(converted, _settings->connectTo);
+  _askedURL = request.url;
+  _connectedURL = converted.URL;
+  NSURLSession* session = [NSURLSession sessionWithConfiguration:zor::configurationFor(request)
+                                                        delegate:self
+                                                   delegateQueue:nil];
+  [[session dataTaskWithRequest:converted] resume];
+  [session finishTasksAndInvalidate];  // Lets go of the exchange once the task is over.
+}
+
+// Delivers the outcome on the library's queue; the first call counts, later ones do nothing.
 - (void)finishWithResponse:(NSURLResponse*)response error:(NSError*)error {
   if (_finished) return;
   _finished = YES;
@@ -219,10 +239,12 @@ void answerChallenge(NSURLAuthenticationChallenge* challenge,
   } else {
     failure = zor::errorFromObject(error);
   }
-  _queue->addOperation([completion = std::move(_completion), body = std::move(body),
-                        answer = zor::responseFromObject(response), failure] {
-    if (completion) completion(body, answer, failure);
-  });
+  auto answer = zor::responseFromObject(response);
+  if (answer.has_value() && [response.URL isEqual:_connectedURL]) answer->url = _askedURL;
+  _queue->addOperation(
+      [completion = std::move(_completion), body = std::move(body), answer, failure] {
+        if (completion) completion(body, answer, failure);
+      });
 }
 
 - (void)cancelTask:(NSURLSessionTask*)task because:(zor::URLErrorCode)code {
@@ -230,16 +252,30 @@ void answerChallenge(NSURLAuthenticationChallenge* challenge,
   [task cancel];
 }
 
+// No, and the task is ended: nobody was asked about the server that answers.
+- (BOOL)acceptsServerOf:(NSURLSessionTask*)task {
+  if (!_asked) [self cancelTask:task because:zor::URLErrorCode::serverCertificateUntrusted];
+  return _asked;
+}
+
 - (void)URLSession:(NSURLSession*)session
     didReceiveChallenge:(NSURLAuthenticationChallenge*)challenge
-      completionHandler:(zor::ChallengeAnswer)completionHandler {
+      completionHandler:(zor::ChallengeCompletionBlock)completionHandler {
   if (completionHandler == nil) return;
-  zor::ChallengeAnswer answer = [completionHandler copy];
-  _queue->addOperation([delegate = _delegate, challenge, answer] {
-    @autoreleasepool {
-      zor::answerChallenge(challenge, delegate.lock(), answer);
+  @autoreleasepool {
+    NSArray* roots = _settings->takesRootsFromEnvironment ? zor::rootsFromEnvironment() : nil;
+    const auto disposition =
+        zor::respondToChallenge(challenge, roots, _delegate.lock(), completionHandler);
+    if (![challenge.protectionSpace.authenticationMethod
+            isEqualToString:NSURLAuthenticationMethodServerTrust]) {
+      return;
     }
-  });
+    _asked = YES;
+    // The platform's own error for a refusal is not always that of an untrusted certificate.
+    if (disposition == zor::ChallengeDisposition::rejectProtectionSpace) {
+      _ownError = zor::errorWithCode(zor::URLErrorCode::serverCertificateUntrusted);
+    }
+  }
 }
 
 - (void)URLSession:(NSURLSession*)session
@@ -247,15 +283,21 @@ void answerChallenge(NSURLAuthenticationChallenge* challenge,
     willPerformHTTPRedirection:(NSHTTPURLResponse*)response
                     newRequest:(NSURLRequest*)request
              completionHandler:(void (^)(NSURLRequest* request))completionHandler {
-  if (zor::isHttps(request.URL)) return completionHandler(request);
-  [self cancelTask:task because:zor::URLErrorCode::unsupportedURL];
-  completionHandler(nil);
+  if (![self acceptsServerOf:task]) return completionHandler(nil);
+  if (!zor::isHttps(request.URL)) {
+    [self cancelTask:task because:zor::URLErrorCode::unsupportedURL];
+    return completionHandler(nil);
+  }
+  NSURLRequest* next = zor::requestConnectingTo(request, _settings->connectTo);
+  if (!zor::isSameEndpoint(next.URL, response.URL)) _asked = NO;
+  completionHandler(next);
 }
 
 - (void)URLSession:(NSURLSession*)session
               dataTask:(NSURLSessionDataTask*)dataTask
     didReceiveResponse:(NSURLResponse*)response
      completionHandler:(void (^)(NSURLSessionResponseDisposition disposition))completionHandler {
+  if (![self acceptsServerOf:dataTask]) return completionHandler(NSURLSessionResponseCancel);
   const auto answer = zor::responseFromObject(response);
   if (answer.has_value() && zor::headerBytes(*answer) > zor::kLargestHeaderBytes) {
     [self cancelTask:dataTask because:zor::URLErrorCode::dataLengthExceedsMaximum];
@@ -292,42 +334,46 @@ namespace {
 // never serves another.
 class MacURLSession final : public URLSession {
  public:
-  MacURLSession(std::weak_ptr<URLSessionDelegate> delegate, OperationQueue& queue)
-      : _delegate(std::move(delegate)), _queue(queue) {}
+  MacURLSession(std::weak_ptr<URLSessionDelegate> delegate,
+                std::shared_ptr<const LoaderSettings> settings, OperationQueue& queue)
+      : _delegate(std::move(delegate)), _settings(std::move(settings)), _queue(queue) {}
 
   void startDataTask(const URLRequest& request, TransportCompletion completion) override {
     @autoreleasepool {
-      ZORURLExchange* exchange = [[ZORURLExchange alloc] initWithDelegate:_delegate
-                                                                    queue:_queue
-                                                               completion:std::move(completion)];
-      NSURLRequest* converted = foundationRequest(request);
-      if (converted == nil || !isHttps(converted.URL)) {
-        const auto code = converted == nil ? URLErrorCode::badURL : URLErrorCode::unsupportedURL;
-        [exchange finishWithResponse:nil error:errorWithCode(code)];
-        return;
-      }
-      NSURLSession* session = [NSURLSession sessionWithConfiguration:configurationFor(request)
-                                                            delegate:exchange
-                                                       delegateQueue:nil];
-      [[session dataTaskWithRequest:converted] resume];
-      [session finishTasksAndInvalidate];  // Lets go of the exchange once the task is over.
+      [[[ZORURLExchange alloc] initWithDelegate:_delegate
+                                       settings:_settings
+                                          queue:_queue
+                                     completion:std::move(completion)] start:request];
     }
   }
 
  private:
   const std::weak_ptr<URLSessionDelegate> _delegate;
+  const std::shared_ptr<const LoaderSettings> _settings;
   OperationQueue& _queue;
 };
 
 class MacURLLoading final : public URLLoadingPort {
  public:
+  explicit MacURLLoading(LoaderSettings settings = {})
+      : _settings(std::make_shared<const LoaderSettings>(std::move(settings))) {}
+
   std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate> delegate,
                                             OperationQueue& queue) override {
-    return std::make_unique<MacURLSession>(std::move(delegate), queue);
+    return std::make_unique<MacURLSession>(std::move(delegate), _settings, queue);
   }
+
+ private:
+  const std::shared_ptr<const LoaderSettings> _settings;
 };
 
 }  // namespace
+
+std::unique_ptr<URLLoadingPort> makeURLLoading(URLLoadingOptions options) {
+  constexpr bool kTakesRootsFromEnvironment = true;
+  return std::make_unique<MacURLLoading>(
+      LoaderSettings{std::move(options.connectTo), kTakesRootsFromEnvironment});
+}
 
 URLLoadingPort& macosURLLoadingPort() {
   static auto& port = *new MacURLLoading;

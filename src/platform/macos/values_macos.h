@@ -6,12 +6,13 @@
 
 #import <Foundation/Foundation.h>
 
+#include <ZORFingerPrint/ZORValue.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/registry_port.h"
-#include "support/property_value.h"
 
 namespace zor {
 
@@ -30,12 +31,14 @@ Data bytesFromData(NSData* data);
 // UTF-8 form.
 std::optional<RegistryValue> registryValueFromObject(id value);
 
-// A property-list object of the same kind; nil when a text or key in it is no UTF-8.
-id objectFromPropertyValue(const PropertyValue& value);
+// A property-list object of the same kind; nil for null, which property lists do not have, and when
+// a text or key in it is not valid UTF-8.
+id objectFromValue(const ZORValue& value);
 
-// nullopt: `object` is nil or of a kind that is no PropertyValue. Such entries of a dictionary are
-// left out, and so are dictionaries nested more than 32 deep: an archive may hold a circle.
-std::optional<PropertyValue> propertyValueFromObject(id object);
+// nullopt: `object` is nil, or of a class that is none of the property lists' and not NSNull. Such
+// members of a collection are left out, and so are collections nested more than 32 deep: an archive
+// may hold a circle.
+std::optional<ZORValue> valueFromObject(id object);
 
 }  // namespace zor
 

@@ -1,52 +1,79 @@
 #include "platform/macos/values_macos.h"
 
+#include <limits>
 #include <utility>
 
 namespace zor {
 namespace {
 
-constexpr int kDeepestDictionaryNesting = 32;
+constexpr int kDeepestNesting = 32;
 
 // A flag is a number object too, but no number to the registry's readers.
 bool isFlag(id value) { return CFGetTypeID((__bridge CFTypeRef)value) == CFBooleanGetTypeID(); }
 
-NSDictionary* foundationDictionary(const PropertyDictionary& dictionary) {
+NSDictionary* foundationDictionary(const ZORValue& dictionary) {
   NSMutableDictionary* result = [NSMutableDictionary dictionaryWithCapacity:dictionary.size()];
-  for (const auto& [key, value] : dictionary) {
+  for (const auto& [key, value] : dictionary.entries()) {
     NSString* name = foundationString(key);
-    id object = objectFromPropertyValue(value);
+    id object = objectFromValue(value);
     if (name == nil || object == nil) return nil;
     result[name] = object;
   }
   return result;
 }
 
-std::optional<PropertyValue> propertyValue(id object, int depthLeft);
-
-PropertyDictionary propertyDictionary(NSDictionary* dictionary, int depthLeft) {
-  PropertyDictionary result;
-  for (id key in dictionary) {
-    if (![key isKindOfClass:NSString.class]) continue;
-    const auto name = textFromString(key);
-    auto value = propertyValue(dictionary[key], depthLeft);
-    if (name.has_value() && value.has_value()) result.insert_or_assign(*name, *std::move(value));
+NSArray* foundationArray(const ZORValue& array) {
+  NSMutableArray* result = [NSMutableArray arrayWithCapacity:array.size()];
+  for (const ZORValue& element : array.elements()) {
+    id object = objectFromValue(element);
+    if (object == nil) return nil;
+    [result addObject:object];
   }
   return result;
 }
 
-std::optional<PropertyValue> propertyValue(id object, int depthLeft) {
-  if ([object isKindOfClass:NSString.class]) {
-    auto text = textFromString(object);
-    if (!text.has_value()) return std::nullopt;
-    return PropertyValue(*std::move(text));
+ZORValue valueFromNumber(NSNumber* number) {
+  if (isFlag(number)) return static_cast<bool>(number.boolValue);
+  if (CFNumberIsFloatType((__bridge CFNumberRef)number)) return number.doubleValue;
+  const bool isLarge =
+      [number compare:@(std::numeric_limits<std::int64_t>::max())] == NSOrderedDescending;
+  if (isLarge) return static_cast<std::uint64_t>(number.unsignedLongLongValue);
+  return static_cast<std::int64_t>(number.longLongValue);
+}
+
+std::optional<ZORValue> nestedValue(id object, int depthLeft);
+
+ZORValue valueFromDictionary(NSDictionary* dictionary, int depthLeft) {
+  ZORValue result = ZORValue::dictionary();
+  for (id key in dictionary) {
+    if (![key isKindOfClass:NSString.class]) continue;
+    const auto name = textFromString(key);
+    auto value = nestedValue(dictionary[key], depthLeft);
+    if (name.has_value() && value.has_value()) result.set(*name, *std::move(value));
   }
-  if ([object isKindOfClass:NSNumber.class]) return PropertyValue([object doubleValue]);
+  return result;
+}
+
+ZORValue valueFromArray(NSArray* array, int depthLeft) {
+  ZORValue result = ZORValue::array();
+  for (id element in array) {
+    auto value = nestedValue(element, depthLeft);
+    if (value.has_value()) result.append(*std::move(value));
+  }
+  return result;
+}
+
+std::optional<ZORValue> nestedValue(id object, int depthLeft) {
+  if ([object isKindOfClass:NSString.class]) return textFromString(object);
+  if ([object isKindOfClass:NSNumber.class]) return valueFromNumber(object);
+  if ([object isKindOfClass:NSData.class]) return bytesFromData(object);
   if ([object isKindOfClass:NSDate.class]) {
-    return PropertyValue(Date{static_cast<NSDate*>(object).timeIntervalSince1970});
+    return ZORDate{static_cast<NSDate*>(object).timeIntervalSince1970};
   }
-  if ([object isKindOfClass:NSDictionary.class] && depthLeft > 0) {
-    return PropertyValue(propertyDictionary(object, depthLeft - 1));
-  }
+  if ([object isKindOfClass:NSNull.class]) return ZORValue();
+  if (depthLeft == 0) return std::nullopt;
+  if ([object isKindOfClass:NSArray.class]) return valueFromArray(object, depthLeft - 1);
+  if ([object isKindOfClass:NSDictionary.class]) return valueFromDictionary(object, depthLeft - 1);
   return std::nullopt;
 }
 
@@ -87,17 +114,31 @@ std::optional<RegistryValue> registryValueFromObject(id value) {
   return RegistryValue(RegistryOther{});
 }
 
-id objectFromPropertyValue(const PropertyValue& value) {
-  if (value.text() != nullptr) return foundationString(*value.text());
-  if (value.number() != nullptr) return @(*value.number());
-  if (value.date() != nullptr) {
-    return [NSDate dateWithTimeIntervalSince1970:value.date()->secondsSince1970];
+id objectFromValue(const ZORValue& value) {
+  switch (value.kind()) {
+    case ZORValue::Kind::null:
+      return nil;
+    case ZORValue::Kind::boolean:
+      return @(*value.boolean());
+    case ZORValue::Kind::integer:
+      return @(*value.integer());
+    case ZORValue::Kind::unsignedInteger:
+      return @(*value.unsignedInteger());
+    case ZORValue::Kind::real:
+      return @(*value.number());
+    case ZORValue::Kind::text:
+      return foundationString(*value.text());
+    case ZORValue::Kind::data:
+      return foundationData(*value.data());
+    case ZORValue::Kind::date:
+      return [NSDate dateWithTimeIntervalSince1970:value.date()->secondsSince1970];
+    case ZORValue::Kind::array:
+      return foundationArray(value);
+    case ZORValue::Kind::dictionary:
+      return foundationDictionary(value);
   }
-  return foundationDictionary(*value.dictionary());
 }
 
-std::optional<PropertyValue> propertyValueFromObject(id object) {
-  return propertyValue(object, kDeepestDictionaryNesting);
-}
+std::optional<ZORValue> valueFromObject(id object) { return nestedValue(object, kDeepestNesting); }
 
 }  // namespace zor

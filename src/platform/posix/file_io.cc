@@ -11,6 +11,7 @@
 #include <tuple>
 #include <vector>
 
+#include "platform/lock_wait.h"
 #include "support/fork_hooks.h"
 #include "support/mutex.h"
 
@@ -26,6 +27,44 @@ std::string folderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos) return ".";
   return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// As open(2), made again when a signal interrupts it; none of the descriptors 0 to 2.
+int openAboveStandardOnes(const char* path, int flags, mode_t mode) {
+  const int descriptor = retryOnSignal([&] { return ::open(path, flags, mode); });
+  if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
+  const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int error = errno;
+  ::close(descriptor);
+  errno = error;
+  return moved;
+}
+
+Status unusablePath(const char* verb, const std::string& path) {
+  return Status::unusable(std::string("cannot ") + verb + " \"" + path.c_str() + '"',
+                          "this is not a path");
+}
+
+Status tooLarge(const char* verb, const std::string& path) {
+  return Status::unusable(std::string("cannot ") + verb + " " + path, "too large");
+}
+
+// Why no regular file could be opened at `path`.
+Reading<FileDescriptor> notOpened(const std::string& path, int error) {
+  const std::string failure = "cannot open " + path;
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+      return {};
+    case ELOOP:
+      return Status::unusable(failure, "it is a symbolic link");
+    case EISDIR:
+    case ENXIO:  // A socket, or a FIFO that nobody reads.
+    case ENODEV:
+      return Status::unusable(failure, "it is not a regular file");
+    default:
+      return systemFailure("open", path, error);
+  }
 }
 
 // Whether `descriptor` is a regular file that still is at `path`, as far as the file system knows.
@@ -56,8 +95,9 @@ bool exceedsProcessLimit(std::size_t sizeBytes) {
 
 int fill(int descriptor, std::string_view content, const std::optional<timespec>& modifiedAt) {
   if (exceedsProcessLimit(content.size())) return EFBIG;
-  if (::fchmod(descriptor, kOwnFileMode) != 0) return errno;  // The umask may have taken bits away.
-  if (::ftruncate(descriptor, 0) != 0) return errno;  // Leftovers of a writer that was killed.
+  // The umask may have taken bits away, and a writer that was killed may have left something.
+  if (retryOnSignal([&] { return ::fchmod(descriptor, kOwnFileMode); }) != 0) return errno;
+  if (retryOnSignal([&] { return ::ftruncate(descriptor, 0); }) != 0) return errno;
   if (const int error = writeAll(descriptor, content); error != 0) return error;
   if (modifiedAt) {
     const timespec times[] = {{0, UTIME_OMIT}, *modifiedAt};
@@ -107,8 +147,7 @@ class TemporaryFile {
   }
 
   bool openAs(int flags) {
-    _descriptor = FileDescriptor(retryOnSignal(
-        [&] { return ::open(_path.c_str(), O_RDWR | flags | kCarefully, kOwnFileMode); }));
+    _descriptor = openFile(_path, O_RDWR | flags | kCarefully, kOwnFileMode);
     return _descriptor.isOpen();
   }
 
@@ -125,9 +164,9 @@ class TemporaryFile {
 };
 
 int renameOver(const std::string& from, const std::string& to) {
-  if (::rename(from.c_str(), to.c_str()) != 0) return errno;
-  const FileDescriptor folder(
-      ::open(folderOf(to).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY));
+  if (retryOnSignal([&] { return ::rename(from.c_str(), to.c_str()); }) != 0) return errno;
+  const FileDescriptor folder =
+      openFile(folderOf(to), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY);
   // Without this a power cut may bring the old file back whole; the change itself has happened.
   if (folder.isOpen()) std::ignore = ::fsync(folder.get());
   return 0;
@@ -158,8 +197,7 @@ class HeldLocks {
 
   int open(const std::string& path) {
     const MutexLock lock(_mutex);
-    const int descriptor = retryOnSignal(
-        [&] { return ::open(path.c_str(), O_RDWR | O_CREAT | kCarefully, kOwnFileMode); });
+    const int descriptor = openFile(path, O_RDWR | O_CREAT | kCarefully, kOwnFileMode).release();
     if (descriptor >= 0) _descriptors.push_back(descriptor);
     return descriptor;
   }
@@ -215,90 +253,93 @@ bool isUsablePath(const std::string& path) {
   return !path.empty() && path.find('\0') == std::string::npos;
 }
 
-FileDescriptor openRegularFile(const std::string& path, int accessMode, int& error) {
-  error = EINVAL;
-  if (!isUsablePath(path)) return {};
-  FileDescriptor file(retryOnSignal([&] { return ::open(path.c_str(), accessMode | kCarefully); }));
+FileDescriptor openFile(const std::string& path, int flags, mode_t mode) {
+  return FileDescriptor(openAboveStandardOnes(path.c_str(), flags, mode));
+}
+
+Reading<FileDescriptor> openRegularFile(const std::string& path, int accessMode) {
+  if (!isUsablePath(path)) return unusablePath("open", path);
+  FileDescriptor file = openFile(path, accessMode | kCarefully);
   struct stat status {};
-  if (!file.isOpen() || ::fstat(file.get(), &status) != 0) {
-    error = errno;
-    return {};
-  }
-  if (!S_ISREG(status.st_mode)) return {};
-  error = 0;
+  if (!file.isOpen() || ::fstat(file.get(), &status) != 0) return notOpened(path, errno);
+  if (!S_ISREG(status.st_mode)) return notOpened(path, ENODEV);
   return file;
 }
 
-int readWholeFile(const std::string& path, std::size_t limitBytes, Data& content) {
-  int error = 0;
-  const FileDescriptor file = openRegularFile(path, O_RDONLY, error);
-  if (!file.isOpen()) return error;
+Reading<Data> readWholeFile(const std::string& path, std::size_t limitBytes) {
+  const auto file = openRegularFile(path, O_RDONLY);
+  if (!file) return file.status();
   struct stat status {};
-  if (::fstat(file.get(), &status) != 0) return errno;
-  if (static_cast<std::uint64_t>(status.st_size) > limitBytes) return EFBIG;
+  if (::fstat(file->get(), &status) != 0) return systemFailure("read", path);
+  if (static_cast<std::uint64_t>(status.st_size) > limitBytes) return tooLarge("read", path);
   // One byte more than the size shows a file that grew, and the end without another call.
   Data bytes(static_cast<std::size_t>(status.st_size) + 1);
   std::size_t filled = 0;
   for (;;) {
     const ssize_t count = retryOnSignal(
-        [&] { return ::read(file.get(), bytes.data() + filled, bytes.size() - filled); });
-    if (count < 0) return errno;
+        [&] { return ::read(file->get(), bytes.data() + filled, bytes.size() - filled); });
+    if (count < 0) return systemFailure("read", path);
     filled += static_cast<std::size_t>(count);
     if (count == 0 || filled > limitBytes) break;
     if (filled == bytes.size()) bytes.resize(std::min(2 * filled, limitBytes + 1));
   }
-  if (filled > limitBytes) return EFBIG;
+  if (filled > limitBytes) return tooLarge("read", path);
   bytes.resize(filled);
-  content = std::move(bytes);
-  return 0;
+  return bytes;
 }
 
-int replaceFile(const std::string& path, std::string_view content,
-                const std::optional<timespec>& modifiedAt) {
-  if (!isUsablePath(path)) return EINVAL;
-  if (content.size() > kLargestFileBytes) return EFBIG;  // It could not be read back.
+Status replaceFile(const std::string& path, std::string_view content,
+                   const std::optional<timespec>& modifiedAt) {
+  if (!isUsablePath(path)) return unusablePath("write", path);
+  if (content.size() > kLargestFileBytes) return tooLarge("write", path);  // Nor be read back.
   TemporaryFile temporary;
-  if (const int error = temporary.open(folderOf(path)); error != 0) return error;
+  if (const int error = temporary.open(folderOf(path)); error != 0) {
+    return systemFailure("write", path, error);
+  }
   copyMarks(path, temporary.path());
   int error = fill(temporary.descriptor(), content, modifiedAt);
   if (error == 0) error = renameOver(temporary.path(), path);
-  if (error != 0) temporary.remove();
-  return error;
+  if (error == 0) return {};
+  temporary.remove();
+  return systemFailure("write", path, error);
 }
 
-int makeFolders(const std::string& path) {
-  if (!isUsablePath(path)) return EINVAL;
+Status makeFolders(const std::string& path) {
+  if (!isUsablePath(path)) return unusablePath("create the folder", path);
   struct stat status {};
-  if (::stat(path.c_str(), &status) == 0) return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
-  for (std::size_t end = path.find('/', 1); end != std::string::npos;
-       end = path.find('/', end + 1)) {
-    if (const int error = makeFolder(path.substr(0, end)); error != 0) return error;
+  if (::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return {};
+  for (std::size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+    const std::string part = path.substr(0, end);
+    if (const int error = makeFolder(part); error != 0) {
+      return systemFailure("create the folder", part, error);
+    }
+    if (end == std::string::npos) return {};
   }
-  return makeFolder(path);
 }
 
-std::unique_ptr<FileSystemLock> FileSystemLock::acquire(const std::string& path, int& error) {
-  error = EINVAL;
-  if (!isUsablePath(path)) return nullptr;
+LockAttempt FileSystemLock::acquire(const std::string& path) {
+  if (!isUsablePath(path)) return {nullptr, unusablePath("lock", path)};
+  LockWaitBudget budget;
   for (;;) {
     const int descriptor = HeldLocks::shared().open(path);
-    if (descriptor < 0) {
-      error = errno;
-      return nullptr;
-    }
+    if (descriptor < 0) return {nullptr, systemFailure("lock", path)};
     std::unique_ptr<FileSystemLock> lock(new FileSystemLock(descriptor));
-    if (retryOnSignal([&] { return ::flock(descriptor, LOCK_EX); }) != 0) {
-      error = errno;
-      return nullptr;
+    while (retryOnSignal([&] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) != 0) {
+      if (errno != EWOULDBLOCK) return {nullptr, systemFailure("lock", path)};
+      if (!budget.waitAMoment()) return {nullptr, Status::busy("cannot lock " + path)};
     }
-    error = 0;
     // Removed by somebody while we waited: the others wait at a new file of that name.
-    if (isFileAt(descriptor, path)) return lock;
+    if (isFileAt(descriptor, path)) return {std::move(lock), {}};
   }
 }
 
 FileSystemLock::~FileSystemLock() { HeldLocks::shared().close(_descriptor); }
 
 std::string lockPathBeside(const std::string& path) { return path + ".lock"; }
+
+Status systemFailure(const char* verb, const std::string& path, int error) {
+  return Status::ofSystem(std::string("cannot ") + verb + " " + path, error,
+                          systemErrorText(error));
+}
 
 }  // namespace zor

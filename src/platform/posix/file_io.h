@@ -1,8 +1,9 @@
 // File access that a host can live with: nothing is followed, nothing waits on a strange file,
 // every change is whole. What the backends of both platforms share.
 //
-// Functions that can fail return 0 or an errno value. Paths with a NUL inside are refused with
-// EINVAL. All are callable from any thread, at once from several processes.
+// Paths that are empty or have a NUL inside are unusable. All functions are callable from any
+// thread, at once from several processes. No file gets one of the descriptors 0 to 2, not even in a
+// host that has closed them: what others print there must not end up in it.
 #ifndef ZOR_PLATFORM_POSIX_FILE_IO_H_
 #define ZOR_PLATFORM_POSIX_FILE_IO_H_
 
@@ -17,6 +18,9 @@
 #include <string>
 #include <string_view>
 #include <utility>
+
+#include "platform/file_port.h"
+#include "support/status.h"
 
 namespace zor {
 
@@ -38,6 +42,7 @@ class FileDescriptor {
 
   bool isOpen() const { return _descriptor >= 0; }
   int get() const { return _descriptor; }
+  int release() { return std::exchange(_descriptor, -1); }  // To another owner.
   void reset() noexcept;
 
  private:
@@ -56,29 +61,34 @@ auto retryOnSignal(Call call) {
 // would name another file than its owner meant.
 bool isUsablePath(const std::string& path);
 
-// Opens the regular file at `path` with an access mode such as O_RDONLY. Everything else (symbolic
-// link, folder, FIFO, device) is refused without waiting. When it is not open, `error` says why.
-FileDescriptor openRegularFile(const std::string& path, int accessMode, int& error);
+// As open(2), but for the descriptors 0 to 2. Not open: errno says why.
+FileDescriptor openFile(const std::string& path, int flags, mode_t mode = 0);
 
-// The whole content into `content`, which is left alone on failure. EFBIG: over `limitBytes`.
-int readWholeFile(const std::string& path, std::size_t limitBytes, Data& content);
+// Opens the regular file at `path` with an access mode such as O_RDONLY. Everything else (symbolic
+// link, folder, FIFO, device) is unusable and not waited for.
+Reading<FileDescriptor> openRegularFile(const std::string& path, int accessMode);
+
+// The whole content. A file of more than `limitBytes` is unusable.
+Reading<Data> readWholeFile(const std::string& path, std::size_t limitBytes);
 
 // Replaces what is at `path` (a symbolic link itself, not its target) by a file of this content,
-// readable by this user only. 0: it is on the disk; else what was there is untouched. A kill at any
-// moment leaves the old or the new file. `modifiedAt` becomes its modification time.
+// readable by this user only. Success: it is on the disk; else what was there is untouched. A kill
+// at any moment leaves the old or the new file. `modifiedAt` becomes its modification time.
 // Waits for nobody and takes no lock: concurrent calls all succeed and one of them comes last.
-int replaceFile(const std::string& path, std::string_view content,
-                const std::optional<timespec>& modifiedAt = std::nullopt);
+Status replaceFile(const std::string& path, std::string_view content,
+                   const std::optional<timespec>& modifiedAt = std::nullopt);
 
-// Creates the folder and those above it, whatever the umask for this user only. 0: it is there now.
-int makeFolders(const std::string& path);
+// Creates the folder and those above it, whatever the umask for this user only. Success: it is
+// there now.
+Status makeFolders(const std::string& path);
 
 // A lock between processes and threads, held until it is destroyed. The child of a fork holds none.
-class FileSystemLock {
+class FileSystemLock final : public FileLock {
  public:
-  // Waits for the lock file at `path`, which is created on demand and stays. Null: see `error`.
-  static std::unique_ptr<FileSystemLock> acquire(const std::string& path, int& error);
-  ~FileSystemLock();
+  // Waits for the lock file at `path`, which is created on demand and stays, as long as the
+  // thread's LockWaitBudget allows.
+  static LockAttempt acquire(const std::string& path);
+  ~FileSystemLock() override;
   FileSystemLock(const FileSystemLock&) = delete;
   FileSystemLock& operator=(const FileSystemLock&) = delete;
 
@@ -90,6 +100,9 @@ class FileSystemLock {
 // The path of the lock file that belongs to `path`.
 std::string lockPathBeside(const std::string& path);
 
+// A failure of a call of the system: "cannot <verb> <path>", and errno or `error` in words.
+Status systemFailure(const char* verb, const std::string& path, int error = errno);
+
 // The rest is what the platforms do each in their own way; defined by the backend that is built.
 
 // Puts what was written to the file on the disk. 0, or an errno value.
@@ -99,6 +112,9 @@ int synchronizeToDisk(int descriptor);
 // keeps on the file and not on its name. There may be no file `from`, and a volume may not know
 // such marks; neither is a failure.
 void copyMarks(const std::string& from, const std::string& to);
+
+// An errno value in English.
+std::string systemErrorText(int error);
 
 }  // namespace zor
 

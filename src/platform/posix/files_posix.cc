@@ -43,11 +43,12 @@ class CopiedFileHandle final : public FileHandle {
     _content.clear();
   }
 
-  bool synchronize() override {
-    if (_tooLarge) return false;
-    if (_changed && replaceFile(_path, textOf(_content)) != 0) return false;
-    _changed = false;
-    return true;
+  Status synchronize() override {
+    if (_tooLarge) return Status::unusable("cannot write " + _path, "too large");
+    if (!_changed) return {};
+    Status status = replaceFile(_path, textOf(_content));
+    _changed = !status.isSuccess();
+    return status;
   }
 
  private:
@@ -57,14 +58,6 @@ class CopiedFileHandle final : public FileHandle {
   bool _tooLarge = false;  // An addition was refused; the rest is kept back with it.
 };
 
-class PosixFileLock final : public FileLock {
- public:
-  explicit PosixFileLock(std::unique_ptr<FileSystemLock> lock) : _lock(std::move(lock)) {}
-
- private:
-  const std::unique_ptr<FileSystemLock> _lock;
-};
-
 }  // namespace
 
 bool PosixFiles::exists(const std::string& path) {
@@ -72,39 +65,38 @@ bool PosixFiles::exists(const std::string& path) {
   return isUsablePath(path) && ::lstat(path.c_str(), &status) == 0;
 }
 
-std::optional<Data> PosixFiles::read(const std::string& path) {
-  Data content;
-  if (readWholeFile(path, kLargestFileBytes, content) != 0) return std::nullopt;
-  return content;
+Reading<Data> PosixFiles::read(const std::string& path) {
+  return readWholeFile(path, kLargestFileBytes);
 }
 
-bool PosixFiles::createDirectories(const std::string& path) { return makeFolders(path) == 0; }
+Status PosixFiles::createDirectories(const std::string& path) { return makeFolders(path); }
 
-bool PosixFiles::createFile(const std::string& path, const FileAttributes& /*attributes*/) {
-  if (!isUsablePath(path)) return false;
-  const FileDescriptor file(::open(
-      path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY, kOwnFileMode));
+Status PosixFiles::createFile(const std::string& path, const FileAttributes& /*attributes*/) {
+  if (!isUsablePath(path)) return systemFailure("create", path, EINVAL);
+  const FileDescriptor file =
+      openFile(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY, kOwnFileMode);
   // The umask may have taken bits away.
-  return file.isOpen() && ::fchmod(file.get(), kOwnFileMode) == 0;
+  const bool created =
+      file.isOpen() && retryOnSignal([&] { return ::fchmod(file.get(), kOwnFileMode); }) == 0;
+  return created ? Status() : systemFailure("create", path);
 }
 
-bool PosixFiles::writeAtomically(const std::string& path, const Data& data) {
-  return replaceFile(path, textOf(data)) == 0;
+Status PosixFiles::writeAtomically(const std::string& path, const Data& data) {
+  return replaceFile(path, textOf(data));
 }
 
-std::unique_ptr<FileHandle> PosixFiles::openForUpdating(const std::string& path) {
-  int error = 0;
-  if (!openRegularFile(path, O_RDWR, error).isOpen()) return nullptr;
-  Data content;
-  error = readWholeFile(path, kLargestFileBytes, content);
-  if (error != 0 && error != EFBIG) return nullptr;
-  return std::make_unique<CopiedFileHandle>(path, std::move(content));
+Reading<std::unique_ptr<FileHandle>> PosixFiles::openForUpdating(const std::string& path) {
+  const auto file = openRegularFile(path, O_RDWR);
+  if (!file) return file.status();
+  auto content = readWholeFile(path, kLargestFileBytes);
+  if (!content && !content.status().isUnusable()) return content.status();
+  std::unique_ptr<FileHandle> handle =
+      std::make_unique<CopiedFileHandle>(path, content ? std::move(*content) : Data());
+  return handle;
 }
 
-std::unique_ptr<FileLock> PosixFiles::lockBeside(const std::string& path) {
-  int error = 0;
-  auto lock = FileSystemLock::acquire(lockPathBeside(path), error);
-  return lock == nullptr ? nullptr : std::make_unique<PosixFileLock>(std::move(lock));
+LockAttempt PosixFiles::lockBeside(const std::string& path) {
+  return FileSystemLock::acquire(lockPathBeside(path));
 }
 
 }  // namespace zor

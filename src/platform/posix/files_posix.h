@@ -3,7 +3,6 @@
 #define ZOR_PLATFORM_POSIX_FILES_POSIX_H_
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "platform/file_port.h"
@@ -14,13 +13,13 @@ namespace zor {
 class PosixFiles : public FilePort {
  public:
   bool exists(const std::string& path) final;
-  std::optional<Data> read(const std::string& path) final;
-  bool createDirectories(const std::string& path) final;
+  Reading<Data> read(const std::string& path) final;
+  Status createDirectories(const std::string& path) final;
   // The marks among the attributes are the backend's business.
-  bool createFile(const std::string& path, const FileAttributes& attributes) override;
-  bool writeAtomically(const std::string& path, const Data& data) final;
-  std::unique_ptr<FileHandle> openForUpdating(const std::string& path) final;
-  std::unique_ptr<FileLock> lockBeside(const std::string& path) final;
+  Status createFile(const std::string& path, const FileAttributes& attributes) override;
+  Status writeAtomically(const std::string& path, const Data& data) final;
+  Reading<std::unique_ptr<FileHandle>> openForUpdating(const std::string& path) final;
+  LockAttempt lockBeside(const std::string& path) final;
 };
 
 }  // namespace zor

@@ -69,7 +69,8 @@ TEST(Bundle, TheFlatpakIsNamedInItsApplicationGroupOnly) {
 TEST(Bundle, ASnapIsToldByItsEnvironmentUnlessThatWasInherited) {
   const auto snap = bundleInfoFromSnap("app", "1.5", "/snap/app/9", "/snap/app/9/bin/app");
   EXPECT_EQ(identifierOf(snap), "app");
-  EXPECT_EQ(snap->info, (Json{{"CFBundleShortVersionString", "1.5"}, {"CFBundleVersion", "1.5"}}));
+  EXPECT_EQ(snap->info,
+            testing::json(R"({"CFBundleShortVersionString":"1.5","CFBundleVersion":"1.5"})"));
   EXPECT_EQ(identifierOf(bundleInfoFromSnap("app", "1", "/snap/app/9", "/usr/bin/x")), "nothing");
   EXPECT_EQ(identifierOf(bundleInfoFromSnap("app", "1", "/snap/app/9", "/snap/app/99")), "nothing");
   EXPECT_EQ(identifierOf(bundleInfoFromSnap("app", "1", "", "/usr/bin/x")), "nothing");

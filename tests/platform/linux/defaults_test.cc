@@ -3,10 +3,11 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "platform/linux/defaults_linux.h"
+#include "platform/lock_wait.h"
 #include "platform/posix/file_io.h"
 #include "support/json_codec.h"
 #include "tests/fakes/child_process.h"
@@ -36,16 +37,16 @@ struct DefaultsFile {
     std::filesystem::create_directories(folder.file("sub"));
     writeText(path, text);
   }
-  Json json() const { return parseJson(readText(path)).value_or(Json()); }
+  ZORValue json() const { return testing::json(readText(path)); }
 };
 
 void keepsEveryKindUnderAnyKey(DefaultsPort& defaults) {
-  const PropertyDictionary nested{
-      {"$date", 5.0}, {"$", Date{0.25}}, {"", PropertyDictionary{{"deep", "text"}}}};
-  const std::vector<PropertyValue> values{"",          std::string("a\0b", 3), -0.5,  1e300,
-                                          Date{1.7e9}, PropertyDictionary{},   nested};
+  const auto nested = ZORValue::dictionary(
+      {{"$date", 5.0}, {"$", ZORDate{0.25}}, {"", ZORValue::dictionary({{"deep", "text"}})}});
+  const std::vector<ZORValue> values{
+      "", std::string("a\0b", 3), -0.5, 1e300, ZORDate{1.7e9}, ZORValue::dictionary(), nested};
   for (const char* key : {"", "$date", "../x", "ключ"}) {
-    for (const PropertyValue& value : values) {
+    for (const ZORValue& value : values) {
       defaults.setObject(key, value);
       EXPECT_EQ(defaults.objectForKey(key), value);
     }
@@ -68,7 +69,7 @@ TEST(Defaults, AReaderSeesEachChangeOfAnotherWriterAtOnce) {
   // Versions of one size, made faster than a file system's clock ticks.
   for (int turn = 100; turn < 200; ++turn) {
     writer.setObject("turn", std::to_string(turn));
-    ASSERT_EQ(file.defaults.objectForKey("turn"), PropertyValue(std::to_string(turn)));
+    ASSERT_EQ(file.defaults.objectForKey("turn"), std::to_string(turn));
   }
   std::filesystem::remove(file.path);
   EXPECT_EQ(file.defaults.objectForKey("turn"), std::nullopt);
@@ -77,6 +78,7 @@ TEST(Defaults, AReaderSeesEachChangeOfAnotherWriterAtOnce) {
 TEST(Defaults, FourProcessesOfTwoThreadsLoseNoValue) {
   DefaultsFile file;
   const auto write = [&](const std::string& prefix) {
+    const LockWaitBudget patience{std::chrono::minutes(1)};
     for (int turn = 0; turn < 25; ++turn) {
       file.defaults.setObject(prefix + std::to_string(turn), double(turn));
     }
@@ -123,7 +125,7 @@ TEST(Defaults, ADamagedFileReadsAsEmptyAndIsKeptBesideTheNextOne) {
     file.defaults.removeObject("a");
     EXPECT_EQ(readText(file.path), damaged);
     file.defaults.setObject("a", "new");
-    EXPECT_EQ(file.json(), (Json{{"a", "new"}}));
+    EXPECT_EQ(file.json(), ZORValue::dictionary({{"a", "new"}}));
     EXPECT_EQ(readText(file.path + ".damaged"), damaged);
   }
 }
@@ -135,10 +137,10 @@ TEST(Defaults, ValuesOfUnknownKindsReadAsNothingAndStay) {
   for (const char* key : {"list", "flag", "none", "later", "wrong"}) {
     EXPECT_EQ(file.defaults.objectForKey(key), std::nullopt) << key;
   }
-  EXPECT_EQ(file.defaults.objectForKey("n"), PropertyValue(3.0));
+  EXPECT_EQ(file.defaults.objectForKey("n"), 3.0);
   file.defaults.setObject("text", "x");
   file.defaults.removeObject("flag");
-  EXPECT_EQ(file.json(), *parseJson(R"({"list":[1],"none":null,"later":{"$new":1},
+  EXPECT_EQ(file.json(), testing::json(R"({"list":[1],"none":null,"later":{"$new":1},
       "wrong":{"$date":"x"},"n":3,"text":"x"})"));
 }
 
@@ -158,7 +160,7 @@ TEST(Defaults, ASymbolicLinkInPlaceOfTheFileIsReplacedNotFollowed) {
   std::filesystem::create_symlink("../elsewhere", file.path);
   EXPECT_EQ(file.defaults.objectForKey("a"), std::nullopt);
   file.defaults.setObject("a", "ours");
-  EXPECT_EQ(file.json(), (Json{{"a", "ours"}}));
+  EXPECT_EQ(file.json(), ZORValue::dictionary({{"a", "ours"}}));
   EXPECT_EQ(readText(file.folder.file("elsewhere")), "{\"a\":\"theirs\"}");
 }
 
@@ -168,16 +170,16 @@ TEST(Defaults, AChangeThatCannotBeKeptHoldsInMemoryAndIsTriedAgain) {
   std::filesystem::create_directories(file.path + "/in the way");
   file.defaults.setObject("first", "1");
   file.defaults.setObject("second", "2");
-  EXPECT_EQ(file.defaults.objectForKey("first"), PropertyValue("1"));
+  EXPECT_EQ(file.defaults.objectForKey("first"), "1");
   EXPECT_EQ(file.another().objectForKey("first"), std::nullopt);
   EXPECT_EQ(machine.log.lines().size(), 1U);
   std::filesystem::remove_all(file.path);
   file.defaults.removeObject("second");
-  EXPECT_EQ(file.json(), (Json{{"first", "1"}}));
+  EXPECT_EQ(file.json(), ZORValue::dictionary({{"first", "1"}}));
 
   LinuxDefaults homeless([] { return std::nullopt; });
   homeless.setObject("key", "value");
-  EXPECT_EQ(homeless.objectForKey("key"), PropertyValue("value"));
+  EXPECT_EQ(homeless.objectForKey("key"), "value");
 }
 
 TEST(Defaults, AValueThatNoFileCanHoldKeepsNoOtherOut) {
@@ -187,8 +189,8 @@ TEST(Defaults, AValueThatNoFileCanHoldKeepsNoOtherOut) {
   file.defaults.setObject("a", "\xff");
   file.defaults.setObject("\xff", "b");
   file.defaults.setObject("c", "d");
-  EXPECT_EQ(file.defaults.objectForKey("a"), PropertyValue("\xff"));
-  EXPECT_EQ(file.json(), (Json{{"a", "old"}, {"c", "d"}}));
+  EXPECT_EQ(file.defaults.objectForKey("a"), "\xff");
+  EXPECT_EQ(file.json(), ZORValue::dictionary({{"a", "old"}, {"c", "d"}}));
 }
 
 TEST(Defaults, AValueThatCouldNotBeSeenIsNotReplacedByOneMadeUpMeanwhile) {
@@ -201,8 +203,8 @@ TEST(Defaults, AValueThatCouldNotBeSeenIsNotReplacedByOneMadeUpMeanwhile) {
     file.defaults.setObject("identifier", "second");
   }
   file.defaults.setObject("other", "value");
-  EXPECT_EQ(file.defaults.objectForKey("identifier"), PropertyValue("first"));
-  EXPECT_EQ(file.json(), (Json{{"identifier", "first"}, {"other", "value"}}));
+  EXPECT_EQ(file.defaults.objectForKey("identifier"), "first");
+  EXPECT_EQ(file.json(), ZORValue::dictionary({{"identifier", "first"}, {"other", "value"}}));
 }
 
 TEST(Defaults, AChangeThatTheProcessMayNotWriteHoldsInIt) {
@@ -213,7 +215,7 @@ TEST(Defaults, AChangeThatTheProcessMayNotWriteHoldsInIt) {
               const rlimit none{0, 0};
               ::setrlimit(RLIMIT_FSIZE, &none);
               file.defaults.setObject("key", "value");
-              return file.defaults.objectForKey("key") == PropertyValue("value") ? 0 : 1;
+              return file.defaults.objectForKey("key") == "value" ? 0 : 1;
             }),
             0);
 }
@@ -222,27 +224,26 @@ TEST(Defaults, AChangeThatIsTooLargeHoldsUpNoOther) {
   DefaultsFile file;
   file.defaults.setObject("large", std::string(kLargestFileBytes, 'x'));
   file.defaults.setObject("small", "kept");
-  EXPECT_EQ(file.another().objectForKey("small"), PropertyValue("kept"));
+  EXPECT_EQ(file.another().objectForKey("small"), "kept");
 }
 
 TEST(Defaults, ServeTheChildOfAForkWhileThreadsOfTheParentWrite) {
   ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
   auto& file = *new DefaultsFile;  // Registered for forks, so never destroyed.
   file.defaults.surviveForks();
-  std::atomic<bool> stop{false};
-  std::thread writer([&] {
-    for (double count = 0; !stop; ++count) file.defaults.setObject("parent", count);
-  });
   for (int turn = 0; turn < 20; ++turn) {
+    std::thread writer([&] {
+      for (double count = 0; count < 5; ++count) file.defaults.setObject("parent", turn + count);
+    });
     EXPECT_EQ(inChildProcess([&] {
+                const LockWaitBudget patience{std::chrono::minutes(1)};
                 file.defaults.setObject("child", double(turn));
-                return file.defaults.objectForKey("child") == PropertyValue(double(turn)) ? 0 : 1;
+                return file.defaults.objectForKey("child") == turn ? 0 : 1;
               }),
               0);
+    writer.join();
   }
-  stop = true;
-  writer.join();
-  EXPECT_EQ(file.defaults.objectForKey("child"), PropertyValue(19.0));
+  EXPECT_EQ(file.defaults.objectForKey("child"), 19.0);
   std::filesystem::remove_all(file.folder.path);
 }
 

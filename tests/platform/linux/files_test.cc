@@ -6,14 +6,20 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <thread>
+#include <tuple>
+#include <vector>
 
 #include "platform/linux/library_folders.h"
 #include "platform/linux/linux_ports.h"
+#include "platform/lock_wait.h"
 #include "platform/posix/file_io.h"
 #include "support/text.h"
 #include "tests/fakes/child_process.h"
+#include "tests/fakes/no_descriptors.h"
 #include "tests/fakes/temporary_folder.h"
 
 namespace zor {
@@ -27,6 +33,12 @@ using testing::writeText;
 
 FilePort& files() { return linuxFilePort(); }
 
+std::unique_ptr<FileHandle> open(const std::string& path) {
+  return std::move(*files().openForUpdating(path));
+}
+
+bool isSuccess(const Status& status) { return status.isSuccess(); }
+
 unsigned modeOf(const std::string& path) {
   struct stat status {};
   EXPECT_EQ(::lstat(path.c_str(), &status), 0) << path;
@@ -37,12 +49,13 @@ TEST(Files, AreForTheUserAloneWhateverTheUmask) {
   const TemporaryFolder folder;
   EXPECT_EQ(inChildProcess([&] {
               ::umask(0777);
-              bool done = files().createDirectories(folder.file("open/a"));
+              std::vector<Status> made{files().createDirectories(folder.file("open/a"))};
               ::umask(0);
-              done = done && files().createDirectories(folder.file("open/b"));
-              done = done && files().writeAtomically(folder.file("open/written"), {1});
+              made.push_back(files().createDirectories(folder.file("open/b")));
+              made.push_back(files().writeAtomically(folder.file("open/written"), {1}));
               ::umask(0277);
-              return done && files().createFile(folder.file("open/created"), {}) ? 0 : 1;
+              made.push_back(files().createFile(folder.file("open/created"), {}));
+              return std::all_of(made.begin(), made.end(), isSuccess) ? 0 : 1;
             }),
             0);
   for (const char* name : {"open", "open/a", "open/b"}) {
@@ -63,16 +76,46 @@ TEST(Files, WhatIsNoRegularFileIsNeitherReadNorWaitedForNorFollowed) {
   for (const std::string& path : {folder.file("fifo"), folder.file("link"), folder.path,
                                   std::string("/dev/zero"), withNul, std::string()}) {
     EXPECT_FALSE(files().read(path)) << path;
-    EXPECT_EQ(files().openForUpdating(path), nullptr) << path;
+    EXPECT_FALSE(files().read(path).isUnreadable()) << path;
+    EXPECT_TRUE(files().openForUpdating(path).status().isUnusable()) << path;
   }
   EXPECT_TRUE(files().exists(folder.file("dangling")));
-  EXPECT_FALSE(files().createFile(folder.file("dangling"), {}));
-  EXPECT_FALSE(files().writeAtomically(withNul, {}));
-  EXPECT_FALSE(files().writeAtomically(folder.path, {}));
-  EXPECT_TRUE(files().writeAtomically(folder.file("link"), utf8Bytes("new")));
+  EXPECT_EQ(files().createFile(folder.file("dangling"), {}).systemError(), EEXIST);
+  EXPECT_TRUE(files().writeAtomically(withNul, {}).isUnusable());
+  EXPECT_EQ(files().writeAtomically(folder.path, {}).sentence(),
+            "cannot write " + folder.path + ": Is a directory");
+  EXPECT_TRUE(files().writeAtomically(folder.file("link"), utf8Bytes("new")).isSuccess());
   EXPECT_EQ(readText(folder.file("link")), "new");
   EXPECT_EQ(readText(folder.file("elsewhere")), "precious");
-  EXPECT_FALSE(files().createDirectories(folder.file("elsewhere/below")));
+  EXPECT_EQ(files().createDirectories(folder.file("elsewhere/below")).sentence(),
+            "cannot create the folder " + folder.file("elsewhere") + ": Not a directory");
+}
+
+TEST(Files, WhatCannotBeReadNowIsNotTakenForMissing) {
+  const TemporaryFolder folder;
+  writeText(folder.file("file"), "content");
+  EXPECT_FALSE(files().read(folder.file("missing")).isUnreadable());
+  EXPECT_FALSE(files().read(folder.file("file/below")).isUnreadable());
+  ZOR_SKIP_WHERE_CHECKS_NEED_DESCRIPTORS();
+  const testing::NoDescriptors shortage;
+  EXPECT_TRUE(files().read(folder.file("file")).isUnreadable());
+  EXPECT_EQ(files().openForUpdating(folder.file("file")).status().systemError(), EMFILE);
+}
+
+TEST(Files, NoFileTakesThePlaceOfAStandardStreamThatTheHostHasClosed) {
+  const TemporaryFolder folder;
+  writeText(folder.file("file"), "content");
+  EXPECT_EQ(inChildProcess([&] {
+              for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) ::close(stream);
+              const auto lock = files().lockBeside(folder.file("file")).lock;
+              const auto opened = openRegularFile(folder.file("file"), O_RDONLY);
+              if (lock == nullptr || !opened) return 1;
+              for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+                if (::fcntl(stream, F_GETFD) != -1) return 2;
+              }
+              return 0;
+            }),
+            0);
 }
 
 TEST(Files, AHandleChangesTheFileAtSynchronizeOrNotAtAll) {
@@ -80,27 +123,27 @@ TEST(Files, AHandleChangesTheFileAtSynchronizeOrNotAtAll) {
   const std::string path = folder.file("file");
   writeText(path, "one");
   {
-    const auto handle = files().openForUpdating(path);
+    const auto handle = open(path);
     handle->append(utf8Bytes("two"));
     EXPECT_EQ(handle->read(2, 100), utf8Bytes("etwo"));
     EXPECT_EQ(handle->read(7, 1), Data());
     EXPECT_EQ(readText(path), "one");
   }
   EXPECT_EQ(readText(path), "one");
-  const auto handle = files().openForUpdating(path);
+  const auto handle = open(path);
   handle->truncate();
   handle->append(utf8Bytes("three"));
-  EXPECT_TRUE(handle->synchronize());
+  EXPECT_TRUE(handle->synchronize().isSuccess());
   EXPECT_EQ(readText(path), "three");
   handle->append(Data(kLargestFileBytes));  // It could never be read back.
-  EXPECT_FALSE(handle->synchronize());
+  EXPECT_TRUE(handle->synchronize().isUnusable());
   EXPECT_EQ(readText(path), "three");
 
   std::filesystem::resize_file(path, kLargestFileBytes + 1);
-  const auto oversized = files().openForUpdating(path);
+  const auto oversized = open(path);
   EXPECT_EQ(oversized->sizeBytes(), 0U);
   oversized->append(utf8Bytes("four"));
-  EXPECT_TRUE(oversized->synchronize());
+  EXPECT_TRUE(oversized->synchronize().isSuccess());
   EXPECT_EQ(readText(path), "four");
 }
 
@@ -111,8 +154,8 @@ TEST(Files, AWriteOverTheSizeLimitFailsWithoutKillingTheHost) {
   EXPECT_EQ(inChildProcess([&] {
               const rlimit limit{1000, 1000};
               ::setrlimit(RLIMIT_FSIZE, &limit);
-              if (files().writeAtomically(path, Data(1001))) return 1;
-              return files().writeAtomically(folder.file("small"), Data(1000)) ? 0 : 2;
+              if (files().writeAtomically(path, Data(1001)).systemError() != EFBIG) return 1;
+              return isSuccess(files().writeAtomically(folder.file("small"), Data(1000))) ? 0 : 2;
             }),
             0);
   EXPECT_EQ(readText(path), "old");
@@ -125,17 +168,19 @@ TEST(Files, AKilledWriterLeavesAWholeFileAndNothingThatPilesUp) {
   for (int round = 0; round < 10; ++round) {
     const std::string before = readText(path);
     ChildProcess writer([&] {
-      for (std::uint8_t byte = 0;; ++byte) files().writeAtomically(path, Data(50000, byte));
+      for (std::uint8_t byte = 0;; ++byte) {
+        std::ignore = files().writeAtomically(path, Data(50000, byte));
+      }
       return 0;
     });
     while (readText(path) == before) std::this_thread::yield();
     writer.kill();
     EXPECT_LT(writer.wait(), 0);
-    const Data content = files().read(path).value();
+    const Data content = *files().read(path);
     EXPECT_EQ(content, Data(50000, content.at(0)));
   }
   EXPECT_LE(folder.names().size(), 2U);
-  EXPECT_TRUE(files().writeAtomically(path, {}));
+  EXPECT_TRUE(files().writeAtomically(path, {}).isSuccess());
   EXPECT_EQ(folder.names(), std::set<std::string>{"file"});
 }
 
@@ -148,7 +193,7 @@ TEST(Files, ATemporaryNameThatIsTakenIsPassedOver) {
   // Another user's, where this one may make it so.
   writeText(folder.file(".zorfingerprint-1.tmp"), "theirs");
   const bool foreign = ::chown(folder.file(".zorfingerprint-1.tmp").c_str(), 1, 1) == 0;
-  EXPECT_TRUE(files().writeAtomically(folder.file("file"), utf8Bytes("ours")));
+  EXPECT_TRUE(files().writeAtomically(folder.file("file"), utf8Bytes("ours")).isSuccess());
   EXPECT_EQ(readText(folder.file("file")), "ours");
   if (foreign) {
     EXPECT_EQ(readText(folder.file(".zorfingerprint-1.tmp")), "theirs");
@@ -160,10 +205,11 @@ TEST(Files, TheLockBesideKeepsThreadsAndProcessesApart) {
   const std::string path = folder.file("count");
   writeText(path, "0");
   const auto countUp = [&] {
+    const LockWaitBudget patience{std::chrono::minutes(1)};
     for (int turn = 0; turn < 25; ++turn) {
-      const auto lock = files().lockBeside(path);
+      const auto lock = files().lockBeside(path).lock;
       const int count = std::atoi(readText(path).c_str());
-      files().writeAtomically(path, utf8Bytes(std::to_string(count + 1)));
+      std::ignore = files().writeAtomically(path, utf8Bytes(std::to_string(count + 1)));
     }
   };
   const auto twoThreads = [&] {
@@ -177,7 +223,33 @@ TEST(Files, TheLockBesideKeepsThreadsAndProcessesApart) {
   first.wait();
   second.wait();
   EXPECT_EQ(readText(path), "100");
-  EXPECT_EQ(files().lockBeside(folder.file("missing/file")), nullptr);
+  EXPECT_EQ(files().lockBeside(folder.file("missing/file")).status.systemError(), ENOENT);
+}
+
+TEST(Files, TheLocksOfOneCallWaitForAStoppedProcessAsLongAsItsBudgetInAll) {
+  const TemporaryFolder folder;
+  testing::StoppedProcess holder([&] {
+    static auto& locks = *new std::vector<LockAttempt>;
+    for (const char* name : {"a", "b"}) locks.push_back(files().lockBeside(folder.file(name)));
+  });
+  std::chrono::nanoseconds waited{0};
+  {
+    const LockWaitBudget budget(kMaxLockWaitOfCall, [&](auto duration) {
+      waited += duration;
+      return duration;
+    });
+    for (const char* name : {"a", "b", "a"}) {
+      const LockWaitBudget ofAnInnerCall;
+      EXPECT_TRUE(files().lockBeside(folder.file(name)).status.isBusy());
+    }
+    EXPECT_NE(files().lockBeside(folder.file("free")).lock, nullptr);
+  }
+  EXPECT_EQ(waited, kMaxLockWaitOfCall);
+  const LockWaitBudget budget(std::chrono::hours(1), [&](auto duration) {
+    holder.end();
+    return duration;
+  });
+  EXPECT_NE(files().lockBeside(folder.file("a")).lock, nullptr) << "Freed while we waited.";
 }
 
 TEST(Files, ALockEndsWithItsHolderThoughAChildOfTheHolderLives) {
@@ -185,7 +257,7 @@ TEST(Files, ALockEndsWithItsHolderThoughAChildOfTheHolderLives) {
   int gate[2];
   ASSERT_EQ(::pipe(gate), 0);
   EXPECT_EQ(inChildProcess([&] {
-              const auto lock = files().lockBeside(folder.file("file"));
+              const auto lock = files().lockBeside(folder.file("file")).lock;
               if (::fork() == 0) {
                 ::close(gate[1]);
                 char ignored = 0;
@@ -194,7 +266,7 @@ TEST(Files, ALockEndsWithItsHolderThoughAChildOfTheHolderLives) {
               return lock != nullptr ? 0 : 1;
             }),
             0);
-  EXPECT_NE(files().lockBeside(folder.file("file")), nullptr);
+  EXPECT_NE(files().lockBeside(folder.file("file")).lock, nullptr);
   ::close(gate[0]);
   ::close(gate[1]);
 }

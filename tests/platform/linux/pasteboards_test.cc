@@ -21,14 +21,14 @@ void keepsEachNameAndTypeApart(PasteboardPort& port) {
   const std::vector<std::string> names{"a", "a/b", "../a", "", ".", "A", std::string(300, 'x')};
   for (const std::string& name : names) {
     const auto board = port.pasteboardWithName(name);
-    EXPECT_EQ(board->dataForType("type"), std::nullopt);
-    EXPECT_TRUE(board->setData(utf8Bytes("old"), "type"));
-    EXPECT_TRUE(board->setData(utf8Bytes(name), "type"));
-    EXPECT_TRUE(board->setData({}, "../type"));
+    EXPECT_FALSE(board->dataForType("type"));
+    EXPECT_TRUE(board->setData(utf8Bytes("old"), "type").isSuccess());
+    EXPECT_TRUE(board->setData(utf8Bytes(name), "type").isSuccess());
+    EXPECT_TRUE(board->setData({}, "../type").isSuccess());
   }
   for (const std::string& name : names) {
-    EXPECT_EQ(port.pasteboardWithName(name)->dataForType("type"), utf8Bytes(name));
-    EXPECT_EQ(port.pasteboardWithName(name)->dataForType("../type"), Data());
+    EXPECT_EQ(port.pasteboardWithName(name)->dataForType("type").content(), utf8Bytes(name));
+    EXPECT_EQ(port.pasteboardWithName(name)->dataForType("../type").content(), Data());
   }
 }
 
@@ -43,15 +43,15 @@ TEST(Pasteboards, KeepEachNameAndTypeApart) {
 TEST(Pasteboards, WhatIsTooLargeOrNoFileReadsAsNothing) {
   Boards real;
   const auto board = real.pasteboards.pasteboardWithName("board");
-  EXPECT_TRUE(board->setData(Data(kLargestPasteboardBytes), "full"));
+  EXPECT_TRUE(board->setData(Data(kLargestPasteboardBytes), "full").isSuccess());
   EXPECT_EQ(board->dataForType("full")->size(), kLargestPasteboardBytes);
-  EXPECT_FALSE(board->setData(Data(kLargestPasteboardBytes + 1), "full"));
+  EXPECT_TRUE(board->setData(Data(kLargestPasteboardBytes + 1), "full").isUnusable());
   const std::string folder = real.folder.file("boards/board");
   writeText(folder + "/large", std::string(kLargestPasteboardBytes + 1, 'x'));
   std::filesystem::create_symlink("full", folder + "/link");
   std::filesystem::create_directory(folder + "/folder");
   for (const char* type : {"large", "link", "folder"}) {
-    EXPECT_EQ(board->dataForType(type), std::nullopt) << type;
+    EXPECT_TRUE(board->dataForType(type).status().isUnusable()) << type;
   }
   LinuxPasteboards homeless([] { return std::nullopt; });
   EXPECT_EQ(homeless.pasteboardWithName("board"), nullptr);
@@ -59,8 +59,8 @@ TEST(Pasteboards, WhatIsTooLargeOrNoFileReadsAsNothing) {
 
 TEST(Archive, BringsADictionaryBackAndRefusesWhatItDidNotMake) {
   ArchivePort& archive = linuxArchivePort();
-  const PropertyDictionary dictionary{
-      {"$date", "text"}, {"date", Date{1.5}}, {"", PropertyDictionary{{"n", 0.1}}}};
+  const auto dictionary = ZORValue::dictionary(
+      {{"$date", "text"}, {"date", ZORDate{1.5}}, {"", ZORValue::dictionary({{"n", 0.1}})}});
   const Data bytes = archive.archivedData(dictionary).value();
   EXPECT_EQ(archive.unarchivedDictionary(bytes), dictionary);
   for (std::size_t size = 0; size < bytes.size(); ++size) {
@@ -75,9 +75,10 @@ TEST(Archive, BringsADictionaryBackAndRefusesWhatItDidNotMake) {
   }
   EXPECT_EQ(
       archive.unarchivedDictionary(utf8Bytes(R"({"archiveVersion":1,"root":{"a":[1],"b":"c"}})")),
-      (PropertyDictionary{{"b", "c"}}));
-  EXPECT_EQ(archive.archivedData({{"key", "\xff"}}), std::nullopt);
-  EXPECT_EQ(archive.archivedData({{"key", Date{0.0 / 0.0}}}), std::nullopt);
+      ZORValue::dictionary({{"b", "c"}}));
+  EXPECT_EQ(archive.archivedData(ZORValue::dictionary({{"key", "\xff"}})), std::nullopt);
+  EXPECT_EQ(archive.archivedData(ZORValue::dictionary({{"key", ZORDate{0.0 / 0.0}}})),
+            std::nullopt);
 }
 
 }  // namespace

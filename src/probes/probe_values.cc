@@ -1,0 +1,145 @@
+#include "probes/probe_values.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+#include "literals/literals.h"
+#include "support/text.h"
+
+namespace zor {
+namespace {
+
+// A value as the registry returned it. Data has no form in a report, which then fails as a whole
+// when it is written; no kind is turned into another here.
+ZORValue reportedValue(const RegistryValue& value) {
+  if (const auto* text = std::get_if<std::string>(&value)) return *text;
+  if (const auto* number = std::get_if<std::int64_t>(&value)) return *number;
+  if (const auto* data = std::get_if<Data>(&value)) return *data;
+  return nullptr;
+}
+
+ZORValue reportedOr(const std::optional<RegistryValue>& value, ZORValue absent) {
+  return value ? reportedValue(*value) : std::move(absent);
+}
+
+std::optional<RegistryValue> valueForKey(const PowerSourceDescription& description,
+                                         const std::string& key) {
+  const auto found = description.find(key);
+  if (found == description.end()) return std::nullopt;
+  return found->second;
+}
+
+std::int32_t narrowNumber(const std::optional<RegistryValue>& value) {
+  const auto* number = value ? std::get_if<std::int64_t>(&*value) : nullptr;
+  return number != nullptr ? static_cast<std::int32_t>(*number) : 0;
+}
+
+template <typename Number>
+Number numberFromBytes(const Data& value) {
+  Number number;
+  std::memcpy(&number, value.data(), sizeof number);
+  return number;
+}
+
+// As the processor's own conversion does it, where the language leaves a negative number undefined.
+std::uint64_t wholeNumber(double number) {
+  return number < 0 ? static_cast<std::uint64_t>(static_cast<std::int64_t>(number))
+                    : static_cast<std::uint64_t>(number);
+}
+
+// What follows the port in a socket address. There an IPv4 address begins; in an IPv6 one it is the
+// flow label, so that the text covers the label and the first 12 bytes of the address. Required:
+// the services know IPv6 addresses in this form.
+constexpr std::size_t kAddressOffset = 4;
+
+std::size_t addressSize(AddressFamily family) { return family == AddressFamily::ipv4 ? 4 : 16; }
+
+std::optional<std::string> socketAddressText(const InterfaceAddress& address,
+                                             NetworkPort& network) {
+  if (address.family == AddressFamily::other) return std::nullopt;
+  const std::size_t size = addressSize(address.family);
+  if (address.socketAddress.size() < kAddressOffset + size) return std::nullopt;
+  return network.addressText(address.family, address.socketAddress.data() + kAddressOffset, size);
+}
+
+std::string hexByte(std::uint8_t byte) {
+  char digits[3];
+  std::snprintf(digits, sizeof digits, literals::kHexByteFormat.c_str(), unsigned{byte});
+  return digits;
+}
+
+}  // namespace
+
+std::optional<std::string> propertyText(const RegistryValue& value) {
+  if (const auto* text = std::get_if<std::string>(&value)) return *text;
+  if (const auto* data = std::get_if<Data>(&value)) return textFromUtf8(*data);
+  return std::nullopt;
+}
+
+ZORValue usbDeviceRecord(RegistryEntry& device) {
+  const auto firstText = device.property(literals::kUSBFirstTextProperty.str());
+  const auto firstNumber = device.property(literals::kUSBFirstNumberProperty.str());
+  const auto secondNumber = device.property(literals::kUSBSecondNumberProperty.str());
+  const auto secondText = device.property(literals::kUSBSecondTextProperty.str());
+  return ZORValue::dictionary({{literals::kUSBFirstTextKey.str(), reportedOr(firstText, "")},
+                               {literals::kUSBFirstNumberKey.str(), reportedOr(firstNumber, 0)},
+                               {literals::kUSBSecondNumberKey.str(), reportedOr(secondNumber, 0)},
+                               {literals::kUSBSecondTextKey.str(), reportedOr(secondText, "")}});
+}
+
+ZORValue powerSourceRecord(const PowerSourceDescription& description) {
+  const auto value = [&description](const auto& key) {
+    return valueForKey(description, key.str());
+  };
+  return ZORValue::dictionary({{literals::kPowerRecordFirstNumberKey.str(),
+                                narrowNumber(value(literals::kPowerFirstNumberKey))},
+                               {literals::kPowerRecordSecondNumberKey.str(),
+                                narrowNumber(value(literals::kPowerSecondNumberKey))},
+                               {literals::kPowerRecordFirstTextKey.str(),
+                                reportedOr(value(literals::kPowerFirstTextKey), "")},
+                               {literals::kPowerRecordSecondTextKey.str(),
+                                reportedOr(value(literals::kPowerSecondTextKey), "")}});
+}
+
+std::uint64_t storageBytes(const std::optional<FileSystemFigures>& figures) {
+  if (!figures) return std::numeric_limits<std::uint64_t>::max();
+  return std::uint64_t{figures->blockSizeBytes} *
+         (figures->blocks - figures->freeBlocks + figures->availableBlocks);
+}
+
+std::uint64_t cpuCount(const Data& value) {
+  if (value.size() == sizeof(std::uint32_t)) return numberFromBytes<std::uint32_t>(value);
+  if (value.size() != sizeof(std::int64_t)) return 0;
+  return wholeNumber(static_cast<double>(numberFromBytes<std::int64_t>(value)));
+}
+
+std::optional<std::string> namedValueText(const Data& value) {
+  return textFromUtf8(Data(value.begin(), std::find(value.begin(), value.end(), 0)));
+}
+
+std::string bytesToHexString(const Data& bytes) {
+  std::string text;
+  for (const std::uint8_t byte : bytes) {
+    text += formatText(
+        text.empty() ? literals::kFirstByteFormat.view() : literals::kFollowingByteFormat.view(),
+        {hexByte(byte)});
+  }
+  return text;
+}
+
+std::vector<std::string> designatedAddressTexts(const std::vector<InterfaceAddress>& addresses,
+                                                const DesignatedInterfaces& designated,
+                                                NetworkPort& network) {
+  std::vector<std::string> texts;
+  for (const InterfaceAddress& address : addresses) {
+    const bool wanted = address.running && (address.interfaceName == designated.first ||
+                                            address.interfaceName == designated.second);
+    if (!wanted) continue;
+    if (auto text = socketAddressText(address, network)) texts.push_back(std::move(*text));
+  }
+  return texts;
+}
+
+}  // namespace zor

@@ -1,0 +1,52 @@
+// What the probes make of the values a machine gives: functions of plain values.
+#ifndef ZOR_PROBES_PROBE_VALUES_H_
+#define ZOR_PROBES_PROBE_VALUES_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/network_port.h"
+#include "platform/power_source_port.h"
+#include "platform/registry_port.h"
+#include "platform/system_port.h"
+
+namespace zor {
+
+// A property as text: text as it is, data decoded as a whole (its trailing NUL stays); nullopt for
+// data that is no UTF-8 and for any other kind.
+std::optional<std::string> propertyText(const RegistryValue& value);
+
+// The four entries of one USB device.
+ZORValue usbDeviceRecord(RegistryEntry& device);
+
+// Used bytes plus those that unprivileged users may still use: what is kept for the superuser does
+// not count. All bits set without figures.
+std::uint64_t storageBytes(const std::optional<FileSystemFigures>& figures);
+
+// A number of processors from the bytes of a named value in this machine's byte order: 4 bytes as
+// they are, 8 bytes by way of a double (beyond 2^53 that loses precision, which is kept on
+// purpose). 0 for any other size.
+std::uint64_t cpuCount(const Data& value);
+
+// The text before the first NUL, or all of it; nullopt when that is no UTF-8.
+std::optional<std::string> namedValueText(const Data& value);
+
+// The four entries of a power source. Numbers have 32 bits; a wider one keeps its low half.
+ZORValue powerSourceRecord(const PowerSourceDescription& description);
+
+// Each byte as two digits, with the separator between them; empty for no bytes.
+std::string bytesToHexString(const Data& bytes);
+
+// The texts of the addresses that running interfaces of the first two designated names have.
+std::vector<std::string> designatedAddressTexts(const std::vector<InterfaceAddress>& addresses,
+                                                const DesignatedInterfaces& designated,
+                                                NetworkPort& network);
+
+}  // namespace zor
+
+#endif  // ZOR_PROBES_PROBE_VALUES_H_

@@ -1,0 +1,92 @@
+#include "session/ZORHttpsURLSession.h"
+
+#include "literals/literals.h"
+#include "platform/operation_queue.h"
+#include "platform/ports.h"
+#include "session/trust_decision.h"
+#include "support/fork_hooks.h"
+#include "support/guarded_call.h"
+
+namespace zor {
+namespace {
+
+constexpr std::size_t kMostCompletionsAtOnce = 2;
+
+bool hasStatusOK(const std::optional<URLResponse>& response) {
+  return response && response->statusCode == kStatusOK;
+}
+
+OperationQueue& makeQueue() {
+  auto& queue = *new OperationQueue(literals::kHttpsQueueName.str(), kMostCompletionsAtOnce,
+                                    QualityOfService::userInitiated);
+  queue.surviveFork(ForkRank::queue);
+  return queue;
+}
+
+Mutex& makeAcceptHostMutex() {
+  auto& mutex = *new Mutex;
+  holdOverFork(ForkRank::transport, mutex);
+  return mutex;
+}
+
+}  // namespace
+
+OperationQueue& zor_httpsOperationQueue() {
+  static OperationQueue& queue = makeQueue();
+  return queue;
+}
+
+bool zor_isRequestSuccess(const std::optional<Data>& /*body*/,
+                          const std::optional<URLResponse>& response,
+                          const std::optional<ZORError>& error) {
+  return !error && hasStatusOK(response);
+}
+
+void zor_callBlock(const TransportCompletion& block, const std::optional<Data>& body,
+                   const std::optional<URLResponse>& response,
+                   const std::optional<ZORError>& error) {
+  if (block) callIgnoringExceptions(block, body, response, error);
+}
+
+Mutex& acceptHostMutex() {
+  static Mutex& mutex = makeAcceptHostMutex();
+  return mutex;
+}
+
+std::shared_ptr<ZORHttpsURLSession> ZORHttpsURLSession::create() {
+  auto session = std::make_shared<ZORHttpsURLSession>(Private{});
+  session->_urlSession = ports().urlLoading.createSession(session, zor_httpsOperationQueue());
+  return session;
+}
+
+void ZORHttpsURLSession::performRequest(const URLRequest& request, std::uint64_t retryCount,
+                                        const TransportCompletion& completionHandler) {
+  const auto ended = [weakSelf = weak_from_this(), request, retryCount, completionHandler](
+                         const auto& body, const auto& response, const auto& error) {
+    // Deliberate: the error is not asked. A 200 that comes with one is final.
+    if (hasStatusOK(response) || retryCount < 2) {
+      zor_callBlock(completionHandler, body, response, error);
+    } else if (const auto self = weakSelf.lock()) {
+      self->performRequest(request, retryCount - 1, completionHandler);
+    }
+  };
+  _urlSession->startDataTask(request, ended);
+}
+
+std::optional<std::string> ZORHttpsURLSession::acceptHost() const {
+  const MutexLock lock(acceptHostMutex());
+  return _acceptHost;
+}
+
+void ZORHttpsURLSession::setAcceptHost(const std::optional<std::string>& acceptHost) {
+  const MutexLock lock(acceptHostMutex());
+  _acceptHost = acceptHost;
+}
+
+void ZORHttpsURLSession::didReceiveChallenge(const AuthenticationChallenge& challenge,
+                                             const ChallengeCompletion& completionHandler) {
+  if (!completionHandler) return;
+  answerChallenge(decideOnChallenge(challenge, acceptHost()), completionHandler);
+}
+
+}  // namespace zor

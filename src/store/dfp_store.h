@@ -1,0 +1,36 @@
+// The store file: one encrypted dictionary of slot key and text, which mirrors the fingerprint and
+// the installation identifier.
+#ifndef ZOR_STORE_DFP_STORE_H_
+#define ZOR_STORE_DFP_STORE_H_
+
+#include <optional>
+#include <string>
+
+#include "support/mutex.h"
+
+namespace zor {
+
+// The process-wide store mutex, `mutex`, made at the first call. It guards every read-modify-write
+// of the store file. Taken after a facade's `mutext`, never before; no log line is sent and nothing
+// of the host is called under it.
+Mutex& initPthreadMutex();
+
+// Where the store file lies: in the folder that the host chose, else in the library folder.
+// nullopt: the user has neither.
+std::optional<std::string> storeFilePath();
+
+// The text kept under `slotKey`. nullopt: none, a value of another kind, or a file that is missing,
+// unreadable or damaged. Callable from any thread; nothing is thrown.
+std::optional<std::string> dfp_store_read(const std::string& slotKey)
+    ZOR_EXCLUDES(initPthreadMutex());
+
+// Keeps `value` under `slotKey`, or forgets what is there when `value` is absent; other entries
+// stay. A missing file is made, with its folder, in either case. A damaged one counts as empty and
+// is replaced. What cannot be written is dropped without a word. Safe against other processes that
+// write at the same time; callable from any thread; nothing is thrown.
+void dfp_store_write(const std::string& slotKey, const std::optional<std::string>& value)
+    ZOR_EXCLUDES(initPthreadMutex());
+
+}  // namespace zor
+
+#endif  // ZOR_STORE_DFP_STORE_H_

@@ -1,0 +1,151 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <tuple>
+
+#include "crypto/text_cipher.h"
+#include "literals/literals.h"
+#include "platform/lock_wait.h"
+#include "store/dfp_cache.h"
+#include "store/dfp_store.h"
+#include "store/installation_identifier.h"
+#include "store/slot_keys.h"
+#include "support/text.h"
+#include "tests/fakes/fake_ports.h"
+
+namespace zor {
+namespace {
+
+using testing::FakeMachine;
+
+class StoreFileTest : public ::testing::Test {
+ protected:
+  // Puts `content` where the store file lies.
+  void putFile(const std::string& content) {
+    std::ignore = machine.files.createDirectories(machine.files.libraryDirectory().value());
+    std::ofstream(path(), std::ios::binary) << content;
+  }
+  static std::string path() { return storeFilePath().value(); }
+
+  FakeMachine machine;
+};
+
+TEST_F(StoreFileTest, ValuesOfOtherSlotsStayWhenOneIsWrittenOrForgotten) {
+  EXPECT_EQ(dfp_store_read("a"), std::nullopt);
+  EXPECT_FALSE(machine.files.exists(path()));
+  dfp_store_write("a", "1");
+  dfp_store_write("b", "ü\n");
+  dfp_store_write("a", std::nullopt);
+  EXPECT_EQ(dfp_store_read("a"), std::nullopt);
+  EXPECT_EQ(dfp_store_read("b"), "ü\n");
+  EXPECT_EQ(machine.log.lines(),
+            std::vector<std::string>{formatText(literals::kStoreCreatedLogFormat.view(), {"1"})});
+}
+
+TEST_F(StoreFileTest, ADamagedFileReadsAsEmptyAndIsReplacedByTheNextWrite) {
+  const std::string sealed = dfp_encrypt_text("{\"a\":\"1\",\"n\":5}").value();
+  const std::string damaged[] = {"",
+                                 std::string("\0\xFF\xFE\x01", 4),
+                                 sealed.substr(0, sealed.size() / 2),
+                                 "AAAA" + sealed.substr(4),
+                                 sealed + "\n",
+                                 dfp_encrypt_text("[\"a\"]").value(),
+                                 dfp_encrypt_text("\"a\"").value(),
+                                 dfp_encrypt_text("{\"a\":").value(),
+                                 std::string(17 << 20, 'A')};
+  for (const std::string& content : damaged) {
+    putFile(content);
+    EXPECT_EQ(dfp_store_read("a"), std::nullopt) << content.substr(0, 80);
+    dfp_store_write("b", "2");
+    EXPECT_EQ(dfp_store_read("a"), std::nullopt);
+    EXPECT_EQ(dfp_store_read("b"), "2") << content.substr(0, 80);
+  }
+  putFile(sealed);
+  EXPECT_EQ(dfp_store_read("n"), std::nullopt);  // No text.
+  EXPECT_EQ(dfp_store_read("a"), "1");
+}
+
+TEST_F(StoreFileTest, AnUnchangedDictionaryIsNotWrittenAgain) {
+  const auto inode = [] {
+    struct stat status {};
+    EXPECT_EQ(::stat(path().c_str(), &status), 0);
+    return status.st_ino;
+  };
+  dfp_store_write("a", "1");
+  const auto before = inode();
+  dfp_store_write("a", "1");
+  dfp_store_write("none", std::nullopt);
+  EXPECT_EQ(inode(), before);
+}
+
+TEST_F(StoreFileTest, AFolderThatCannotBeMadeLosesTheValueAndNothingElse) {
+  std::ignore = machine.files.createDirectories(machine.root);
+  std::ofstream(machine.root + "/library") << "in the way";
+  dfp_store_write("a", "1");
+  EXPECT_EQ(dfp_store_read("a"), std::nullopt);
+  EXPECT_EQ(machine.log.lines(),
+            std::vector<std::string>{formatText(literals::kStoreCreatedLogFormat.view(), {"0"})});
+}
+
+TEST_F(StoreFileTest, AFullDiskKeepsWhatWasThere) {
+  dfp_store_write("a", "1");
+  machine.files.diskFull = true;
+  dfp_store_write("a", "2");
+  EXPECT_EQ(dfp_store_read("a"), "1");
+}
+
+TEST_F(StoreFileTest, TheHostsFolderReplacesTheDefaultOneWhenItIsAText) {
+  const std::string key = literals::kStorePathDefaultsKey.str();
+  const std::string standard = path();
+  machine.defaults.setObject(key, 5.0);
+  EXPECT_EQ(path(), standard);
+  machine.defaults.setObject(key, machine.root + "/chosen/deep");
+  dfp_store_write("a", "1");
+  EXPECT_TRUE(
+      machine.files.exists(machine.root + "/chosen/deep/" + literals::kStoreFileName.str()));
+  EXPECT_FALSE(machine.files.exists(standard));
+}
+
+TEST_F(StoreFileTest, ProcessesThatWriteAtOnceLoseNoValueOfEachOther) {
+  constexpr int kProcesses = 4;
+  constexpr int kValues = 12;
+  dfp_store_write("first", "1");
+  for (int process = 0; process < kProcesses; ++process) {
+    if (::fork() != 0) continue;
+    const LockWaitBudget patience{std::chrono::minutes(1)};
+    for (int value = 0; value < kValues; ++value) {
+      dfp_store_write(std::to_string(process) + "-" + std::to_string(value), "x");
+    }
+    ::_exit(0);
+  }
+  for (int process = 0; process < kProcesses; ++process) ::wait(nullptr);
+  for (int process = 0; process < kProcesses; ++process) {
+    for (int value = 0; value < kValues; ++value) {
+      EXPECT_EQ(dfp_store_read(std::to_string(process) + "-" + std::to_string(value)), "x");
+    }
+  }
+}
+
+TEST_F(StoreFileTest, TheIdentifierIsMadeOnceAndNeitherPlaceRepairsTheOther) {
+  const std::string key = dfp_slot_key(literals::kIdentifierSlot.view());
+  const std::string made = findInstallationIdentifier();
+  EXPECT_EQ(made.size(), 36U);
+  EXPECT_EQ(dfp_store_read(key), made);
+  EXPECT_EQ(machine.defaults.objectForKey(key), made);
+
+  clear_dfp_cache();
+  machine.defaults.removeObject(key);
+  EXPECT_EQ(findInstallationIdentifier(), made);
+  EXPECT_EQ(machine.defaults.objectForKey(key), std::nullopt);
+
+  machine.defaults.setObject(key, "another");
+  EXPECT_EQ(findInstallationIdentifier(), "another");
+  EXPECT_EQ(dfp_store_read(key), made);
+}
+
+}  // namespace
+}  // namespace zor
