@@ -22,7 +22,7 @@ const std::set<std::string> kNamesOnMac = {
 #undef ZOR_LITERAL_OF_LENGTH
 #undef ZOR_LITERAL
 
-const std::filesystem::path kSources = std::filesystem::path(__FILE__).parent_path() / "../../src";
+const std::filesystem::path kSources = std::filesystem::path(ZOR_TEST_DATA_DIR) / "../../src";
 
 std::set<std::string> namesUsedIn(const std::filesystem::path& file) {
   std::ifstream stream(file);

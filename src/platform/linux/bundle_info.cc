@@ -39,20 +39,8 @@ std::optional<std::uint32_t> takeNumber(std::string_view& bytes) {
 
 bool isIdentifier(std::string_view text) { return !text.empty() && isValidUtf8(text); }
 
-}  // namespace
-
-std::optional<BundleInfo> bundleInfoFromJson(std::string_view text) {
-  auto info = valueFromJson(text);
-  if (!info || !info->isDictionary()) return std::nullopt;
-  BundleInfo bundle;
-  const std::string* identifier = (*info)[kIdentifierKey].text();
-  if (identifier != nullptr && !identifier->empty()) bundle.identifier = *identifier;
-  bundle.info = std::move(*info);
-  return bundle;
-}
-
-std::optional<BundleInfo> bundleInfoFromNotes(std::string_view notes, std::size_t alignment) {
-  if (alignment != 8) alignment = 4;  // Segments that say 0 or 1 mean 4.
+std::optional<BundleInfo> bundleInfoFromAlignedNotes(std::string_view notes,
+                                                     std::size_t alignment) {
   while (!notes.empty()) {
     const auto nameSize = takeNumber(notes);
     const auto contentSize = takeNumber(notes);
@@ -70,6 +58,25 @@ std::optional<BundleInfo> bundleInfoFromNotes(std::string_view notes, std::size_
       return bundleInfoFromJson(*content);
   }
   return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<BundleInfo> bundleInfoFromJson(std::string_view text) {
+  auto info = valueFromJson(text);
+  if (!info || !info->isDictionary()) return std::nullopt;
+  BundleInfo bundle;
+  const std::string* identifier = (*info)[kIdentifierKey].text();
+  if (identifier != nullptr && !identifier->empty()) bundle.identifier = *identifier;
+  bundle.info = std::move(*info);
+  return bundle;
+}
+
+std::optional<BundleInfo> bundleInfoFromNotes(std::string_view notes, std::size_t alignment) {
+  auto bundle = alignment == 8 ? bundleInfoFromAlignedNotes(notes, 8) : std::nullopt;
+  // Segments that say 0 or 1 mean 4. Some linkers put all notes into one segment, which then has
+  // the largest alignment of them.
+  return bundle ? bundle : bundleInfoFromAlignedNotes(notes, 4);
 }
 
 std::optional<BundleInfo> bundleInfoFromSnap(const char* name, const char* version,

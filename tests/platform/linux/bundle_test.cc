@@ -46,6 +46,10 @@ TEST(Bundle, TheNoteIsFoundAmongOthersAndADamagedOneIsNothing) {
       EXPECT_EQ(identifierOf(bundleInfoFromNotes({notes.data(), size}, alignment)), "nothing");
     }
   }
+  // One segment for all notes, with the alignment of the strictest.
+  const std::string mixed = note("GNU", 5, std::string(16, 'p'), 8) + note("GNU", 3, "12345") +
+                            note("ZORBundle", 1, kJson);
+  EXPECT_EQ(identifierOf(bundleInfoFromNotes(mixed, 8)), "org.example.app");
   EXPECT_EQ(identifierOf(bundleInfoFromNotes(std::string(64, '\xff'), 4)), "nothing");
   EXPECT_EQ(identifierOf(bundleInfoFromNotes(note("ZORBundle", 1, "[]"), 1)), "nothing");
 }
