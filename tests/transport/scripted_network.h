@@ -28,15 +28,14 @@ class ScriptedNetwork {
   ScriptedNetwork() {
     machine.urlLoading.setScript([this](const URLRequest& request) { return answer(request); });
   }
-  ~ScriptedNetwork() { drain(); }
-
-  // Until nothing of what the test started is under way. A completion may hand work to the file of
-  // failure records, and that an upload to the network.
-  static void drain() {
-    zor_httpsOperationQueue().waitUntilAllOperationsAreFinished();
+  // A completion may hand work to the file of failure records, and that an upload to the network.
+  ~ScriptedNetwork() {
+    drain();
     GetPingbackStore()->fileSize();
-    zor_httpsOperationQueue().waitUntilAllOperationsAreFinished();
+    drain();
   }
+
+  static void drain() { zor_httpsOperationQueue().waitUntilAllOperationsAreFinished(); }
 
   // URLs without an answer are unreachable. Before requests are started.
   void set(const std::string& url, Answer given) { _answers[url] = std::move(given); }
