@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <functional>
 #include <string_view>
 #include <vector>
@@ -15,7 +16,11 @@ constexpr std::size_t kLongHeaderBytes = 65536;
 constexpr int kFound = 302;
 constexpr int kSmallestStatus = 200;
 constexpr int kLargestStatus = 599;
-constexpr std::int64_t kLongestDelayMs = 86400000;
+constexpr std::int64_t kMaxDelayMs = 86400000;
+constexpr std::int64_t kMaxInterimAnswers = 100000;
+constexpr std::int64_t kMaxPromisedBytes = INT64_MAX;
+constexpr const char* kSwitchingProtocols =
+    "HTTP/1.1 101 Switching Protocols\r\nConnection: Upgrade\r\nUpgrade: other\r\n\r\n";
 
 std::optional<std::int64_t> wholeNumber(const std::string& text, std::int64_t smallest,
                                         std::int64_t largest) {
@@ -48,6 +53,63 @@ FaultKind certificateKind(Certificate certificate, const std::string& meaning) {
           }};
 }
 
+FaultKind framingKind(const std::string& name, const std::string& meaning, Framing framing,
+                      Ending ending = Ending::complete) {
+  return {name, "", meaning, [framing, ending](const std::string&, Script& script) {
+            script.framing = framing;
+            script.ending = ending;
+            return true;
+          }};
+}
+
+FaultKind floodKind(const std::string& name, const std::string& meaning, Flood flood) {
+  return {name, "", meaning, [flood](const std::string&, Script& script) {
+            script.flood = flood;
+            return true;
+          }};
+}
+
+// What is wrong with how the answer is written rather than with what it says.
+std::vector<FaultKind> makeWireKinds() {
+  return {
+      {"interim", "COUNT", "this many 103 answers ahead of the ordinary one",
+       [](const std::string& argument, Script& script) {
+         const auto count = wholeNumber(argument, 1, kMaxInterimAnswers);
+         if (count) script.interimAnswers = static_cast<int>(*count);
+         return count.has_value();
+       }},
+      {"switch-protocols", "", "answer 101, then close",
+       [](const std::string&, Script& script) {
+         script.raw = kSwitchingProtocols;
+         return true;
+       }},
+      framingKind("chunked", "the body in chunks", Framing::chunks),
+      framingKind("cut-chunked", "half the body in chunks, then close", Framing::chunks,
+                  Ending::cutBody),
+      framingKind("no-length", "a body that ends with the connection", Framing::connection),
+      framingKind("cut-no-length", "half such a body, then close without TLS's goodbye",
+                  Framing::connection, Ending::cutBody),
+      {"length", "BYTES", "promise this length, whatever the body's",
+       [](const std::string& argument, Script& script) {
+         const auto bytes = wholeNumber(argument, 0, kMaxPromisedBytes);
+         if (bytes) script.promisedBytes = static_cast<std::uint64_t>(*bytes);
+         return bytes.has_value();
+       }},
+      endingKind("drop-kept", "close a kept connection at its next request", Ending::dropKept),
+      {"slow-reader", "MILLISECONDS", "pause before each 16 KiB of a request",
+       [](const std::string& argument, Script& script) {
+         const auto pause = wholeNumber(argument, 1, kMaxDelayMs);
+         if (pause) script.readPause = std::chrono::milliseconds(*pause);
+         return pause.has_value();
+       }},
+      floodKind("flood-interim", "103 answers without end", Flood::interimAnswers),
+      floodKind("flood-headers", "headers without end", Flood::headers),
+      floodKind("flood-body", "a body without end", Flood::body),
+      floodKind("flood-trailers", "trailers without end", Flood::trailers),
+      floodKind("flood-tickets", "TLS 1.3 session tickets without end", Flood::sessionTickets),
+  };
+}
+
 std::vector<FaultKind> makeKinds() {
   return {
       {"status", "CODE", "answer with this HTTP status",
@@ -58,7 +120,7 @@ std::vector<FaultKind> makeKinds() {
        }},
       {"delay", "MILLISECONDS", "answer late",
        [](const std::string& argument, Script& script) {
-         const auto delay = wholeNumber(argument, 0, kLongestDelayMs);
+         const auto delay = wholeNumber(argument, 0, kMaxDelayMs);
          if (delay) script.delay = std::chrono::milliseconds(*delay);
          return delay.has_value();
        }},
@@ -70,8 +132,8 @@ std::vector<FaultKind> makeKinds() {
       endingKind("hang-handshake", "never answer the client's first words", Ending::hangHandshake),
       certificateKind(Certificate::wrongName, "a certificate for another name"),
       certificateKind(Certificate::attacker, "a trusted certificate for an attacker's domain"),
-      certificateKind(Certificate::expired, "a certificate that ended yesterday"),
-      certificateKind(Certificate::notYetValid, "a certificate that starts tomorrow"),
+      certificateKind(Certificate::expired, "an expired certificate"),
+      certificateKind(Certificate::notYetValid, "a certificate that is not valid yet"),
       certificateKind(Certificate::selfSigned, "a certificate signed by itself"),
       certificateKind(Certificate::unknownRoot, "a certificate of an unknown authority"),
       {"no-header", "", "HTTPDNS without the answer header",
@@ -106,7 +168,11 @@ std::vector<FaultKind> makeKinds() {
 }
 
 const std::vector<FaultKind>& kinds() {
-  static const auto& all = *new std::vector<FaultKind>(makeKinds());
+  static const auto& all = *new auto([] {
+    std::vector<FaultKind> list = makeKinds();
+    for (FaultKind& kind : makeWireKinds()) list.push_back(std::move(kind));
+    return list;
+  }());
   return all;
 }
 
@@ -161,7 +227,7 @@ std::optional<Fault> readFault(const std::string& text, std::string& problem) {
 std::string faultHelp() {
   constexpr std::size_t kColumn = 28;
   std::string help =
-      "Faults: --fault ROUTE[@ADDRESS][*TIMES]=FAULT, the last one given first.\n"
+      "Faults: --fault ROUTE[@ADDRESS][*TIMES]=FAULT, the most recent is tried first.\n"
       "Routes: name, bootstrap, query, address, backup-service, backup-address, pingback, any.\n";
   for (const FaultKind& kind : kinds()) {
     std::string left = "  " + kind.name + (kind.argument.empty() ? "" : ":" + kind.argument);

@@ -99,6 +99,7 @@ class SandboxService::Core final : public TlsServerDelegate {
         {routeOf(connection), connection.localAddress, connection.serverName, std::nullopt});
     const Script script = connection.script.value_or(Script{});
     connection.certificate = script.certificate;
+    connection.readPause = script.readPause;
     if (script.ending == Ending::resetHandshake) return HandshakeAction::reset;
     if (script.ending == Ending::hangHandshake) return HandshakeAction::hang;
     // A handshake without a certificate fails by itself.
@@ -125,16 +126,16 @@ class SandboxService::Core final : public TlsServerDelegate {
 
   WireAnswer answer(const Connection& connection, const WireRequest& request) override {
     const Route route = _routing.ofRequest(connection.localAddress, request.host, request.target);
-    auto scripted = scripts.takeForRequest(
-        {route, connection.localAddress, hostWithoutPort(request.host), request.target});
+    auto scripted =
+        scripts.takeForRequest({route, connection.localAddress, hostWithoutPort(request.host),
+                                request.target, connection.requests > 1});
     if (!scripted) scripted = connection.script;
     const Script script = scripted.value_or(Script{});
     const ServiceAnswer answer = changedByScript(ordinaryAnswer(route, request), script);
     Received entry = received(connection, request, answer);
     entry.route = route;
     entry.scripted = scripted.has_value();
-    entry.status =
-        script.ending == Ending::reset || script.ending == Ending::hang ? 0 : answer.status;
+    entry.status = isAnswered(script) ? answer.status : 0;
     entry.answer = wordsForAnswer(answer, script);
     entry = log.add(std::move(entry));
     if (onRequest) onRequest(entry);

@@ -47,8 +47,27 @@ enum class Ending {
   cutBody,         // Half the promised body, then the connection is closed.
   reset,           // The request is read, then the connection is reset.
   hang,            // The request is read and never answered.
+  dropKept,        // A later request of a kept connection is read, then the connection is closed.
+                   // Not for the first one: the script then waits for another exchange.
   resetHandshake,  // The connection is reset when the client has said which name it wants.
   hangHandshake,   // The client's first words are read and never answered.
+};
+
+// What tells the client where the body ends.
+enum class Framing {
+  length,      // Content-Length.
+  chunks,      // Transfer-Encoding: chunked.
+  connection,  // The end of the connection, announced by TLS unless the body is cut.
+};
+
+// What is sent as fast as the client reads it, until the client closes the connection.
+enum class Flood {
+  none,
+  interimAnswers,  // Instead of an answer.
+  headers,         // Of the answer.
+  body,            // The answer's, in chunks.
+  trailers,        // After the answer's body.
+  sessionTickets,  // TLS 1.3 records without a byte of an answer.
 };
 
 // What happens instead of the ordinary answer. What is left alone stays as the service does it.
@@ -66,11 +85,20 @@ struct Script {
   std::vector<Header> headers = {};     // Added, as they stand.
   std::optional<std::string> raw = {};  // The whole answer as it goes over the wire.
   bool closeConnection = false;         // After the answer; otherwise the connection is kept.
+  int interimAnswers = 0;               // With status 103, ahead of the answer.
+  Framing framing = Framing::length;
+  // The length that is promised, right or wrong. Bytes beyond it are sent all the same; if some are
+  // missing the connection is closed in order.
+  std::optional<std::uint64_t> promisedBytes = {};
+  Flood flood = Flood::none;
+  // The pause before each 16 KiB of a request is read.
+  std::chrono::milliseconds readPause = {};
 
   // Whether it is already decided when the handshake starts.
   bool concernsHandshake() const {
     return certificate != Certificate::ordinary || !certificateNames.empty() ||
-           ending == Ending::resetHandshake || ending == Ending::hangHandshake;
+           ending == Ending::resetHandshake || ending == Ending::hangHandshake ||
+           readPause.count() != 0;
   }
 };
 

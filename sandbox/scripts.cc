@@ -8,6 +8,10 @@ bool agrees(const std::optional<T>& wanted, const T& actual) {
   return !wanted || *wanted == actual;
 }
 
+bool suits(const Script& script, const ExchangeFacts& facts) {
+  return script.ending != Ending::dropKept || facts.onKeptConnection;
+}
+
 bool matches(const ScriptMatch& match, const ExchangeFacts& facts) {
   if (!agrees(match.route, facts.route) || !agrees(match.address, facts.address) ||
       !agrees(match.host, facts.host)) {
@@ -42,7 +46,8 @@ std::optional<Script> ScriptBook::takeForRequest(const ExchangeFacts& facts) {
 std::optional<Script> ScriptBook::take(const ExchangeFacts& facts, bool handshake) {
   const MutexLock lock(_mutex);
   for (auto entry = _entries.begin(); entry != _entries.end(); ++entry) {
-    if (entry->script.concernsHandshake() != handshake || !matches(entry->match, facts)) continue;
+    if (entry->script.concernsHandshake() != handshake) continue;
+    if (!matches(entry->match, facts) || !suits(entry->script, facts)) continue;
     Script script = entry->script;
     if (entry->usesLeft && --*entry->usesLeft == 0) _entries.erase(entry);
     return script;

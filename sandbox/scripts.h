@@ -18,6 +18,7 @@ struct ExchangeFacts {
   std::string address;
   std::string host;  // Without a port.
   std::optional<std::string> target;
+  bool onKeptConnection = false;  // Not the first request of its connection.
 };
 
 // Callable from any thread.

@@ -31,6 +31,8 @@ constexpr std::uint32_t kHeaderLimitBytes = 256 * 1024;
 constexpr int kFreePortTries = 100;
 constexpr std::chrono::milliseconds kPauseAfterAcceptError{100};
 constexpr const char* kEveryMachinesAddress = "127.0.0.1";
+constexpr std::size_t kSlowPieceBytes = 16 * 1024;
+constexpr int kSlowReceiveBufferBytes = 4 * 1024;  // Else the system reads ahead for us.
 
 std::string text(boost::beast::string_view view) { return {view.data(), view.size()}; }
 
@@ -90,6 +92,11 @@ class Session : public std::enable_shared_from_this<Session> {
     if (error) return _delegate.handshakeEnded(_connection, error.message());
     readServerName();  // Again: a resumed session asks for no certificate.
     _delegate.handshakeEnded(_connection, "");
+    if (_connection.readPause.count() != 0) {
+      error_code ignored;
+      _stream.next_layer().set_option(
+          asio::socket_base::receive_buffer_size(kSlowReceiveBufferBytes), ignored);
+    }
     readRequest();
   }
 
@@ -97,16 +104,39 @@ class Session : public std::enable_shared_from_this<Session> {
     _parser.emplace();
     _parser->body_limit(kBodyLimitBytes);
     _parser->header_limit(kHeaderLimitBytes);
+    if (_connection.readPause.count() != 0) return pauseBeforePiece();
     http::async_read(_stream, _buffer, *_parser,
                      [self = shared_from_this()](const error_code& error, std::size_t bytes) {
                        self->onRequest(error, bytes);
                      });
   }
 
+  void pauseBeforePiece() {
+    _parser->eager(true);
+    _timer.expires_after(_connection.readPause);
+    _timer.async_wait([self = shared_from_this()](const error_code& cancelled) {
+      if (!cancelled) self->readPiece();
+    });
+  }
+
+  void readPiece() {
+    _stream.async_read_some(
+        _buffer.prepare(kSlowPieceBytes),
+        [self = shared_from_this()](error_code error, std::size_t bytes) {
+          self->_buffer.commit(bytes);
+          if (!error) self->_buffer.consume(self->_parser->put(self->_buffer.data(), error));
+          if (error == http::error::need_more) error = {};
+          if (error || self->_parser->is_done()) return self->onRequest(error, bytes);
+          self->_delegate.bytesArrived(self->_connection, bytes);
+          self->pauseBeforePiece();
+        });
+  }
+
   void onRequest(const error_code& error, std::size_t bytes) {
     const std::size_t arrived = error ? bytes + _buffer.size() : bytes;
     if (arrived > 0) _delegate.bytesArrived(_connection, arrived);
     if (error) return close();
+    ++_connection.requests;
     const auto& message = _parser->get();
     WireRequest request;
     request.method = text(message.method_string());
@@ -128,12 +158,31 @@ class Session : public std::enable_shared_from_this<Session> {
   void sendAnswer() {
     if (_answer.ending == Ending::reset) return reset();
     if (_answer.ending == Ending::hang) return waitForClose();
+    if (_answer.ending == Ending::dropKept) return shutDown();
     asio::async_write(_stream, asio::buffer(_answer.bytes),
                       [self = shared_from_this()](const error_code& error, std::size_t) {
                         if (error || self->_answer.ending == Ending::cutBody) return self->close();
+                        if (!self->_answer.repeated.empty()) return self->repeatBytes();
+                        if (self->_answer.repeatsTickets) return self->repeatTickets();
                         if (self->_answer.keepAlive) return self->readRequest();
                         self->shutDown();
                       });
+  }
+
+  void repeatBytes() {
+    asio::async_write(_stream, asio::buffer(_answer.repeated),
+                      [self = shared_from_this()](const error_code& error, std::size_t) {
+                        error ? self->close() : self->repeatBytes();
+                      });
+  }
+
+  // The ticket goes out with the next step of a handshake, although that has ended.
+  void repeatTickets() {
+    if (SSL_new_session_ticket(_stream.native_handle()) != 1) return close();
+    _stream.async_handshake(asio::ssl::stream_base::server,
+                            [self = shared_from_this()](const error_code& error) {
+                              error ? self->close() : self->repeatTickets();
+                            });
   }
 
   void shutDown() {

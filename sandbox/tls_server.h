@@ -17,13 +17,15 @@ struct ssl_st;  // OpenSSL's SSL
 
 namespace zor::sandbox {
 
-// One connection as the delegate sees it; the last two members are the delegate's own.
+// One connection as the delegate sees it; the last three members are the delegate's own.
 struct Connection {
   std::uint64_t id = 0;
+  std::uint64_t requests = 0;  // Read so far.
   std::string localAddress;
   std::string serverName;  // Empty until the client's first words are read, or when it names none.
   Certificate certificate = Certificate::ordinary;
   std::optional<Script> script;
+  std::chrono::milliseconds readPause{0};  // Before each piece of a request is read.
 };
 
 // A port of 127.0.0.1 in place of an address that the machine lacks, or of a host name. Connections
@@ -47,8 +49,11 @@ struct WireRequest {
 struct WireAnswer {
   std::string bytes;  // As they go over the wire.
   std::chrono::milliseconds delay{0};
-  // `complete` keeps or closes the connection, `cutBody` closes it at once after the bytes, `reset`
-  // and `hang` send nothing.
+  // Sent after `bytes` until the client closes the connection; empty: nothing is.
+  std::string repeated;
+  bool repeatsTickets = false;  // The same with session tickets instead.
+  // `complete` keeps or closes the connection, `cutBody` closes it at once after the bytes,
+  // `reset`, `hang` and `dropKept` send nothing.
   Ending ending = Ending::complete;
   bool keepAlive = true;
 };

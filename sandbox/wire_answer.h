@@ -17,6 +17,9 @@ ServiceAnswer changedByScript(ServiceAnswer answer, const Script& script);
 WireAnswer wireAnswer(const ServiceAnswer& answer, const Script& script,
                       const WireRequest& request);
 
+// Whether the client gets a whole status line of a final answer.
+bool isAnswered(const Script& script);
+
 // In words, for the log: the body, or what happens instead.
 std::string wordsForAnswer(const ServiceAnswer& answer, const Script& script);
 

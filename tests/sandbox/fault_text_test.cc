@@ -15,6 +15,7 @@ TEST(FaultText, RouteAddressTimesAndArgumentAreRead) {
   EXPECT_EQ(fault->script.status, 302);
   EXPECT_EQ(fault->script.headers, (std::vector<Header>{{"Location", "https://a/=b"}}));
   EXPECT_EQ(readFault("any=hang", problem)->match.route, std::nullopt);
+  EXPECT_EQ(readFault("any=slow-reader:20", problem)->script.readPause.count(), 20);
 }
 
 TEST(FaultText, WhatIsNotUnderstoodIsNamed) {
@@ -22,7 +23,7 @@ TEST(FaultText, WhatIsNotUnderstoodIsNamed) {
       {"name", "ROUTE=FAULT"},   {"nome=reset", "nome"},        {"name*0=reset", "\"0\""},
       {"name*2x=reset", "2x"},   {"name@8.8.8.8=reset", "8.8"}, {"name=status", "CODE"},
       {"name=status:99", "99"},  {"name=delay:-1", "-1"},       {"name=reset:now", "argument"},
-      {"name=redirect:", "URL"},
+      {"name=redirect:", "URL"}, {"name=length:-1", "-1"},
   };
   for (const auto& [text, named] : cases) {
     std::string problem;

@@ -153,6 +153,13 @@ TEST_F(SandboxServiceTest, ScriptsEndExchangesTheirWayAndAreUsedUp) {
       {{.delay = std::chrono::hours(1)}, CURLE_OPERATION_TIMEDOUT},
       {{.ending = Ending::resetHandshake}, CURLE_SSL_CONNECT_ERROR},
       {{.ending = Ending::hangHandshake}, CURLE_OPERATION_TIMEDOUT},
+      {{.interimAnswers = 3, .framing = Framing::chunks}, CURLE_OK},
+      {{.ending = Ending::cutBody, .framing = Framing::chunks}, CURLE_PARTIAL_FILE},
+      {{.framing = Framing::connection}, CURLE_OK},
+      {{.promisedBytes = 100000}, CURLE_PARTIAL_FILE},
+      {{.flood = Flood::body}, CURLE_OPERATION_TIMEDOUT},
+      {{.flood = Flood::sessionTickets}, CURLE_OPERATION_TIMEDOUT},
+      {{.readPause = std::chrono::milliseconds(1)}, CURLE_OK},
   };
   for (const auto& [script, code] : endings) {
     _service.script({.route = Route::name}, script, 1);
