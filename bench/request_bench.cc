@@ -133,7 +133,7 @@ void Request_session(benchmark::State& state) {
   session->setAcceptHost("backup.localhost");
   for (auto _ : state) {
     const bool done = succeeds([&session](const TransportCompletion& completion) {
-      session->performRequest(requestFor(literals::kBackupURL.str()), 1, completion);
+      session->performRequestRetryCount(requestFor(literals::kBackupURL.str()), 1, completion);
     });
     if (!done) state.SkipWithError("the request failed");
   }

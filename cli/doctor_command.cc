@@ -51,7 +51,7 @@ class JudgingDelegate final : public URLSessionDelegate {
   std::optional<TrustDecision> _decision;
 };
 
-struct Answer {
+struct RouteAnswer {
   std::optional<URLResponse> response;
   std::optional<ZORError> error;
 };
@@ -66,7 +66,7 @@ constexpr const char* kBackupAddress = "backup address";
 struct RouteCheck {
   std::string route;
   std::string url;
-  Answer answer;
+  RouteAnswer answer;
   std::string verdict;
   std::chrono::duration<double, std::milli> duration{};
 
@@ -84,7 +84,7 @@ RouteCheck check(const std::string& route, const std::string& url,
   constexpr double kTimeoutSeconds = 10;
   const auto delegate = std::make_shared<JudgingDelegate>(acceptHost);
   const auto session = ports().urlLoading.createSession(delegate, zor_httpsOperationQueue());
-  const auto awaited = std::make_shared<Awaited<Answer>>();
+  const auto awaited = std::make_shared<Awaited<RouteAnswer>>();
   URLRequest request;
   request.url = url;
   request.timeoutSeconds = kTimeoutSeconds;
@@ -92,7 +92,7 @@ RouteCheck check(const std::string& route, const std::string& url,
   session->startDataTask(request, [awaited](const auto&, const auto& response, const auto& error) {
     awaited->deliver({response, error});
   });
-  const Answer answer = awaited->wait("Trying " + route);
+  const RouteAnswer answer = awaited->wait("Trying " + route);
   return {route, url, answer, delegate->verdict(), std::chrono::steady_clock::now() - start};
 }
 
@@ -109,11 +109,11 @@ RouteCheck checkByAddress(const std::string& route, const std::optional<std::str
   return notTried(route, "\"" + address + "\" is no address");
 }
 
-bool isUsable(const Answer& answer) {
+bool isUsable(const RouteAnswer& answer) {
   return zor_isRequestSuccess(std::nullopt, answer.response, answer.error);
 }
 
-std::vector<std::string> answeredAddresses(const Answer& answer) {
+std::vector<std::string> answeredAddresses(const RouteAnswer& answer) {
   return isUsable(answer) ? httpDnsAddresses(*answer.response) : std::vector<std::string>();
 }
 
@@ -126,7 +126,7 @@ struct LookUp {
 LookUp lookUp(const std::string& route, std::string_view format, const std::string& address,
               const std::string& host) {
   LookUp made{checkByAddress(route, httpDnsUrl(format, address, host), std::nullopt, address), {}};
-  Answer& answer = made.row.answer;
+  RouteAnswer& answer = made.row.answer;
   made.addresses = answeredAddresses(answer);
   if (!made.addresses.empty() || answer.error) return made;
   answer.error = {"", 0,

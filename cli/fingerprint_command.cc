@@ -17,14 +17,14 @@
 namespace zor::cli {
 namespace {
 
-struct Outcome {
+struct FetchedFingerprint {
   bool success = false;
   bool cached = false;
   ZORFingerprintError error;
   std::string fingerprint;
 };
 
-using AwaitedOutcome = Awaited<Outcome>;
+using AwaitedFingerprint = Awaited<FetchedFingerprint>;
 
 // Codes of other domains, the transport's for one, may have the same number.
 bool isNoReportError(const ZORError& error) {
@@ -32,7 +32,7 @@ bool isNoReportError(const ZORError& error) {
          error.domain == literals::kFingerprintErrorDomain.view();
 }
 
-int exitStatus(const Outcome& outcome) {
+int exitStatus(const FetchedFingerprint& outcome) {
   if (outcome.success) return kDone;
   if (std::holds_alternative<ZORValue>(outcome.error)) return kRefused;
   const auto* error = std::get_if<ZORError>(&outcome.error);
@@ -63,7 +63,7 @@ std::string errorForPeople(const ZORFingerprintError& error) {
   return "The service gave no usable answer.";
 }
 
-void print(const Outcome& outcome, bool json) {
+void print(const FetchedFingerprint& outcome, bool json) {
   if (json) {
     printJson(ZORValue::dictionary({{"success", outcome.success},
                                     {"fingerprint", outcome.fingerprint},
@@ -90,7 +90,7 @@ int reportNoAnswer(bool json) {
 }
 
 // Asks for the fingerprint; what comes goes to `waiter`, which may outlive the command.
-void startFingerprint(const std::shared_ptr<AwaitedOutcome>& waiter) {
+void startFingerprint(const std::shared_ptr<AwaitedFingerprint>& waiter) {
   const StandardOutputToError redirected;  // A request starts with a collection.
   const auto caller = std::this_thread::get_id();
   ZORFingerPrint::sharedInstance()->getFingerprint(
@@ -106,7 +106,7 @@ void startFingerprint(const std::shared_ptr<AwaitedOutcome>& waiter) {
 
 int runFingerprint(const FingerprintOptions& options, HostPorts& host) {
   // Shared, for the callback may come after this function has given up.
-  const auto waiter = std::make_shared<AwaitedOutcome>();
+  const auto waiter = std::make_shared<AwaitedFingerprint>();
   startFingerprint(waiter);
   const auto outcome = waiter->wait("Asking the fingerprint service",
                                     std::chrono::duration<double>(options.timeoutSeconds));

@@ -26,7 +26,7 @@ struct Arguments {
 // What the command line asks for; set by the parser, run when the ports are in place.
 using Command = std::function<int(HostPorts& host)>;
 
-void printExchange(const Exchange& exchange) {
+void printExchange(const TracedExchange& exchange) {
   const std::string outcome = exchange.error ? exchange.error->localizedDescription
                                              : "status " + std::to_string(exchange.statusCode);
   printDiagnostic(exchange.method + " " + exchange.url + ": " + outcome + " after " +

@@ -16,8 +16,8 @@ class TracedURLSession final : public URLSession {
     _real->startDataTask(request, [&owner = _owner, method = request.method, url = request.url,
                                    start, completion = std::move(completion)](
                                       const auto& body, const auto& response, const auto& error) {
-      const Exchange exchange{method, url, response ? response->statusCode : 0, error,
-                              std::chrono::steady_clock::now() - start};
+      const TracedExchange exchange{method, url, response ? response->statusCode : 0, error,
+                                    std::chrono::steady_clock::now() - start};
       owner.end(exchange, [&] { completion(body, response, error); });
     });
   }
@@ -40,7 +40,8 @@ void TracedURLLoading::begin() {
   ++_underWay;
 }
 
-void TracedURLLoading::end(const Exchange& exchange, const std::function<void()>& completion) {
+void TracedURLLoading::end(const TracedExchange& exchange,
+                           const std::function<void()>& completion) {
   if (_observer) {
     const std::lock_guard<std::mutex> lock(_observing);
     _observer(exchange);

@@ -16,7 +16,7 @@
 namespace zor::cli {
 
 // One finished exchange.
-struct Exchange {
+struct TracedExchange {
   std::string method;
   std::string url;
   int statusCode = 0;  // 0: no response.
@@ -27,7 +27,7 @@ struct Exchange {
 // Passes everything on to another loader. Callable from any thread; outlives its sessions' tasks.
 class TracedURLLoading final : public URLLoadingPort {
  public:
-  using Observer = std::function<void(const Exchange& exchange)>;
+  using Observer = std::function<void(const TracedExchange& exchange)>;
 
   // `real` outlives this object. `observer` may be empty; it is called on the session's queue,
   // before the exchange's own completion, one call at a time.
@@ -43,7 +43,7 @@ class TracedURLLoading final : public URLLoadingPort {
  private:
   friend class TracedURLSession;
   void begin();
-  void end(const Exchange& exchange, const std::function<void()>& completion);
+  void end(const TracedExchange& exchange, const std::function<void()>& completion);
 
   URLLoadingPort& _real;
   const Observer _observer;

@@ -32,8 +32,8 @@ ServiceAnswer answerBackupList(const SandboxSettings& settings) {
   const auto entry =
       ZORValue::dictionary({{literals::kBackupAddressListKey.str(), settings.backupAddresses}});
   const auto list =
-      ZORValue::dictionary({{literals::kBackupSecondLevelKey.str(), ZORValue::array({entry})}});
-  const auto document = ZORValue::dictionary({{literals::kBackupFirstLevelKey.str(), list}});
+      ZORValue::dictionary({{literals::kBackupEntriesKey.str(), ZORValue::array({entry})}});
+  const auto document = ZORValue::dictionary({{literals::kBackupListKey.str(), list}});
   ServiceAnswer answer;
   answer.headers.emplace_back("Content-Type", "application/json");
   answer.body = jsonForDisplay(ZORValue::array({ZORValue::dictionary(

@@ -14,8 +14,8 @@ namespace {
 
 constexpr std::size_t kLongHeaderBytes = 65536;
 constexpr int kFound = 302;
-constexpr int kSmallestStatus = 200;
-constexpr int kLargestStatus = 599;
+constexpr int kMinStatus = 200;
+constexpr int kMaxStatus = 599;
 constexpr std::int64_t kMaxDelayMs = 86400000;
 constexpr std::int64_t kMaxInterimAnswers = 100000;
 constexpr std::int64_t kMaxPromisedBytes = INT64_MAX;
@@ -114,7 +114,7 @@ std::vector<FaultKind> makeKinds() {
   return {
       {"status", "CODE", "answer with this HTTP status",
        [](const std::string& argument, Script& script) {
-         const auto status = wholeNumber(argument, kSmallestStatus, kLargestStatus);
+         const auto status = wholeNumber(argument, kMinStatus, kMaxStatus);
          if (status) script.status = static_cast<int>(*status);
          return status.has_value();
        }},

@@ -29,8 +29,8 @@ std::optional<FingerprintRequest> readRequest(const std::string& body) {
   const auto platform = text(literals::kBodyPlatformKey.view());
   const auto signature = text(literals::kBodySignatureKey.view());
   const auto version = text(literals::kBodyVersionKey.view());
-  const auto fifth = text(literals::kBodyFifthKey.view());
-  if (!environment || !platform || !signature || !version || !fifth) return std::nullopt;
+  const auto reserved = text(literals::kBodyReservedKey.view());
+  if (!environment || !platform || !signature || !version || !reserved) return std::nullopt;
   return FingerprintRequest{*environment, *platform, *signature, *version};
 }
 

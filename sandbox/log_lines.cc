@@ -12,7 +12,7 @@
 namespace zor::sandbox {
 namespace {
 
-constexpr std::size_t kLongestValue = 120;
+constexpr std::size_t kMaxValueBytes = 120;
 constexpr std::size_t kNameColumn = 26;
 constexpr std::size_t kRouteColumn = 15;
 
@@ -27,9 +27,9 @@ std::string shortened(std::string text) {
     const auto code = static_cast<unsigned char>(letter);
     if (code < 0x20 || code == 0x7F) letter = '.';
   }
-  if (text.size() <= kLongestValue) return text;
-  const std::string rest = std::to_string(text.size() - kLongestValue);
-  return text.substr(0, kLongestValue) + "... (" + rest + " bytes more)";
+  if (text.size() <= kMaxValueBytes) return text;
+  const std::string rest = std::to_string(text.size() - kMaxValueBytes);
+  return text.substr(0, kMaxValueBytes) + "... (" + rest + " bytes more)";
 }
 
 std::string timeText(std::chrono::system_clock::time_point time, bool forPeople) {

@@ -27,7 +27,7 @@ using zor::sandbox::SandboxSettings;
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
 constexpr std::uint16_t kDefaultPort = 8443;
-constexpr std::int64_t kLongestSeconds = 1'000'000'000'000;
+constexpr std::int64_t kMaxSeconds = 1'000'000'000'000;
 
 struct Arguments {
   SandboxSettings settings;
@@ -172,10 +172,10 @@ int run(int argc, char** argv) {
       ->capture_default_str();
   app.add_option("--state", stateFolder, "Folder of the certificates; a temporary one otherwise");
   app.add_option("--expiry", settings.expirySeconds, "Seconds until a fingerprint expires")
-      ->check(CLI::Range(std::int64_t{0}, kLongestSeconds))
+      ->check(CLI::Range(std::int64_t{0}, kMaxSeconds))
       ->capture_default_str();
   app.add_option("--lifetime", settings.lifetimeSeconds, "Lifetime of a fingerprint in seconds")
-      ->check(CLI::Range(std::int64_t{0}, kLongestSeconds))
+      ->check(CLI::Range(std::int64_t{0}, kMaxSeconds))
       ->capture_default_str();
   app.add_option("--fault", faults, "ROUTE=FAULT, see below; repeatable")->allow_extra_args(false);
   app.add_option("--bundle-version", bundleVersions,

@@ -26,8 +26,8 @@ namespace http = boost::beast::http;
 using asio::ip::tcp;
 using boost::system::error_code;
 
-constexpr std::uint64_t kBodyLimitBytes = 64ULL * 1024 * 1024;
-constexpr std::uint32_t kHeaderLimitBytes = 256 * 1024;
+constexpr std::uint64_t kMaxRequestBodyBytes = 64ULL * 1024 * 1024;
+constexpr std::uint32_t kMaxRequestHeaderBytes = 256 * 1024;
 constexpr int kFreePortTries = 100;
 constexpr std::chrono::milliseconds kPauseAfterAcceptError{100};
 constexpr const char* kEveryMachinesAddress = "127.0.0.1";
@@ -102,8 +102,8 @@ class Session : public std::enable_shared_from_this<Session> {
 
   void readRequest() {
     _parser.emplace();
-    _parser->body_limit(kBodyLimitBytes);
-    _parser->header_limit(kHeaderLimitBytes);
+    _parser->body_limit(kMaxRequestBodyBytes);
+    _parser->header_limit(kMaxRequestHeaderBytes);
     if (_connection.readPause.count() != 0) return pauseBeforePiece();
     http::async_read(_stream, _buffer, *_parser,
                      [self = shared_from_this()](const error_code& error, std::size_t bytes) {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int kNoContent = 204;
 constexpr int kNotModified = 304;
-constexpr std::size_t kSmallestPromise = 2;  // A body of one byte cannot be cut in half.
+constexpr std::size_t kMinPromisedBytes = 2;  // A body of one byte cannot be cut in half.
 constexpr std::size_t kChunkBytes = 1000;
 constexpr std::size_t kFloodPieceBytes = 16 * 1024;  // A TLS record holds that much.
 constexpr const char* kInterimAnswer = "HTTP/1.1 103 Early Hints\r\nLink: <a>\r\n\r\n";
@@ -114,7 +114,7 @@ WireAnswer wireAnswer(const ServiceAnswer& answer, const Script& script,
   wire.delay = script.delay;
   wire.ending = script.ending;
   const std::size_t wholeBytes = script.ending == Ending::cutBody
-                                     ? std::max(answer.body.size(), kSmallestPromise)
+                                     ? std::max(answer.body.size(), kMinPromisedBytes)
                                      : answer.body.size();
   const std::uint64_t promisedBytes = script.promisedBytes.value_or(wholeBytes);
   wire.keepAlive = request.keepAlive && !script.closeConnection && !script.raw &&

@@ -16,7 +16,7 @@ bool succeeds(const URLRequest& request) {
   const auto session = ZORHttpsURLSession::create();
   session->setAcceptHost(hostOfUrl(request.url).value_or(""));
   std::promise<bool> outcome;
-  session->performRequest(
+  session->performRequestRetryCount(
       request, 1, [&outcome](const auto& body, const auto& response, const auto& error) {
         outcome.set_value(zor_isRequestSuccess(body, response, error) && body && !body->empty());
       });

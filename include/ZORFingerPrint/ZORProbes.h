@@ -45,8 +45,8 @@ ZOR_EXPORT std::optional<std::string> getBluetoothDeviceName();
 ZOR_EXPORT std::optional<std::string> getBluetoothAddress();
 
 // An array with a dictionary of four entries for each USB device, in the registry's order: product
-// name, vendor number, product number, serial number (keys: kUSBFirstTextKey, kUSBFirstNumberKey,
-// kUSBSecondNumberKey, kUSBSecondTextKey). An absent text is "", an absent number 0. A device that
+// name, vendor number, product number, serial number (keys: kUSBProductNameKey, kUSBVendorIdKey,
+// kUSBProductIdKey, kUSBSerialNumberKey). An absent text is "", an absent number 0. A device that
 // is registered twice is listed twice. Empty without USB; never null.
 ZOR_EXPORT ZORValue getUSBDevices();
 
@@ -86,8 +86,8 @@ ZOR_EXPORT std::optional<std::string> getCPUBrand();
 ZOR_EXPORT std::optional<std::string> _getSysInfoByName(const char* name);
 
 // A dictionary of four entries for the first power source of the machine itself: charge, full
-// charge (in the same unit; on Linux percent), state and name (keys: kPowerRecordFirstNumberKey,
-// kPowerRecordSecondNumberKey, kPowerRecordFirstTextKey, kPowerRecordSecondTextKey). An absent
+// charge (in the same unit; on Linux percent), state and name (keys: kPowerRecordChargeKey,
+// kPowerRecordFullChargeKey, kPowerRecordStateKey, kPowerRecordNameKey). An absent
 // number is 0, an absent text "". Absent: there is no battery and no uninterruptible supply.
 ZOR_EXPORT std::optional<ZORValue> getPowerInfo();
 

@@ -12,7 +12,7 @@ namespace zor {
 namespace {
 
 // Deliberately high: a small report is no reason to write to a disk that is filling up.
-constexpr float kLeastFreeMiB = 5120.0F;
+constexpr float kMinFreeMiB = 5120.0F;
 constexpr float kMiBPerByte = 1.0F / (1 << 20);  // Exact in binary.
 
 std::optional<std::string> asText(const std::optional<Data>& data) {
@@ -23,7 +23,7 @@ std::optional<std::string> asText(const std::optional<Data>& data) {
 }  // namespace
 
 bool isFreeSpaceAmple(std::uint64_t freeBytes) {
-  return static_cast<float>(freeBytes) * kMiBPerByte >= kLeastFreeMiB;
+  return static_cast<float>(freeBytes) * kMiBPerByte >= kMinFreeMiB;
 }
 
 ZORSecFileUti::ZORSecFileUti(std::string fileName, std::string path)

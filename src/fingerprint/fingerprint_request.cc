@@ -21,7 +21,7 @@ std::string requestBody(const std::string& environmentReport) {
        {literals::kBodyPlatformKey.str(), platformLabel()},
        {literals::kBodySignatureKey.str(), calcSignature(environmentReport).value_or("")},
        {literals::kBodyVersionKey.str(), versionLabel()},
-       {literals::kBodyFifthKey.str(), ""}});
+       {literals::kBodyReservedKey.str(), ""}});
   return jsonFromValue(body).value_or("");
 }
 

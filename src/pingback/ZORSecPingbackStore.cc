@@ -20,7 +20,7 @@
 namespace zor {
 namespace {
 
-constexpr double kSecondsBetweenUploads = 86400.0;
+constexpr double kMinSecondsBetweenUploads = 86400.0;
 constexpr double kUploadTimeoutSeconds = 10.0;
 constexpr std::uint64_t kUploadAttempts = 1;
 constexpr std::int64_t kUploadErrorClass = 2;
@@ -41,7 +41,7 @@ class OpenFile {
 
 void appendRecord(ZORSecFileUti& file, const ZORValue& record) {
   const auto text = arrayWithRecord(file.readToTheEndOfFile(), record);
-  if (!text || text->size() >= kPingbackFileLimitBytes) return;
+  if (!text || text->size() >= kMaxPingbackFileBytes) return;
   // Deliberate order: where the append refuses, for too little free space, the file stays empty and
   // the records that were pending are lost.
   file.clearContent();
@@ -127,11 +127,11 @@ std::shared_ptr<ZORSecPingbackStore> processStore() {
 }  // namespace
 
 bool isPingbackUploadDue(double now, double lastUpload) {
-  return std::abs(now - lastUpload) > kSecondsBetweenUploads;
+  return std::abs(now - lastUpload) > kMinSecondsBetweenUploads;
 }
 
 bool isPingbackTextTooLargeToKeep(std::size_t utf16Units) {
-  return 2 * utf16Units > kPingbackFileLimitBytes;
+  return 2 * utf16Units > kMaxPingbackFileBytes;
 }
 
 std::shared_ptr<ZORSecPingbackStore> ZORSecPingbackStore::create(
@@ -234,14 +234,15 @@ void ZORSecPingbackStore::startUpload(const PingbackUploadCompletion& completion
     if (completion) completion({});
     return;
   }
-  _urlSession->performRequest(uploadRequest(*text), kUploadAttempts,
-                              [weakSelf = weak_from_this(), units = utf16Length(*text), completion](
-                                  const auto& body, const auto& response, const auto& error) {
-                                const auto self = weakSelf.lock();
-                                if (!self) return;
-                                self->finishUpload(units, body, response, error);
-                                if (completion) completion({true, response, error});
-                              });
+  _urlSession->performRequestRetryCount(
+      uploadRequest(*text), kUploadAttempts,
+      [weakSelf = weak_from_this(), units = utf16Length(*text), completion](
+          const auto& body, const auto& response, const auto& error) {
+        const auto self = weakSelf.lock();
+        if (!self) return;
+        self->finishUpload(units, body, response, error);
+        if (completion) completion({true, response, error});
+      });
 }
 
 void ZORSecPingbackStore::finishUpload(std::size_t utf16Units, const std::optional<Data>& body,

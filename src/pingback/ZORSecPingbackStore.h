@@ -23,7 +23,7 @@ namespace zor {
 class ZORHttpsURLSession;
 
 // The file is always shorter than this.
-constexpr std::size_t kPingbackFileLimitBytes = 512000;
+constexpr std::size_t kMaxPingbackFileBytes = 512000;
 
 // Whether an upload is due: more than a day lies between the two times, in either direction, so
 // that a clock which was once far ahead does not stop the uploads. Seconds since 1970.
@@ -59,7 +59,7 @@ class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPing
 
   // Selector: writeDictionary:async:
   // Appends a record; an absent or empty one is ignored. Dropped: a record that would make the file
-  // reach kPingbackFileLimitBytes, or that JSON cannot hold. Content that is no JSON array is
+  // reach kMaxPingbackFileBytes, or that JSON cannot hold. Content that is no JSON array is
   // replaced. With too little free space all records are lost, the file is left empty.
   // With `async` the call returns at once, else when it is done.
   void writeDictionary(const std::optional<ZORValue>& dictionary, bool async);

@@ -10,7 +10,7 @@
 namespace zor {
 namespace {
 
-constexpr std::size_t kMostDigits = 18;  // Within 64 bits whatever they are.
+constexpr std::size_t kMaxDigits = 18;  // Within 64 bits whatever they are.
 
 // The case in which the writer has them.
 bool isLowerCaseHexDigit(char character) {
@@ -83,7 +83,7 @@ class Reader {
     const char* const first = _next;
     while (_next != _end && isDigit(*_next)) ++_next;
     const auto digits = static_cast<std::size_t>(_next - first);
-    return digits == 1 || (digits > 1 && digits <= kMostDigits && *first != '0');
+    return digits == 1 || (digits > 1 && digits <= kMaxDigits && *first != '0');
   }
 
   const char* _next;

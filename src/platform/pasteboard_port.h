@@ -15,7 +15,7 @@ namespace zor {
 
 // The largest value that is taken from a pasteboard: any program of the user may put one there, and
 // what the library puts there takes a few hundred bytes.
-constexpr std::size_t kLargestPasteboardBytes = std::size_t{64} << 10;
+constexpr std::size_t kMaxPasteboardBytes = std::size_t{64} << 10;
 
 // One pasteboard. Confined to the thread that uses it.
 class Pasteboard {

@@ -17,8 +17,8 @@ namespace zor {
 class OperationQueue;
 
 // Largest response body and largest header block that is accepted; more is a transport error.
-constexpr std::size_t kLargestBodyBytes = 16U << 20;
-constexpr std::size_t kLargestHeaderBytes = 256U << 10;
+constexpr std::size_t kMaxBodyBytes = 16U << 20;
+constexpr std::size_t kMaxHeaderBytes = 256U << 10;
 
 // How long an exchange may take where its request does not say.
 constexpr double kDefaultTimeoutSeconds = 60;

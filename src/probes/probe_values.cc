@@ -79,28 +79,27 @@ std::optional<std::string> propertyText(const RegistryValue& value) {
 }
 
 ZORValue usbDeviceRecord(RegistryEntry& device) {
-  const auto firstText = device.property(literals::kUSBFirstTextProperty.str());
-  const auto firstNumber = device.property(literals::kUSBFirstNumberProperty.str());
-  const auto secondNumber = device.property(literals::kUSBSecondNumberProperty.str());
-  const auto secondText = device.property(literals::kUSBSecondTextProperty.str());
-  return ZORValue::dictionary({{literals::kUSBFirstTextKey.str(), reportedOr(firstText, "")},
-                               {literals::kUSBFirstNumberKey.str(), reportedOr(firstNumber, 0)},
-                               {literals::kUSBSecondNumberKey.str(), reportedOr(secondNumber, 0)},
-                               {literals::kUSBSecondTextKey.str(), reportedOr(secondText, "")}});
+  const auto productName = device.property(literals::kUSBProductNameProperty.str());
+  const auto vendorId = device.property(literals::kUSBVendorIdProperty.str());
+  const auto productId = device.property(literals::kUSBProductIdProperty.str());
+  const auto serialNumber = device.property(literals::kUSBSerialNumberProperty.str());
+  return ZORValue::dictionary(
+      {{literals::kUSBProductNameKey.str(), reportedOr(productName, "")},
+       {literals::kUSBVendorIdKey.str(), reportedOr(vendorId, 0)},
+       {literals::kUSBProductIdKey.str(), reportedOr(productId, 0)},
+       {literals::kUSBSerialNumberKey.str(), reportedOr(serialNumber, "")}});
 }
 
 ZORValue powerSourceRecord(const PowerSourceDescription& description) {
   const auto value = [&description](const auto& key) {
     return valueForKey(description, key.str());
   };
-  return ZORValue::dictionary({{literals::kPowerRecordFirstNumberKey.str(),
-                                narrowNumber(value(literals::kPowerFirstNumberKey))},
-                               {literals::kPowerRecordSecondNumberKey.str(),
-                                narrowNumber(value(literals::kPowerSecondNumberKey))},
-                               {literals::kPowerRecordFirstTextKey.str(),
-                                reportedOr(value(literals::kPowerFirstTextKey), "")},
-                               {literals::kPowerRecordSecondTextKey.str(),
-                                reportedOr(value(literals::kPowerSecondTextKey), "")}});
+  return ZORValue::dictionary(
+      {{literals::kPowerRecordChargeKey.str(), narrowNumber(value(literals::kPowerChargeKey))},
+       {literals::kPowerRecordFullChargeKey.str(),
+        narrowNumber(value(literals::kPowerFullChargeKey))},
+       {literals::kPowerRecordStateKey.str(), reportedOr(value(literals::kPowerStateKey), "")},
+       {literals::kPowerRecordNameKey.str(), reportedOr(value(literals::kPowerNameKey), "")}});
 }
 
 std::uint64_t storageBytes(const std::optional<FileSystemFigures>& figures) {

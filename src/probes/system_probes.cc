@@ -54,10 +54,10 @@ std::map<std::string, std::string> getPaths() {
     const auto found = environment.find(variable.str());
     if (found != environment.end()) paths.insert_or_assign(key.str(), found->second);
   };
-  take(literals::kFirstPathVariable, literals::kPathsFirstKey);
-  take(literals::kSecondPathVariable, literals::kPathsSecondKey);
-  take(literals::kThirdPathVariable, literals::kPathsThirdKey);
-  take(literals::kFourthPathVariable, literals::kPathsFourthKey);
+  take(literals::kHomeVariable, literals::kPathsHomeKey);
+  take(literals::kSearchPathVariable, literals::kPathsSearchPathKey);
+  take(literals::kTemporaryFolderVariable, literals::kPathsTemporaryFolderKey);
+  take(literals::kShellVariable, literals::kPathsShellKey);
   return paths;
 }
 

@@ -10,14 +10,14 @@
 namespace zor {
 namespace {
 
-constexpr std::size_t kMostCompletionsAtOnce = 2;
+constexpr std::size_t kMaxCompletionsAtOnce = 2;
 
 bool hasStatusOK(const std::optional<URLResponse>& response) {
   return response && response->statusCode == kStatusOK;
 }
 
 OperationQueue& makeQueue() {
-  auto& queue = *new OperationQueue(literals::kHttpsQueueName.str(), kMostCompletionsAtOnce,
+  auto& queue = *new OperationQueue(literals::kHttpsQueueName.str(), kMaxCompletionsAtOnce,
                                     QualityOfService::userInitiated);
   queue.surviveFork(ForkRank::queue);
   return queue;
@@ -59,15 +59,16 @@ std::shared_ptr<ZORHttpsURLSession> ZORHttpsURLSession::create() {
   return session;
 }
 
-void ZORHttpsURLSession::performRequest(const URLRequest& request, std::uint64_t retryCount,
-                                        const TransportCompletion& completionHandler) {
+void ZORHttpsURLSession::performRequestRetryCount(const URLRequest& request,
+                                                  std::uint64_t retryCount,
+                                                  const TransportCompletion& completionHandler) {
   const auto ended = [weakSelf = weak_from_this(), request, retryCount, completionHandler](
                          const auto& body, const auto& response, const auto& error) {
     // Deliberate: the error is not asked. A 200 that comes with one is final.
     if (hasStatusOK(response) || retryCount < 2) {
       zor_callBlock(completionHandler, body, response, error);
     } else if (const auto self = weakSelf.lock()) {
-      self->performRequest(request, retryCount - 1, completionHandler);
+      self->performRequestRetryCount(request, retryCount - 1, completionHandler);
     }
   };
   _urlSession->startDataTask(request, ended);

@@ -54,8 +54,8 @@ class ZORHttpsURLSession final : public URLSessionDelegate,
   // Threads:  the handler runs on zor_httpsOperationQueue() with no lock held.
   // Lifetime: holds this session weakly; if it is gone when a repeat is due, the handler never
   //           runs.
-  void performRequest(const URLRequest& request, std::uint64_t retryCount,
-                      const TransportCompletion& completionHandler);
+  void performRequestRetryCount(const URLRequest& request, std::uint64_t retryCount,
+                                const TransportCompletion& completionHandler);
 
   // The host name that a server's certificate must match, whatever host the URL names; absent: the
   // chain alone is judged. A change holds for every certificate judged from then on, those of

@@ -33,7 +33,7 @@ class Limits {
     if (opens) ++_depth;
     if (opens || character == ',') ++_values;
     if (character == ']' || character == '}') --_depth;
-    return _depth <= kDeepestJsonNesting && _values <= kMaxJsonValues;
+    return _depth <= kMaxJsonNesting && _values <= kMaxJsonValues;
   }
 
   int _depth = 0;
@@ -75,7 +75,7 @@ class JsonWriter {
   std::string takeText() { return std::move(_text); }
   bool usedStandIn() const { return _usedStandIn; }
 
-  void write(const ZORValue& value, int depthLeft = kDeepestJsonNesting) {
+  void write(const ZORValue& value, int depthLeft = kMaxJsonNesting) {
     switch (value.kind()) {
       case ZORValue::Kind::null:
         _text += "null";

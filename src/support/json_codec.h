@@ -13,7 +13,7 @@
 namespace zor {
 
 // Deepest nesting of arrays and dictionaries that is read or written.
-constexpr int kDeepestJsonNesting = 512;
+constexpr int kMaxJsonNesting = 512;
 
 // A text with more brackets and commas than this is refused: it may hold as many values. A hostile
 // answer of 16 MiB could otherwise take over a gigabyte; this many values take some 200 MB while
@@ -22,12 +22,12 @@ constexpr std::size_t kMaxJsonValues = 1'000'000;
 
 // The value of one JSON text in UTF-8, top-level scalars included. An integer that does not fit 64
 // bits is a real number; a repeated key keeps its last value. nullopt: not JSON, ill-formed UTF-8,
-// a NUL, a number beyond a double's range, nesting deeper than kDeepestJsonNesting, more values
+// a NUL, a number beyond a double's range, nesting deeper than kMaxJsonNesting, more values
 // than kMaxJsonValues, or memory ran out. Nothing is thrown.
 std::optional<ZORValue> valueFromJson(std::string_view text);
 
 // `value` as compact JSON in UTF-8. nullopt: ill-formed UTF-8 in a text or key, NaN, an infinity,
-// data, a date, nesting deeper than kDeepestJsonNesting, or memory ran out. Nothing is thrown.
+// data, a date, nesting deeper than kMaxJsonNesting, or memory ran out. Nothing is thrown.
 std::optional<std::string> jsonFromValue(const ZORValue& value);
 
 // The same for people and logs, who get something of every value: ill-formed bytes become U+FFFD,

@@ -13,7 +13,7 @@ namespace zor {
 namespace {
 
 constexpr std::uint32_t kReplacement = 0xFFFD;
-constexpr int kMostWholeDigits = 17;
+constexpr int kMaxWholeDigits = 17;
 
 bool isSpace(char character) {
   return character == ' ' || (character >= '\t' && character <= '\r');
@@ -95,9 +95,9 @@ Decoded decodeFirst(std::string_view text) {
     if ((byteAt(index) & 0xC0) != 0x80) return {};
     codePoint = codePoint << 6 | (byteAt(index) & 0x3F);
   }
-  constexpr std::uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+  constexpr std::uint32_t kMinOfLength[] = {0, 0, 0x80, 0x800, 0x10000};
   const bool surrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
-  if (codePoint < kSmallest[length] || codePoint > 0x10FFFF || surrogate) return {};
+  if (codePoint < kMinOfLength[length] || codePoint > 0x10FFFF || surrogate) return {};
   return {codePoint, length, true};
 }
 
@@ -138,7 +138,7 @@ std::string shortestDecimal(double number) {
   }
   // Whole seconds are written out; only figures beyond seventeen digits need an exponent.
   const auto exponent = longLongValue(scientific.substr(scientific.find('e') + 1));
-  const int wholeDigits = exponent < kMostWholeDigits ? static_cast<int>(exponent) + 1 : 0;
+  const int wholeDigits = exponent < kMaxWholeDigits ? static_cast<int>(exponent) + 1 : 0;
   return printed(number, std::max(digits, wholeDigits), {});
 }
 
@@ -152,8 +152,8 @@ std::int64_t longLongValue(std::string_view text) {
   const std::string_view number = withoutLeadingSpace(text);
   const std::size_t start = skipSign(number, 0);
   const bool negative = start == 1 && number[0] == '-';
-  constexpr std::uint64_t kLargest = std::numeric_limits<std::int64_t>::max();
-  const std::uint64_t limit = kLargest + (negative ? 1 : 0);
+  constexpr std::uint64_t kMaxInteger = std::numeric_limits<std::int64_t>::max();
+  const std::uint64_t limit = kMaxInteger + (negative ? 1 : 0);
   std::uint64_t magnitude = 0;
   for (const char digit : number.substr(start, skipDigits(number, start) - start)) {
     const auto value = static_cast<std::uint64_t>(digit - '0');

@@ -8,8 +8,8 @@
 namespace zor {
 namespace {
 
-constexpr std::size_t kLongestName = 253;
-constexpr std::size_t kLongestLabel = 63;
+constexpr std::size_t kMaxHostNameBytes = 253;
+constexpr std::size_t kMaxLabelBytes = 63;
 constexpr std::size_t kAddressGroups = 8;
 
 bool isNameCharacter(char c) { return isLetter(c) || isDigit(c) || c == '-' || c == '_'; }
@@ -49,11 +49,11 @@ bool isNumber(std::string_view label) {
 
 bool isName(std::string_view text) {
   if (!text.empty() && text.back() == '.') text.remove_suffix(1);
-  if (text.empty() || text.size() > kLongestName || text.back() == '.') return false;
+  if (text.empty() || text.size() > kMaxHostNameBytes || text.back() == '.') return false;
   std::string_view label;
   while (!text.empty()) {
     label = takePiece(text, '.');
-    if (label.empty() || label.size() > kLongestLabel) return false;
+    if (label.empty() || label.size() > kMaxLabelBytes) return false;
     if (!std::all_of(label.begin(), label.end(), isNameCharacter)) return false;
   }
   return !isNumber(label);

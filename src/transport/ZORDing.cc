@@ -43,7 +43,7 @@ void performByBackup(const std::weak_ptr<ZORDing>& weakRunner, const URLRequest&
   const auto runner = weakRunner.lock();
   const auto backupIP = runner ? runner->randomBackupIP() : std::nullopt;
   if (backupIP && !backupIP->empty()) {
-    runner->performRequest(request, *backupIP, handler);
+    runner->performRequestUsingBackupIP(request, *backupIP, handler);
   } else {
     zor_callBlock(handler, body, response, error);
   }
@@ -54,7 +54,7 @@ void performByAddress(const std::weak_ptr<ZORDing>& weakRunner, const URLRequest
                       const std::vector<std::string>& ips, const TransportCompletion& handler) {
   const auto runner = weakRunner.lock();
   if (!runner) return;
-  runner->urlSession()->performRequest(
+  runner->urlSession()->performRequestRetryCount(
       zor_replaceHostForRequest(chooseOne(ips), request), kAttempts,
       [weakRunner, request, handler](const auto& body, const auto& response, const auto& error) {
         // Deliberate: the outcome is not looked at. Even a success gives way to a backup address.
@@ -69,7 +69,7 @@ void fetchBackupByAddress(const std::weak_ptr<ZORDing>& weakRunner, const URLReq
   if (!runner) return;
   // Deliberate: on the session of the service, so the certificate is judged by the host that the
   // runner's own request named last, not by the backup service's.
-  runner->urlSession()->performRequest(
+  runner->urlSession()->performRequestRetryCount(
       zor_replaceHostForRequest(chooseOne(ips), request), kAttempts,
       [weakRunner, host](const auto& body, const auto& response, const auto& error) {
         if (!zor_isRequestSuccess(body, response, error)) {
@@ -115,7 +115,7 @@ ZORDing::ZORDing(Private)
 void ZORDing::performRequest(const URLRequest& request, const TransportCompletion& handler) {
   const std::string host = expectedHost(request);
   _urlSession->setAcceptHost(host);
-  _urlSession->performRequest(
+  _urlSession->performRequestRetryCount(
       request, kAttempts,
       [weakSelf = weak_from_this(), request, host, handler](const auto& body, const auto& response,
                                                             const auto& error) {
@@ -137,9 +137,10 @@ void ZORDing::performRequest(const URLRequest& request, const TransportCompletio
   requestBackupIp();
 }
 
-void ZORDing::performRequest(const URLRequest& request, const std::string& backupIP,
-                             const TransportCompletion& handler) {
-  _urlSession->performRequest(zor_replaceHostForRequest(backupIP, request), kAttempts, handler);
+void ZORDing::performRequestUsingBackupIP(const URLRequest& request, const std::string& backupIP,
+                                          const TransportCompletion& handler) {
+  _urlSession->performRequestRetryCount(zor_replaceHostForRequest(backupIP, request), kAttempts,
+                                        handler);
 }
 
 void ZORDing::requestBackupIp() {
@@ -155,7 +156,7 @@ void ZORDing::requestBackupIp() {
       self->saveCloudBackup(body);
     }
   };
-  _backupUrlSession->performRequest(request, kAttempts, ended);
+  _backupUrlSession->performRequestRetryCount(request, kAttempts, ended);
 }
 
 void ZORDing::saveCloudBackup(const std::optional<Data>& body) {

@@ -51,8 +51,8 @@ class ZORDing final : public std::enable_shared_from_this<ZORDing> {
 
   // Sends `request` to that address and gives `handler` whatever comes back.
   // Selector: performRequest:usingBackupIP:completionHandler:
-  void performRequest(const URLRequest& request, const std::string& backupIP,
-                      const TransportCompletion& handler);
+  void performRequestUsingBackupIP(const URLRequest& request, const std::string& backupIP,
+                                   const TransportCompletion& handler);
 
   // Fetches the backup list once and keeps what comes. Returns at once.
   void requestBackupIp();

@@ -194,19 +194,19 @@ void ZORHTTPDNSManager::sendResolveRequest(const URLRequest& request, const std:
       [self, host](const std::optional<Data>&, const URLResponse& response) {
         const auto ips = httpDnsAddresses(response);
         if (!ips.empty()) {
-          self->resolveHost(host, ResolvedResults{{host, ips}});
+          self->resolveHostResult(host, ResolvedResults{{host, ips}});
         } else {
-          self->resolveHost(host, std::optional(noAddressesError()));
+          self->resolveHostFailed(host, std::optional(noAddressesError()));
         }
       },
       [self, host](const std::optional<URLResponse>&, const std::optional<ZORError>& error) {
-        self->resolveHost(host, error);
+        self->resolveHostFailed(host, error);
       });
 }
 
 void ZORHTTPDNSManager::sendRequest(const URLRequest& request, const RequestSuccess& success,
                                     const RequestFailure& failed) {
-  _session->performRequest(
+  _session->performRequestRetryCount(
       request, kAttempts,
       [success, failed, url = request.url](const std::optional<Data>& body,
                                            const std::optional<URLResponse>& response,
@@ -225,7 +225,7 @@ void ZORHTTPDNSManager::sendRequest(const URLRequest& request, const RequestSucc
       });
 }
 
-void ZORHTTPDNSManager::resolveHost(const std::string& host, const ResolvedResults& result) {
+void ZORHTTPDNSManager::resolveHostResult(const std::string& host, const ResolvedResults& result) {
   {
     const MutexLock lock(mutext);
     _hostFailedCount = 0;
@@ -234,8 +234,8 @@ void ZORHTTPDNSManager::resolveHost(const std::string& host, const ResolvedResul
   sheduleSuccessCallbackForHost(host);
 }
 
-void ZORHTTPDNSManager::resolveHost(const std::string& host,
-                                    const std::optional<ZORError>& failed) {
+void ZORHTTPDNSManager::resolveHostFailed(const std::string& host,
+                                          const std::optional<ZORError>& failed) {
   bool repeats = false;
   std::string serviceHost;
   {

@@ -108,8 +108,8 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   void sendRequest(const URLRequest& request, const RequestSuccess& success,
                    const RequestFailure& failed);
   // Selectors: resolveHost:result: and resolveHost:failed:
-  void resolveHost(const std::string& host, const ResolvedResults& result);
-  void resolveHost(const std::string& host, const std::optional<ZORError>& failed);
+  void resolveHostResult(const std::string& host, const ResolvedResults& result);
+  void resolveHostFailed(const std::string& host, const std::optional<ZORError>& failed);
   // Answer those who wait for `host`, and drop the blocks of the other kind. Both are spelled so in
   // the interface. Selectors: sheduleSuccessCallbackForHost:,
   // sheduleFailedCallbackForHost:withError:

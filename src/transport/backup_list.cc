@@ -23,7 +23,7 @@ std::vector<std::string> addressesInBackupDocument(std::string_view document) {
   std::vector<std::string> addresses;
   const ZORValue parsed = ZORValue::orNull(valueFromJson(document));
   const ZORValue& entries =
-      parsed[literals::kBackupFirstLevelKey.view()][literals::kBackupSecondLevelKey.view()];
+      parsed[literals::kBackupListKey.view()][literals::kBackupEntriesKey.view()];
   for (const ZORValue& entry : entries.elements()) {
     for (const ZORValue& address : entry[literals::kBackupAddressListKey.view()].elements()) {
       if (address.isText()) addresses.push_back(*address.text());

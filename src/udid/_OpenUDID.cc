@@ -20,7 +20,7 @@ namespace zor {
 namespace {
 
 // Longer texts are no identifiers and no slot names of ours.
-constexpr std::size_t kLongestNameBytes = 256;
+constexpr std::size_t kMaxNameBytes = 256;
 
 struct Session {
   // Guards the cache and makes callers of this process take turns: two first calls at once would
@@ -50,11 +50,11 @@ void storeOutcome(ZORError* slot, const ZORError& error) {
 
 // "2023-11-14 22:13:20 +0000", kept within four-digit years.
 std::string dateText(ZORDate date) {
-  constexpr double kFirstSecond = -62135596800.0;  // 0001-01-01
-  constexpr double kLastSecond = 253402300799.0;   // 9999-12-31
-  const double bounded = date.secondsSince1970 >= kFirstSecond
-                             ? std::min(date.secondsSince1970, kLastSecond)
-                             : kFirstSecond;  // Not-a-number comes here too.
+  constexpr double kMinSecondsSince1970 = -62135596800.0;  // 0001-01-01
+  constexpr double kMaxSecondsSince1970 = 253402300799.0;  // 9999-12-31
+  const double bounded = date.secondsSince1970 >= kMinSecondsSince1970
+                             ? std::min(date.secondsSince1970, kMaxSecondsSince1970)
+                             : kMinSecondsSince1970;  // Not-a-number comes here too.
   const auto time = std::chrono::floor<std::chrono::seconds>(
       std::chrono::sys_time<std::chrono::duration<double>>(std::chrono::duration<double>(bounded)));
   const auto midnight = std::chrono::floor<std::chrono::days>(time);
@@ -78,7 +78,7 @@ std::string slotName(unsigned index) {
 // absent.
 std::optional<std::string> nameForKey(const ZORValue& dictionary, std::string_view key) {
   const std::string* name = dictionary[key].text();
-  if (name == nullptr || name->empty() || name->size() > kLongestNameBytes) return std::nullopt;
+  if (name == nullptr || name->empty() || name->size() > kMaxNameBytes) return std::nullopt;
   return *name;
 }
 
@@ -293,7 +293,7 @@ void _OpenUDID::_setDict(const ZORValue& dictionary, Pasteboard* pasteboard) {
 ZORValue _OpenUDID::_getDictFromPasteboard(Pasteboard* pasteboard) {
   if (pasteboard == nullptr) return ZORValue::dictionary();
   const auto archived = pasteboard->dataForType(literals::kSharedPasteboardType.str());
-  if (!archived || archived->size() > kLargestPasteboardBytes) return ZORValue::dictionary();
+  if (!archived || archived->size() > kMaxPasteboardBytes) return ZORValue::dictionary();
   return ports().archive.unarchivedDictionary(*archived).value_or(ZORValue::dictionary());
 }
 

@@ -19,7 +19,7 @@ namespace {
 using sandbox::Ending;
 using sandbox::Route;
 
-struct Outcome {
+struct ProgramRun {
   int exitStatus = -1;
   std::string output;
   std::string diagnostics;  // What it wrote on standard error.
@@ -36,14 +36,14 @@ class Zorfp : public ::testing::Test {
 
   // Runs zorfp with those arguments in a home of its own. `environment`: settings that win over
   // the usual ones, as the shell reads them.
-  Outcome run(const std::string& arguments, const std::string& environment = "") {
+  ProgramRun run(const std::string& arguments, const std::string& environment = "") {
     std::string command = "env -i PATH=/usr/bin:/bin HOME=" + home.path +
                           " SSL_CERT_FILE=" + service.caFile().string() + " ZORFP_CONNECT_TO=";
     for (const std::string& entry : service.connectTo()) command += entry + ",";
     const std::string diagnostics = home.file("diagnostics");
     command += " " + environment + " " ZOR_TEST_BINARY_DIR "/bin/zorfp " + arguments;
     command += " 2>" + diagnostics;
-    Outcome outcome;
+    ProgramRun outcome;
     FILE* pipe = ::popen(command.c_str(), "r");
     char buffer[4096];
     for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
@@ -62,10 +62,10 @@ class Zorfp : public ::testing::Test {
 };
 
 TEST_F(Zorfp, FetchesOnceAndThenAnswersFromTheCache) {
-  const Outcome first = run("fingerprint --json");
+  const ProgramRun first = run("fingerprint --json");
   EXPECT_EQ(first.exitStatus, 0);
   EXPECT_EQ(first.json()["cached"], false) << first.output;
-  const Outcome second = run("fingerprint --json");
+  const ProgramRun second = run("fingerprint --json");
   EXPECT_EQ(second.json()["cached"], true) << second.output;
   EXPECT_EQ(second.json()["fingerprint"], first.json()["fingerprint"]);
   EXPECT_EQ(service.received(Route::name).size(), 1U);
@@ -76,11 +76,11 @@ TEST_F(Zorfp, FetchesOnceAndThenAnswersFromTheCache) {
 
 TEST_F(Zorfp, TellsRefusedFromUnreachableFromLate) {
   service.script({.route = Route::name}, {.body = R"({"resultCode":7})"}, 1);
-  const Outcome refused = run("fingerprint --json");
+  const ProgramRun refused = run("fingerprint --json");
   EXPECT_EQ(refused.exitStatus, 3);
   EXPECT_EQ(refused.json()["error"]["resultCode"], 7);
   service.script({.route = Route::name}, {.ending = Ending::hang});
-  const Outcome late = run("fingerprint --timeout 0.2 --json");
+  const ProgramRun late = run("fingerprint --timeout 0.2 --json");
   EXPECT_EQ(late.exitStatus, 5);
   EXPECT_EQ(late.json()["error"]["code"], nullptr) << late.output;
   EXPECT_EQ(late.json()["error"]["description"], "no answer in time");
@@ -101,7 +101,7 @@ TEST_F(Zorfp, RefusesRedirectionsThatWouldBeIgnored) {
   for (const char* wrong :
        {"name.example:443:127.0.0.1", "name.example", ":::443:", "::::1:443", ":443::65536",
         ":443::-1", ":https::443", ": 443::8443", "a/b:443::8443", "[::1:443::8443", ""}) {
-    const Outcome outcome = run("--connect-to '" + std::string(wrong) + "' version");
+    const ProgramRun outcome = run("--connect-to '" + std::string(wrong) + "' version");
     EXPECT_EQ(outcome.exitStatus, 2) << wrong;
     EXPECT_NE(outcome.diagnostics.find('"' + std::string(wrong) + '"'), std::string::npos) << wrong;
   }
@@ -114,7 +114,7 @@ TEST_F(Zorfp, RefusesRedirectionsThatWouldBeIgnored) {
 
 TEST_F(Zorfp, SaysWhenItsOutputCannotBeWritten) {
   for (const char* arguments : {"report --json", "cache show", "version", "--help"}) {
-    const Outcome outcome = run(std::string(arguments) + " >/dev/full");
+    const ProgramRun outcome = run(std::string(arguments) + " >/dev/full");
     EXPECT_EQ(outcome.exitStatus, 1) << arguments;
     EXPECT_NE(outcome.diagnostics.find("output"), std::string::npos) << arguments;
   }
@@ -124,7 +124,7 @@ TEST_F(Zorfp, SaysWhenItsOutputCannotBeWritten) {
 TEST_F(Zorfp, SaysWhenAValueCannotBeKept) {
   for (const char* arguments :
        {"identifier", "machine-id", "machine-id --opt-out", "machine-id --opt-in --json"}) {
-    const Outcome lost = run(arguments, "HOME=/dev/null");
+    const ProgramRun lost = run(arguments, "HOME=/dev/null");
     EXPECT_EQ(lost.exitStatus, 1) << arguments;
     EXPECT_NE(lost.diagnostics.find("could not be kept"), std::string::npos) << arguments;
     EXPECT_EQ(run(arguments).exitStatus, 0) << arguments;
@@ -174,11 +174,11 @@ TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
   testing::writeText(file, jsonForDisplay(defaults));
   // A failure makes the next upload due, and is itself recorded.
   service.script({.route = Route::pingback}, {.status = 503}, 1);
-  const Outcome refused = run("pingbacks upload --json");
+  const ProgramRun refused = run("pingbacks upload --json");
   EXPECT_EQ(refused.exitStatus, 3);
   EXPECT_EQ(refused.json()["status"], 503) << refused.output;
   service.script({.route = Route::pingback}, {.ending = Ending::cutBody}, 1);
-  const Outcome cut = run("pingbacks upload --json");
+  const ProgramRun cut = run("pingbacks upload --json");
   EXPECT_EQ(cut.exitStatus, 4);
   EXPECT_EQ(cut.json()["outcome"], "failed");
   EXPECT_TRUE(cut.json()["error"].isText()) << cut.output;
@@ -199,13 +199,13 @@ TEST_F(Zorfp, TellsAFileOfRecordsThatCannotBeOpenedFromAnEmptyOne) {
       {"pingbacks clear", ZORValue::dictionary({{"cleared", false}})},
       {"pingbacks upload", ZORValue::dictionary({{"outcome", "failed"}})}};
   for (const auto& [command, answer] : answers) {
-    const Outcome folder = run(command + " --json");
+    const ProgramRun folder = run(command + " --json");
     EXPECT_EQ(folder.exitStatus, 1) << command;
     for (const auto& [key, value] : answer.entries()) EXPECT_EQ(folder.json()[key], value);
     EXPECT_NE(folder.diagnostics.find("cannot open " + file + ": it is not a regular file"),
               std::string::npos)
         << command;
-    const Outcome homeless = run(command, "HOME=/dev/null");
+    const ProgramRun homeless = run(command, "HOME=/dev/null");
     EXPECT_EQ(homeless.exitStatus, 1) << command;
     EXPECT_NE(homeless.diagnostics.find("Not a directory"), std::string::npos) << command;
   }
@@ -215,7 +215,7 @@ TEST_F(Zorfp, TellsAFileOfRecordsThatCannotBeOpenedFromAnEmptyOne) {
 
 TEST_F(Zorfp, DoctorSaysForEachRouteHowItWent) {
   service.script({.route = Route::name}, {.certificate = sandbox::Certificate::wrongName});
-  const Outcome doctor = run("doctor --json");
+  const ProgramRun doctor = run("doctor --json");
   EXPECT_EQ(doctor.exitStatus, 0);
   const ZORValue checks = doctor.json();
   std::map<std::string, ZORValue> routes;
@@ -240,7 +240,7 @@ TEST_F(Zorfp, DoctorShowsARouteThatCouldNotBeTriedAndWhy) {
   EXPECT_EQ(checks[query]["error"], "the HTTPDNS bootstrap gave no address");
   EXPECT_EQ(checks[query + 1]["reached"], false);
   service.script({.route = Route::name}, {.ending = Ending::reset});
-  const Outcome unreachable = run("doctor --json");
+  const ProgramRun unreachable = run("doctor --json");
   EXPECT_EQ(unreachable.json().elements().back()["reached"], true) << "the backup list";
   EXPECT_EQ(unreachable.exitStatus, 4);
 }

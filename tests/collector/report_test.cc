@@ -59,7 +59,7 @@ TEST(ReportTest, WhatJsonCannotHoldCostsNoOtherValue) {
             testing::json(R"({"good":[1,null,null]})"));
 
   ZORValue deep = 1;  // May be written alone, but not as an entry.
-  for (int level = 0; level < kDeepestJsonNesting; ++level) deep = ZORValue::array({deep});
+  for (int level = 0; level < kMaxJsonNesting; ++level) deep = ZORValue::array({deep});
   machine.bundle.info.set("CFBundleShortVersionString", deep);
   report = ZORDataCollector_mac().collect();
   EXPECT_TRUE(jsonFromValue(report).has_value());

@@ -92,7 +92,7 @@ TEST_F(FacadeTest, TheRequestCarriesTheSignedReport) {
   EXPECT_EQ(body.size(), 5U);
   const std::string report = *body[literals::kBodyEnvironmentKey.view()].text();
   EXPECT_EQ(body[literals::kBodySignatureKey.view()], calcSignature(report).value());
-  EXPECT_EQ(body[literals::kBodyFifthKey.view()], "");
+  EXPECT_EQ(body[literals::kBodyReservedKey.view()], "");
   EXPECT_EQ(testing::json(textOf(ports().crypto.base64Decode(report).value())).size(), 23U);
 }
 

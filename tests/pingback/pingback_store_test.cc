@@ -75,11 +75,11 @@ TEST_F(PingbackStore, ARecordThatMakesTheFileReachItsLimitIsDropped) {
   const std::size_t frame = std::string(R"(["",{"n":1}])").size();
   const auto arrayOf = [](std::size_t size) { return "[\"" + std::string(size, 'x') + "\"]"; };
 
-  put(arrayOf(kPingbackFileLimitBytes - 1 - frame));
+  put(arrayOf(kMaxPingbackFileBytes - 1 - frame));
   store->writeDictionary(small, false);
   EXPECT_EQ(content().size(), 511999U);
 
-  for (const std::string& full : {arrayOf(kPingbackFileLimitBytes - frame), arrayOf(600000)}) {
+  for (const std::string& full : {arrayOf(kMaxPingbackFileBytes - frame), arrayOf(600000)}) {
     put(full);
     store->writeDictionary(small, false);
     EXPECT_EQ(content(), full);

@@ -13,9 +13,9 @@ namespace {
 
 class PingbackUploads : public ::testing::Test {
  protected:
-  enum Outcome { notDue, nothingToSend, sent };
-  Outcome check() {
-    Outcome outcome = notDue;
+  enum UploadCheck { notDue, nothingToSend, sent };
+  UploadCheck check() {
+    UploadCheck outcome = notDue;
     const bool due = store->checkIfNeedUpload(
         [&outcome](const PingbackUpload& upload) { outcome = upload.sent ? sent : nothingToSend; });
     // The file is read on the store's queue, which the outcome comes back to.

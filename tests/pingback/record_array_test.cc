@@ -62,7 +62,7 @@ TEST(RecordArray, RefusesWhatJsonCannotHoldAndWhatCouldNotBeReadBack) {
   const std::string sound = R"([{"n":1}])";
   EXPECT_EQ(arrayWithRecord(sound, ZORValue::dictionary({{"text", "\xff"}})), std::nullopt);
   ZORValue deep = ZORValue::dictionary();
-  for (int level = 1; level < kDeepestJsonNesting; ++level) {
+  for (int level = 1; level < kMaxJsonNesting; ++level) {
     deep = ZORValue::dictionary({{"deeper", deep}});
   }
   EXPECT_EQ(arrayWithRecord(sound, deep), std::nullopt);

@@ -285,7 +285,7 @@ TEST_F(URLLoading, FaultsOfTheServerEndWithTheirErrorAndWithoutABody) {
   std::string flood = status;
   for (int count = 0; count < 300; ++count) flood += "A: " + std::string(1000, 'a') + "\r\n";
   const std::string longLine = status + "A: " + std::string(200000, 'a') + "\r\n\r\n";
-  const std::string oversize(kLargestBodyBytes + 1, 'a');
+  const std::string oversize(kMaxBodyBytes + 1, 'a');
   const struct {
     const char* what;
     sandbox::Script script;
@@ -324,10 +324,10 @@ TEST_F(URLLoading, FaultsOfTheServerEndWithTheirErrorAndWithoutABody) {
 }
 
 TEST_F(URLLoading, BodiesUpToTheLimitArriveAndAnEmptyOneIsPresent) {
-  answer({.body = std::string(kLargestBodyBytes, 'a')});
+  answer({.body = std::string(kMaxBodyBytes, 'a')});
   const Result largest = client->load(freshUrl());
   ASSERT_TRUE(largest.body);
-  EXPECT_EQ(largest.body->size(), kLargestBodyBytes);
+  EXPECT_EQ(largest.body->size(), kMaxBodyBytes);
   answer({.body = ""});
   EXPECT_EQ(client->load(freshUrl()).body, Data{});
 }

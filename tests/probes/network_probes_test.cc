@@ -62,7 +62,7 @@ TEST(IPAddresses, ComeFromRunningDesignatedInterfacesOnly) {
   EXPECT_TRUE(getIPAddresses().empty());
 }
 
-TEST(IPAddresses, OfTheSixthVersionAreReadFromTheFlowLabelOn) {
+TEST(IPAddresses, OfIPv6AreReadFromTheFlowLabelOn) {
   FakeMachine machine;
   machine.network.designated.first = "eth0";
   sockaddr_in6 address = {};

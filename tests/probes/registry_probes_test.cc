@@ -79,9 +79,9 @@ TEST(PowerProbe, OnlyTheFirstSourceCounts) {
   EXPECT_EQ(getPowerInfo(), std::nullopt);
 
   machine.powerSources.descriptions.emplace_back(
-      PowerSourceDescription{{literals::kPowerFirstNumberKey.str(), std::int64_t{73}},
-                             {literals::kPowerSecondNumberKey.str(), (std::int64_t{1} << 32) + 5},
-                             {literals::kPowerSecondTextKey.str(), std::string("BAT0")}});
+      PowerSourceDescription{{literals::kPowerChargeKey.str(), std::int64_t{73}},
+                             {literals::kPowerFullChargeKey.str(), (std::int64_t{1} << 32) + 5},
+                             {literals::kPowerNameKey.str(), std::string("BAT0")}});
   machine.powerSources.descriptions.emplace_back(PowerSourceDescription{});
   EXPECT_EQ(getPowerInfo(), ZORValue::dictionary({{"powerCapacity", 73},
                                                   {"powerFullCapacity", 5},

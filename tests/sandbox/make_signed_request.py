@@ -70,4 +70,4 @@ signature = openssl("dgst", "-sha1", "-hmac", signing_key, "-r",
 print(json.dumps({
     word("kBodyEnvironmentKey"): environment, word("kBodyPlatformKey"): PLATFORM,
     word("kBodySignatureKey"): signature, word("kBodyVersionKey"): COLLECTOR,
-    word("kBodyFifthKey"): ""}))
+    word("kBodyReservedKey"): ""}))

@@ -23,7 +23,7 @@ URLRequest anyRequest() {
 }
 
 // What the handler got, call by call.
-struct Outcomes {
+struct HandlerCalls {
   TransportCompletion handler() {
     return [this](const auto& body, const auto& response, const auto& error) {
       answers.push_back({body, response, error});
@@ -65,9 +65,9 @@ TEST(HttpsSession, TriesAsOftenAsAskedAndDeliversTheLastAnswer) {
     FakeMachine machine;
     std::size_t next = 0;
     machine.urlLoading.setScript([&](const URLRequest&) { return row.script.at(next++); });
-    Outcomes outcomes;
+    HandlerCalls outcomes;
     const auto session = ZORHttpsURLSession::create();
-    session->performRequest(anyRequest(), row.retryCount, outcomes.handler());
+    session->performRequestRetryCount(anyRequest(), row.retryCount, outcomes.handler());
     drain();
     EXPECT_EQ(machine.urlLoading.requests().size(), row.requests) << row.sentence;
     ASSERT_EQ(outcomes.answers.size(), 1U) << row.sentence;
@@ -85,7 +85,7 @@ TEST(HttpsSession, ARepeatIsTheSameRequest) {
   request.body = {1, 0, 2};
   request.timeoutSeconds = 10;
   const auto session = ZORHttpsURLSession::create();
-  session->performRequest(request, 2, nullptr);
+  session->performRequestRetryCount(request, 2, nullptr);
   drain();
   const auto sent = machine.urlLoading.requests();
   ASSERT_EQ(sent.size(), 2U);
@@ -105,8 +105,8 @@ TEST(HttpsSession, AReleasedSessionRepeatsNothingAndCallsNobody) {
     while (!released) std::this_thread::yield();
     return ScriptedURLLoading::status(500);
   });
-  Outcomes outcomes;
-  session->performRequest(anyRequest(), 2, outcomes.handler());
+  HandlerCalls outcomes;
+  session->performRequestRetryCount(anyRequest(), 2, outcomes.handler());
   session.reset();
   EXPECT_TRUE(weakSession.expired());
   released = true;

@@ -28,7 +28,7 @@ constexpr char kBackupAddress[] = "127.53.30.1";
 constexpr char kBackupKey[] = "com.tidewater.dfpo08cefd3";
 constexpr int kUntrusted = static_cast<int>(URLErrorCode::serverCertificateUntrusted);
 
-struct Outcome {
+struct HandlerCall {
   bool arrived = false;
   int status = 0;  // 0: no response.
   std::int64_t error = 0;
@@ -71,18 +71,18 @@ class FallbackChain : public ::testing::Test {
     return first;
   }
 
-  Outcome perform(const std::vector<std::string>& connectFirst = {}) {
+  HandlerCall perform(const std::vector<std::string>& connectFirst = {}) {
     const Library library(connectTo(connectFirst));
     return perform(*library.runner);
   }
 
-  Outcome perform(ZORDing& runner) {
+  HandlerCall perform(ZORDing& runner) {
     URLRequest request;
     request.url = literals::kFingerprintURL.str();
     request.method = "POST";
     request.body = utf8Bytes("secret");
     request.timeoutSeconds = 20;
-    Outcome outcome;
+    HandlerCall outcome;
     runner.performRequest(request, [&](const auto&, const auto& response, const auto& error) {
       const MutexLock lock(mutex);
       EXPECT_FALSE(outcome.arrived);
@@ -139,7 +139,7 @@ TEST_F(FallbackChain, ADeadNameLeadsToAnAddressFromHttpDns) {
   for (const auto& row : rows) {
     startOver();
     service.script({.route = Route::name}, row.script);
-    const Outcome outcome = perform(row.connectTo);
+    const HandlerCall outcome = perform(row.connectTo);
     EXPECT_EQ(outcome.status, 200) << row.sentence;
     EXPECT_EQ(received(), (Counts{row.byName, 1, 1, 1, 0})) << row.sentence;
     const auto byAddress = service.received(Route::address);

@@ -9,7 +9,7 @@ namespace {
 
 using testing::Answer;
 using testing::CompletionsHeld;
-using testing::Outcomes;
+using testing::HandlerCalls;
 using testing::ScriptedNetwork;
 using testing::ScriptedURLLoading;
 using Urls = std::vector<std::string>;
@@ -37,7 +37,7 @@ class RequestRunner : public ::testing::Test {
 
   // Sends the request and waits for the end of everything. Nothing is answered before the call has
   // returned, so a hook may release the runner.
-  void start(Outcomes& outcomes) {
+  void start(HandlerCalls& outcomes) {
     {
       const CompletionsHeld held;
       runner->performRequest(request, outcomes.handler());
@@ -47,7 +47,7 @@ class RequestRunner : public ::testing::Test {
 
   // The handler's one call.
   Answer perform() {
-    Outcomes outcomes;
+    HandlerCalls outcomes;
     start(outcomes);
     EXPECT_EQ(outcomes.answers.size(), 1U);
     return outcomes.answers.empty() ? Answer{} : outcomes.answers[0];
@@ -136,7 +136,7 @@ TEST_F(RequestRunner, ARunnerThatIsGoneSendsNothingMore) {
   network.onRequest([this](const std::string& url) {
     if (url == kQuery) runner.reset();
   });
-  Outcomes outcomes;
+  HandlerCalls outcomes;
   start(outcomes);
   EXPECT_EQ(network.urls(), (Urls{kByName, kByName, kBootstrap, kQuery}));
   EXPECT_TRUE(outcomes.answers.empty());

@@ -117,7 +117,7 @@ class CompletionsHeld {
 };
 
 // What a completion handler got, call by call.
-struct Outcomes {
+struct HandlerCalls {
   TransportCompletion handler() {
     return [this](const auto& body, const auto& response, const auto& error) {
       const MutexLock lock(mutex);

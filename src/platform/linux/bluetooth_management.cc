@@ -34,7 +34,7 @@ constexpr std::size_t kNameOffset = kAnswerOffset + 20;
 constexpr std::size_t kNameBytes = 249;
 
 // The kernel answers in the call that sends; the limit is for one that is in trouble.
-constexpr timeval kLongestWait{0, 50000};
+constexpr timeval kMaxWait{0, 50000};
 // Messages that may come before the answer: news for every listener.
 constexpr int kMessagesToSkip = 16;
 
@@ -76,7 +76,7 @@ FileDescriptor openManagementSocket() {
     if (errno == EACCES || errno == EPERM) noteProbeDenied("HCI management socket");
     return FileDescriptor();
   }
-  ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &kLongestWait, sizeof kLongestWait);
+  ::setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &kMaxWait, sizeof kMaxWait);
   return socket;
 }
 

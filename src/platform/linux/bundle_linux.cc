@@ -13,7 +13,7 @@
 namespace zor {
 namespace {
 
-constexpr std::size_t kLargestInfoBytes = std::size_t{64} << 10;
+constexpr std::size_t kMaxInfoBytes = std::size_t{64} << 10;
 
 // The bytes of a segment as they lie in memory; empty when no loaded segment holds them.
 std::string_view mappedBytes(const dl_phdr_info& program, const ElfW(Phdr) & segment) {
@@ -48,7 +48,7 @@ std::optional<BundleInfo> embeddedBundle() {
 
 template <typename Parse>
 std::optional<BundleInfo> bundleFromFile(const std::string& path, Parse parse) {
-  const auto content = readWholeFile(path, kLargestInfoBytes);
+  const auto content = readWholeFile(path, kMaxInfoBytes);
   if (!content) return std::nullopt;
   return parse(textOf(*content));
 }

@@ -39,7 +39,7 @@ bool isFolderOrDevice(const std::string& path) {
 
 Content readContent(const std::string& path) {
   Content content;
-  const auto bytes = readWholeFile(path, kLargestFileBytes);
+  const auto bytes = readWholeFile(path, kMaxFileBytes);
   if (bytes.isUnreadable()) content.status = bytes.status();
   // A link or a file that is too large, but not a folder or a device: no file is lost with those.
   content.damaged = bytes.status().isUnusable() && !isFolderOrDevice(path);
@@ -157,7 +157,7 @@ Status LinuxDefaults::rewrite(const std::string& path, const Changes& changes) {
   }
   const auto text = jsonFromValue(content.values);
   if (!text) return notText();
-  if (text->size() > kLargestFileBytes) return Status::unusable(kFailure, "they are too large");
+  if (text->size() > kMaxFileBytes) return Status::unusable(kFailure, "they are too large");
   const auto version = versionAt(path);
   // Failing that, the damaged file is replaced.
   if (content.damaged) std::ignore = ::rename(path.c_str(), (path + ".damaged").c_str());

@@ -58,7 +58,7 @@ ZORValue dictionaryFromFiled(const ZORValue& object) {
 
 std::optional<ZORValue> filedValue(const ZORValue& value) {
   // A level is left for the object that the value goes into.
-  ZORValue result = filed(value, kDeepestJsonNesting - 2);
+  ZORValue result = filed(value, kMaxJsonNesting - 2);
   if (!jsonFromValue(result)) return std::nullopt;
   return result;
 }

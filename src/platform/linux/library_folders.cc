@@ -36,7 +36,7 @@ bool isPlainInFileName(char character, bool first) {
 }  // namespace
 
 std::string safeFileName(std::string_view name) {
-  constexpr std::size_t kLongest = 200;  // Room for endings in the usual 255.
+  constexpr std::size_t kMaxNameBytes = 200;  // Room for endings in the usual 255.
   if (name.empty()) return "%";
   std::string encoded;
   for (const char character : name) {
@@ -48,14 +48,14 @@ std::string safeFileName(std::string_view name) {
       encoded += escaped;
     }
   }
-  if (encoded.size() <= kLongest) return encoded;
+  if (encoded.size() <= kMaxNameBytes) return encoded;
   char hash[18];
   std::snprintf(hash, sizeof hash, "%%%016llX", static_cast<unsigned long long>(fnv1a(name)));
-  return encoded.substr(0, kLongest - 17) + hash;
+  return encoded.substr(0, kMaxNameBytes - 17) + hash;
 }
 
 std::optional<std::string> homeFolder() {
-  if (auto home = absoluteVariable(literals::kFirstPathVariable.c_str())) return home;
+  if (auto home = absoluteVariable(literals::kHomeVariable.c_str())) return home;
   std::vector<char> buffer(16384);
   struct passwd entry {};
   struct passwd* found = nullptr;

@@ -12,7 +12,7 @@ namespace zor {
 namespace {
 
 // The kernel answers at once; the limit is for a kernel that is in trouble.
-constexpr timeval kLongestWait{0, 100000};
+constexpr timeval kMaxWait{0, 100000};
 // The kernel packs answers into at most 32 KiB.
 constexpr std::size_t kDatagramBytes = std::size_t{32} << 10;
 
@@ -108,7 +108,7 @@ NetlinkSocket::NetlinkSocket(int protocol)
     _lastError = errno;
     return;
   }
-  ::setsockopt(_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &kLongestWait, sizeof kLongestWait);
+  ::setsockopt(_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &kMaxWait, sizeof kMaxWait);
 }
 
 std::optional<std::vector<Data>> NetlinkSocket::ask(NetlinkRequest request) {

@@ -61,9 +61,9 @@ class LinuxNetwork final : public PosixNetwork {
     }
     if (!interfaces.empty()) return designatedAmong(std::move(interfaces));
     DesignatedInterfaces designated;
-    designated.first = defaultRouteInterface(
-        readSmallFile(literals::kRoutesPath.str()).value_or(""),
-        readSmallFile(literals::kRoutesOfSixthVersionPath.str()).value_or(""));
+    designated.first =
+        defaultRouteInterface(readSmallFile(literals::kIPv4RoutesPath.str()).value_or(""),
+                              readSmallFile(literals::kIPv6RoutesPath.str()).value_or(""));
     return designated;
   }
 

@@ -19,11 +19,11 @@ constexpr std::size_t kDestinationColumn = 1;
 constexpr std::size_t kFlagsColumn = 3;
 constexpr std::size_t kMetricColumn = 6;
 constexpr std::size_t kMaskColumn = 7;
-constexpr std::size_t kSixthVersionColumns = 10;
-constexpr std::size_t kSixthVersionPrefixColumn = 1;
-constexpr std::size_t kSixthVersionMetricColumn = 5;
-constexpr std::size_t kSixthVersionFlagsColumn = 8;
-constexpr std::size_t kSixthVersionNameColumn = 9;
+constexpr std::size_t kIPv6Columns = 10;
+constexpr std::size_t kIPv6PrefixColumn = 1;
+constexpr std::size_t kIPv6MetricColumn = 5;
+constexpr std::size_t kIPv6FlagsColumn = 8;
+constexpr std::size_t kIPv6NameColumn = 9;
 
 constexpr std::uint32_t kRouteUp = 0x1;
 constexpr std::uint32_t kRouteRefuses = 0x200;
@@ -48,14 +48,13 @@ std::optional<Route> defaultRoute(const std::vector<std::string_view>& row) {
   return Route{row[kNameColumn], number(row[kMetricColumn], 10)};
 }
 
-std::optional<Route> defaultRouteOfSixthVersion(const std::vector<std::string_view>& row) {
-  const bool isDefault = row.size() >= kSixthVersionColumns &&
-                         row[kSixthVersionPrefixColumn] == "00" &&
+std::optional<Route> defaultIPv6Route(const std::vector<std::string_view>& row) {
+  const bool isDefault = row.size() >= kIPv6Columns && row[kIPv6PrefixColumn] == "00" &&
                          row.front().find_first_not_of('0') == std::string_view::npos;
   if (!isDefault) return std::nullopt;
-  const std::uint32_t flags = number(row[kSixthVersionFlagsColumn], 16);
+  const std::uint32_t flags = number(row[kIPv6FlagsColumn], 16);
   if ((flags & kRouteUp) == 0 || (flags & kRouteRefuses) != 0) return std::nullopt;
-  return Route{row[kSixthVersionNameColumn], number(row[kSixthVersionMetricColumn], 16)};
+  return Route{row[kIPv6NameColumn], number(row[kIPv6MetricColumn], 16)};
 }
 
 template <typename RouteOfRow>
@@ -72,10 +71,10 @@ std::optional<std::string> bestInterface(std::string_view table, RouteOfRow rout
 // As the resolver reads it: up to a comment or the zone of an address.
 bool isAddress(std::string_view word) {
   const std::string address(word.substr(0, word.find_first_of(";#%")));
-  in_addr fourthVersion{};
-  in6_addr sixthVersion{};
-  return ::inet_aton(address.c_str(), &fourthVersion) != 0 ||
-         ::inet_pton(AF_INET6, address.c_str(), &sixthVersion) == 1;
+  in_addr ipv4{};
+  in6_addr ipv6{};
+  return ::inet_aton(address.c_str(), &ipv4) != 0 ||
+         ::inet_pton(AF_INET6, address.c_str(), &ipv6) == 1;
 }
 
 bool isServerLine(std::string_view line) {
@@ -100,9 +99,9 @@ DesignatedInterfaces designatedAmong(std::vector<BackedInterface> interfaces) {
 }
 
 std::optional<std::string> defaultRouteInterface(std::string_view routes,
-                                                 std::string_view routesOfSixthVersion) {
+                                                 std::string_view ipv6Routes) {
   auto name = bestInterface(routes, defaultRoute);
-  return name ? name : bestInterface(routesOfSixthVersion, defaultRouteOfSixthVersion);
+  return name ? name : bestInterface(ipv6Routes, defaultIPv6Route);
 }
 
 bool namesServer(std::string_view configuration) {

@@ -26,7 +26,7 @@ DesignatedInterfaces designatedAmong(std::vector<BackedInterface> interfaces);
 // The interface of the default route with the smallest metric, out of the kernel's tables for the
 // two versions of the protocol; the second argument counts when the first names none.
 std::optional<std::string> defaultRouteInterface(std::string_view routes,
-                                                 std::string_view routesOfSixthVersion);
+                                                 std::string_view ipv6Routes);
 
 // Whether a resolver configuration names a server by an address that the resolver can read. It
 // takes the loopback address where none is named.

@@ -15,12 +15,12 @@ class LinuxPasteboard final : public Pasteboard {
   explicit LinuxPasteboard(std::string folder) : _folder(std::move(folder)) {}
 
   Reading<Data> dataForType(const std::string& type) override {
-    return readWholeFile(pathForType(type), kLargestPasteboardBytes);
+    return readWholeFile(pathForType(type), kMaxPasteboardBytes);
   }
 
   Status setData(const Data& data, const std::string& type) override {
     const std::string path = pathForType(type);
-    if (data.size() > kLargestPasteboardBytes) {
+    if (data.size() > kMaxPasteboardBytes) {
       return Status::unusable("cannot write " + path, "too large");
     }
     const Status folder = makeFolders(_folder);

@@ -14,7 +14,7 @@ namespace zor {
 
 // Linux has no named pasteboards that outlive their writer without a desktop session. The stand-in
 // is one file a type, <folder>/<name>/<type>, the names made safe; nobody is told of a change. No
-// value over kLargestPasteboardBytes is kept, and a larger file reads as nothing.
+// value over kMaxPasteboardBytes is kept, and a larger file reads as nothing.
 class LinuxPasteboards final : public PasteboardPort {
  public:
   using Locator = std::function<std::optional<std::string>()>;

@@ -20,7 +20,7 @@ std::optional<std::int64_t> percentOf(const SupplyAttribute& attribute, const st
 }
 
 std::optional<std::int64_t> chargePercent(const SupplyAttribute& attribute) {
-  if (const auto shown = attribute(literals::kPowerFirstNumberKey.str())) {
+  if (const auto shown = attribute(literals::kPowerChargeKey.str())) {
     return longLongValue(*shown);
   }
   const auto energy = percentOf(attribute, literals::kPowerEnergyNowProperty.str(),
@@ -33,7 +33,7 @@ std::optional<std::int64_t> chargePercent(const SupplyAttribute& attribute) {
 }  // namespace
 
 bool isMachinePowerSource(const SupplyAttribute& attribute) {
-  const auto type = attribute(literals::kPowerUnusedKey.str());
+  const auto type = attribute(literals::kPowerTypeKey.str());
   const bool feeds = type && (*type == literals::kPowerBatteryType.view() ||
                               *type == literals::kPowerUPSType.view());
   return feeds &&
@@ -44,15 +44,15 @@ bool isMachinePowerSource(const SupplyAttribute& attribute) {
 std::optional<PowerSourceDescription> powerSourceDescription(const std::string& name,
                                                              const SupplyAttribute& attribute) {
   const auto percent = chargePercent(attribute);
-  const auto state = attribute(literals::kPowerFirstTextKey.str());
+  const auto state = attribute(literals::kPowerStateKey.str());
   if (!percent && !state) return std::nullopt;
   PowerSourceDescription description;
   if (percent) {
-    description[literals::kPowerFirstNumberKey.str()] = *percent;
-    description[literals::kPowerSecondNumberKey.str()] = std::int64_t{100};
+    description[literals::kPowerChargeKey.str()] = *percent;
+    description[literals::kPowerFullChargeKey.str()] = std::int64_t{100};
   }
-  if (state) description[literals::kPowerFirstTextKey.str()] = *state;
-  description[literals::kPowerSecondTextKey.str()] = name;
+  if (state) description[literals::kPowerStateKey.str()] = *state;
+  description[literals::kPowerNameKey.str()] = name;
   return description;
 }
 

@@ -26,8 +26,8 @@ std::optional<RegistryValue> textValue(std::optional<std::string> text) {
 
 // What sysfs shows as four hexadecimal digits is a number in the registry.
 bool isNumberKey(const std::string& key) {
-  return key == literals::kUSBFirstNumberProperty.view() ||
-         key == literals::kUSBSecondNumberProperty.view();
+  return key == literals::kUSBVendorIdProperty.view() ||
+         key == literals::kUSBProductIdProperty.view();
 }
 
 std::optional<RegistryValue> hexadecimalValue(const std::string& text) {

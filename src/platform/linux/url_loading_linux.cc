@@ -34,7 +34,7 @@ class SessionExchange final : public net::Exchange {
   const std::vector<std::string>& connectTo() const override { return _options->connectTo; }
   std::shared_ptr<URLSessionDelegate> delegate() const override { return _delegate.lock(); }
 
-  void finish(net::Outcome outcome) noexcept override {
+  void finish(net::ExchangeResult outcome) noexcept override {
     _queue.addOperation([completion = std::move(_completion), outcome = std::move(outcome)] {
       if (completion) completion(outcome.body, outcome.response, errorOf(outcome.failure));
     });

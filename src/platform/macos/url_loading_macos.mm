@@ -299,7 +299,7 @@ ChallengeDisposition respondToChallenge(NSURLAuthenticationChallenge* challenge,
      completionHandler:(void (^)(NSURLSessionResponseDisposition disposition))completionHandler {
   if (![self acceptsServerOf:dataTask]) return completionHandler(NSURLSessionResponseCancel);
   const auto answer = zor::responseFromObject(response);
-  if (answer.has_value() && zor::headerBytes(*answer) > zor::kLargestHeaderBytes) {
+  if (answer.has_value() && zor::headerBytes(*answer) > zor::kMaxHeaderBytes) {
     [self cancelTask:dataTask because:zor::URLErrorCode::dataLengthExceedsMaximum];
     return completionHandler(NSURLSessionResponseCancel);
   }
@@ -310,7 +310,7 @@ ChallengeDisposition respondToChallenge(NSURLAuthenticationChallenge* challenge,
           dataTask:(NSURLSessionDataTask*)dataTask
     didReceiveData:(NSData*)data {
   if (_ownError != nil) return;
-  if (data.length > zor::kLargestBodyBytes - _body.size()) {
+  if (data.length > zor::kMaxBodyBytes - _body.size()) {
     [self cancelTask:dataTask because:zor::URLErrorCode::dataLengthExceedsMaximum];
     return;
   }

@@ -6,7 +6,7 @@
 namespace zor {
 namespace {
 
-constexpr int kDeepestNesting = 32;
+constexpr int kMaxNesting = 32;
 
 // A flag is a number object too, but no number to the registry's readers.
 bool isFlag(id value) { return CFGetTypeID((__bridge CFTypeRef)value) == CFBooleanGetTypeID(); }
@@ -139,6 +139,6 @@ id objectFromValue(const ZORValue& value) {
   }
 }
 
-std::optional<ZORValue> valueFromObject(id object) { return nestedValue(object, kDeepestNesting); }
+std::optional<ZORValue> valueFromObject(id object) { return nestedValue(object, kMaxNesting); }
 
 }  // namespace zor

@@ -112,7 +112,7 @@ class TemporaryFile {
  public:
   int open(const std::string& folder) {
     int error = EAGAIN;
-    for (int slot = 0; slot < kMostSlots && error == EAGAIN; ++slot) {
+    for (int slot = 0; slot < kMaxSlots && error == EAGAIN; ++slot) {
       _path = folder + "/.zorfingerprint-" + std::to_string(slot) + ".tmp";
       error = openSlot();
       // Renamed by the writer who had it: the same name is free again.
@@ -127,7 +127,7 @@ class TemporaryFile {
   void remove() { ::unlink(_path.c_str()); }
 
  private:
-  static constexpr int kMostSlots = 1024;
+  static constexpr int kMaxSlots = 1024;
 
   // EAGAIN: another writer has the name. ESTALE: it was renamed before it could be locked.
   int openSlot() {
@@ -291,7 +291,7 @@ Reading<Data> readWholeFile(const std::string& path, std::size_t limitBytes) {
 Status replaceFile(const std::string& path, std::string_view content,
                    const std::optional<timespec>& modifiedAt) {
   if (!isUsablePath(path)) return unusablePath("write", path);
-  if (content.size() > kLargestFileBytes) return tooLarge("write", path);  // Nor be read back.
+  if (content.size() > kMaxFileBytes) return tooLarge("write", path);  // Nor be read back.
   TemporaryFile temporary;
   if (const int error = temporary.open(folderOf(path)); error != 0) {
     return systemFailure("write", path, error);

@@ -25,7 +25,7 @@
 namespace zor {
 
 // Nothing larger is read into memory or kept.
-constexpr std::size_t kLargestFileBytes = std::size_t{16} << 20;
+constexpr std::size_t kMaxFileBytes = std::size_t{16} << 20;
 
 // Every file that the library makes is its user's alone.
 constexpr mode_t kOwnFileMode = 0600;

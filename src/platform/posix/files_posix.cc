@@ -31,7 +31,7 @@ class CopiedFileHandle final : public FileHandle {
 
   void append(const Data& data) override {
     // What could not be read back must not replace what can be.
-    _tooLarge = _tooLarge || data.size() > kLargestFileBytes - _content.size();
+    _tooLarge = _tooLarge || data.size() > kMaxFileBytes - _content.size();
     if (_tooLarge) return;
     _content.insert(_content.end(), data.begin(), data.end());
     _changed = _changed || !data.empty();
@@ -66,7 +66,7 @@ bool PosixFiles::exists(const std::string& path) {
 }
 
 Reading<Data> PosixFiles::read(const std::string& path) {
-  return readWholeFile(path, kLargestFileBytes);
+  return readWholeFile(path, kMaxFileBytes);
 }
 
 Status PosixFiles::createDirectories(const std::string& path) { return makeFolders(path); }
@@ -88,7 +88,7 @@ Status PosixFiles::writeAtomically(const std::string& path, const Data& data) {
 Reading<std::unique_ptr<FileHandle>> PosixFiles::openForUpdating(const std::string& path) {
   const auto file = openRegularFile(path, O_RDWR);
   if (!file) return file.status();
-  auto content = readWholeFile(path, kLargestFileBytes);
+  auto content = readWholeFile(path, kMaxFileBytes);
   if (!content && !content.status().isUnusable()) return content.status();
   std::unique_ptr<FileHandle> handle =
       std::make_unique<CopiedFileHandle>(path, content ? std::move(*content) : Data());

@@ -222,7 +222,7 @@ TEST(Defaults, AChangeThatTheProcessMayNotWriteHoldsInIt) {
 
 TEST(Defaults, AChangeThatIsTooLargeHoldsUpNoOther) {
   DefaultsFile file;
-  file.defaults.setObject("large", std::string(kLargestFileBytes, 'x'));
+  file.defaults.setObject("large", std::string(kMaxFileBytes, 'x'));
   file.defaults.setObject("small", "kept");
   EXPECT_EQ(file.another().objectForKey("small"), "kept");
 }

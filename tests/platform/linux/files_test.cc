@@ -135,11 +135,11 @@ TEST(Files, AHandleChangesTheFileAtSynchronizeOrNotAtAll) {
   handle->append(utf8Bytes("three"));
   EXPECT_TRUE(handle->synchronize().isSuccess());
   EXPECT_EQ(readText(path), "three");
-  handle->append(Data(kLargestFileBytes));  // It could never be read back.
+  handle->append(Data(kMaxFileBytes));  // It could never be read back.
   EXPECT_TRUE(handle->synchronize().isUnusable());
   EXPECT_EQ(readText(path), "three");
 
-  std::filesystem::resize_file(path, kLargestFileBytes + 1);
+  std::filesystem::resize_file(path, kMaxFileBytes + 1);
   const auto oversized = open(path);
   EXPECT_EQ(oversized->sizeBytes(), 0U);
   oversized->append(utf8Bytes("four"));

@@ -43,11 +43,11 @@ TEST(Pasteboards, KeepEachNameAndTypeApart) {
 TEST(Pasteboards, WhatIsTooLargeOrNoFileReadsAsNothing) {
   Boards real;
   const auto board = real.pasteboards.pasteboardWithName("board");
-  EXPECT_TRUE(board->setData(Data(kLargestPasteboardBytes), "full").isSuccess());
-  EXPECT_EQ(board->dataForType("full")->size(), kLargestPasteboardBytes);
-  EXPECT_TRUE(board->setData(Data(kLargestPasteboardBytes + 1), "full").isUnusable());
+  EXPECT_TRUE(board->setData(Data(kMaxPasteboardBytes), "full").isSuccess());
+  EXPECT_EQ(board->dataForType("full")->size(), kMaxPasteboardBytes);
+  EXPECT_TRUE(board->setData(Data(kMaxPasteboardBytes + 1), "full").isUnusable());
   const std::string folder = real.folder.file("boards/board");
-  writeText(folder + "/large", std::string(kLargestPasteboardBytes + 1, 'x'));
+  writeText(folder + "/large", std::string(kMaxPasteboardBytes + 1, 'x'));
   std::filesystem::create_symlink("full", folder + "/link");
   std::filesystem::create_directory(folder + "/folder");
   for (const char* type : {"large", "link", "folder"}) {

@@ -9,8 +9,8 @@
 namespace zor::net {
 namespace {
 
-constexpr std::size_t kMostEntries = 16;
-constexpr std::time_t kLongestAgeSeconds = 600;
+constexpr std::size_t kMaxEntries = 16;
+constexpr std::time_t kMaxAgeSeconds = 600;
 
 std::optional<std::time_t> secondsOf(const ASN1_TIME* time) {
   std::tm parts{};
@@ -42,20 +42,19 @@ bool AcceptedChains::contains(STACK_OF(X509) * presented, const TrustPolicy& pol
 void AcceptedChains::add(STACK_OF(X509) * presented, const TrustPolicy& policy,
                          STACK_OF(X509) * verified, std::time_t now) {
   // From now on, when all are valid: a clock that is set back asks for a verification.
-  Entry entry{CertificateChain(X509_chain_up_ref(presented)), policy, now,
-              now + kLongestAgeSeconds};
+  Entry entry{CertificateChain(X509_chain_up_ref(presented)), policy, now, now + kMaxAgeSeconds};
   if (entry.presented == nullptr) return;
   for (int index = 0; index < sk_X509_num(verified); ++index) {
     const auto end = secondsOf(X509_get0_notAfter(sk_X509_value(verified, index)));
     if (!end) return;
     entry.endSecond = std::min(entry.endSecond, *end);
   }
-  if (_entries.size() < kMostEntries) {
+  if (_entries.size() < kMaxEntries) {
     _entries.push_back(std::move(entry));
     return;
   }
   _entries[_oldest] = std::move(entry);
-  _oldest = (_oldest + 1) % kMostEntries;
+  _oldest = (_oldest + 1) % kMaxEntries;
 }
 
 void AcceptedChains::clear() {

@@ -20,14 +20,14 @@ namespace {
 // How long the thread and the kept connections stay when there is nothing to do.
 constexpr std::chrono::milliseconds kIdleTime{30000};
 // curl's own timers end a wait earlier where one is due.
-constexpr int kLongestWaitMilliseconds = 60000;
+constexpr int kMaxWaitMilliseconds = 60000;
 // Where nobody can end a wait, as the system had no descriptors to spare for that.
-constexpr int kLongestDeafWaitMilliseconds = 50;
+constexpr int kMaxDeafWaitMilliseconds = 50;
 constexpr std::chrono::milliseconds kPauseAfterFailedWait{10};
 
-int longestWaitMilliseconds(bool isIdle, bool canBeWoken) {
+int maxWaitMilliseconds(bool isIdle, bool canBeWoken) {
   if (isIdle) return static_cast<int>(kIdleTime.count());
-  return canBeWoken ? kLongestWaitMilliseconds : kLongestDeafWaitMilliseconds;
+  return canBeWoken ? kMaxWaitMilliseconds : kMaxDeafWaitMilliseconds;
 }
 
 // Returns when there may be something to do. True: the idle time is over.
@@ -35,7 +35,7 @@ bool waitForWorkOrIdleEnd(CURLM* multi, bool isIdle, bool canBeWoken) {
   // The next request gets a new handle, which may find descriptors again.
   if (isIdle && !canBeWoken) return true;
   const auto start = std::chrono::steady_clock::now();
-  const int limit = longestWaitMilliseconds(isIdle, canBeWoken);
+  const int limit = maxWaitMilliseconds(isIdle, canBeWoken);
   const CURLMcode result = curl_multi_poll(multi, nullptr, 0, limit, nullptr);
   const bool isOver = std::chrono::steady_clock::now() - start >= kIdleTime;
   // A wait that fails at once must not make the thread spin until the transfers time out.

@@ -19,7 +19,7 @@ struct Failure {
 
 // How an exchange ended. The body is there exactly when the exchange succeeded; the response also
 // when it arrived before a failure.
-struct Outcome {
+struct ExchangeResult {
   std::optional<Data> body;
   std::optional<URLResponse> response;
   std::optional<Failure> failure;
@@ -36,7 +36,7 @@ class Exchange {
   // Who answers challenges; null when it is gone.
   virtual std::shared_ptr<URLSessionDelegate> delegate() const = 0;
   // Called exactly once, with no lock held; throws nothing.
-  virtual void finish(Outcome outcome) noexcept = 0;
+  virtual void finish(ExchangeResult outcome) noexcept = 0;
 };
 
 // Runs exchanges on one thread of its own, which is started when there is work and ends when there

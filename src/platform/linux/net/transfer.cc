@@ -12,14 +12,14 @@
 namespace zor::net {
 namespace {
 
-constexpr double kLongestTimeoutSeconds = 86400;
-constexpr long kMostRedirects = 16;
+constexpr double kMaxTimeoutSeconds = 86400;
+constexpr long kMaxRedirects = 16;
 constexpr int kFirstFinalStatus = 200;
 
 // A timeout that is zero, negative or NaN counts as not given.
 long timeoutMilliseconds(const std::optional<double>& seconds) {
   const bool given = seconds && *seconds > 0;
-  const double limit = given ? std::min(*seconds, kLongestTimeoutSeconds) : kDefaultTimeoutSeconds;
+  const double limit = given ? std::min(*seconds, kMaxTimeoutSeconds) : kDefaultTimeoutSeconds;
   return std::max(1L, std::lround(limit * 1000));
 }
 
@@ -42,13 +42,13 @@ std::string headerLine(const std::string& name, const std::string& value) {
 Transfer& transferOf(void* self) { return *static_cast<Transfer*>(self); }
 
 // What a delegate answered. Shared with the handler, which a delegate might keep.
-struct Answer {
+struct ChallengeAnswer {
   std::optional<ChallengeDisposition> disposition;
   bool withCredential = false;
 };
 
-Answer answerOf(URLSessionDelegate& delegate, const std::shared_ptr<ServerTrust>& trust) {
-  const auto answer = std::make_shared<Answer>();
+ChallengeAnswer answerOf(URLSessionDelegate& delegate, const std::shared_ptr<ServerTrust>& trust) {
+  const auto answer = std::make_shared<ChallengeAnswer>();
   try {
     delegate.didReceiveChallenge({AuthenticationMethod::serverTrust, trust},
                                  [answer](ChallengeDisposition disposition, bool withCredential) {
@@ -72,7 +72,7 @@ bool Transfer::prepare() {
   if (_easy != nullptr && setTransport() && setTrust() && setCallbacks() && setRequest()) {
     return true;
   }
-  _outcome.failure =
+  _result.failure =
       _refusal.value_or(Failure{URLErrorCode::unknown, "The exchange could not be set up."});
   _easy.reset();
   return false;
@@ -86,7 +86,7 @@ bool Transfer::setTransport() {
          // A look-up that outlasts its exchange is left behind; waiting for it would hold up all.
          set(CURLOPT_QUICK_EXIT, 1L) && set(CURLOPT_PROTOCOLS_STR, "https") &&
          set(CURLOPT_REDIR_PROTOCOLS_STR, "https") && set(CURLOPT_FOLLOWLOCATION, 1L) &&
-         set(CURLOPT_MAXREDIRS, kMostRedirects) &&
+         set(CURLOPT_MAXREDIRS, kMaxRedirects) &&
          set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}) &&
          set(CURLOPT_NETRC, long{CURL_NETRC_IGNORED}) &&
          set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L) && set(CURLOPT_PATH_AS_IS, 1L) &&
@@ -160,7 +160,7 @@ std::size_t Transfer::headerArrived(char* bytes, std::size_t size, std::size_t c
   Transfer& transfer = transferOf(self);
   try {
     transfer.addHeaderLine({bytes, size * count});
-    if (transfer._headerBytes <= kLargestHeaderBytes) return size * count;
+    if (transfer._headerBytes <= kMaxHeaderBytes) return size * count;
     transfer.refuse(URLErrorCode::dataLengthExceedsMaximum, "The response's headers are too long.");
   } catch (...) {  // NOLINT(bugprone-empty-catch): without memory; curl's result says enough.
   }
@@ -194,7 +194,7 @@ std::size_t Transfer::bodyArrived(char* bytes, std::size_t size, std::size_t cou
   Transfer& transfer = transferOf(self);
   Data& body = transfer._body;
   try {
-    if (size * count <= kLargestBodyBytes - body.size()) {
+    if (size * count <= kMaxBodyBytes - body.size()) {
       body.insert(body.end(), bytes, bytes + size * count);
       return size * count;
     }
@@ -262,7 +262,7 @@ bool Transfer::judge(STACK_OF(X509) * presented) {
   }
   const auto trust = std::make_shared<PresentedChain>(
       _roots, presented, std::vector<TrustPolicy>{{hostOfCurrentUrl().value_or("")}});
-  const Answer answer = answerOf(*delegate, trust);
+  const ChallengeAnswer answer = answerOf(*delegate, trust);
   // No answer, or trust without anything to show for it: refused.
   switch (answer.disposition.value_or(ChallengeDisposition::rejectProtectionSpace)) {
     case ChallengeDisposition::useCredential:
@@ -327,17 +327,17 @@ void Transfer::takeResponse() {
   if (status < kFirstFinalStatus) return;  // None, or only interim ones.
   _response.statusCode = static_cast<int>(status);
   _response.url = currentUrl();
-  _outcome.response = std::move(_response);
+  _result.response = std::move(_response);
 }
 
 void Transfer::end(CURLcode result) {
   takeResponse();
   if (_refusal) {
-    _outcome.failure = _refusal;
+    _result.failure = _refusal;
   } else if (result != CURLE_OK) {
-    _outcome.failure = failureOf(result, _requestWasSent, _outcome.response.has_value());
+    _result.failure = failureOf(result, _requestWasSent, _result.response.has_value());
   } else {
-    _outcome.body = std::move(_body);
+    _result.body = std::move(_body);
   }
   _easy.reset();
 }

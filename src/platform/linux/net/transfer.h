@@ -37,7 +37,7 @@ class Transfer {
   void end(CURLcode result);
 
   // Hands the outcome over, once. Calls out: with no lock held.
-  void deliver() { _exchange->finish(std::move(_outcome)); }
+  void deliver() { _exchange->finish(std::move(_result)); }
 
  private:
   template <typename Value>
@@ -91,7 +91,7 @@ class Transfer {
   const SSL* _judgedConnection = nullptr;
   // Why the transfer itself ended the exchange; curl then only says that it was told to.
   std::optional<Failure> _refusal;
-  Outcome _outcome;
+  ExchangeResult _result;
   CurlEasy _easy;  // Last, so that it goes first: its options point to the members above.
 };
 
