@@ -12,7 +12,6 @@
 #include "literals/literals.h"
 #include "platform/ports.h"
 #include "store/dfp_store.h"
-#include "store/slot_keys.h"
 #include "support/text.h"
 
 namespace zor::bench {

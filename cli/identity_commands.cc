@@ -9,7 +9,6 @@
 #include "literals/literals.h"
 #include "platform/ports.h"
 #include "store/dfp_store.h"
-#include "store/slot_keys.h"
 
 namespace zor::cli {
 namespace {

@@ -6,7 +6,7 @@
 #include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
 #include "platform/ports.h"
-#include "store/slot_keys.h"
+#include "store/dfp_store.h"
 #include "support/text.h"
 
 namespace zor {

@@ -46,6 +46,12 @@ void createStoreFile(const std::string& path) {
 
 }  // namespace
 
+std::string dfp_slot_key(std::string_view slotPiece) {
+  std::string key = literals::kSlotKeyPrefix.str();
+  key.append(slotPiece);
+  return key.append(literals::kSlotKeySuffix.view());
+}
+
 Mutex& initPthreadMutex() {
   static Mutex& mutex = []() -> Mutex& {
     auto& made = *new Mutex;

@@ -1,14 +1,19 @@
-// The store file: one encrypted dictionary of slot key and text, which mirrors the fingerprint and
-// the installation identifier.
+// The names under which the library keeps its values, and the store file: one encrypted dictionary
+// of slot key and text, which mirrors the fingerprint and the installation identifier.
 #ifndef ZOR_STORE_DFP_STORE_H_
 #define ZOR_STORE_DFP_STORE_H_
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "support/mutex.h"
 
 namespace zor {
+
+// The key of a slot piece, the same in the user defaults and in the store file. Callable from any
+// thread.
+std::string dfp_slot_key(std::string_view slotPiece);
 
 // The process-wide store mutex, `mutex`, made at the first call. It guards every read-modify-write
 // of the store file. Taken after a facade's `mutext`, never before; no log line is sent and nothing

@@ -6,7 +6,7 @@
 #include "platform/log.h"
 #include "platform/ports.h"
 #include "store/dfp_cache.h"
-#include "store/slot_keys.h"
+#include "store/dfp_store.h"
 #include "support/fork_hooks.h"
 
 namespace zor {

@@ -9,7 +9,7 @@
 #include "literals/literals.h"
 #include "sandbox/sandbox_service.h"
 #include "store/dfp_cache.h"
-#include "store/slot_keys.h"
+#include "store/dfp_store.h"
 #include "tests/fakes/fake_ports.h"
 #include "tests/fakes/real_network.h"
 #include "tests/transport/scripted_network.h"

@@ -6,7 +6,7 @@
 
 #include "crypto/request_signature.h"
 #include "store/dfp_cache.h"
-#include "store/slot_keys.h"
+#include "store/dfp_store.h"
 #include "support/json_codec.h"
 #include "support/text.h"
 #include "tests/fakes/child_process.h"

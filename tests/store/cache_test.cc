@@ -5,7 +5,6 @@
 #include "literals/literals.h"
 #include "store/dfp_cache.h"
 #include "store/dfp_store.h"
-#include "store/slot_keys.h"
 #include "tests/fakes/fake_ports.h"
 
 namespace zor {

@@ -13,7 +13,6 @@
 #include "store/dfp_cache.h"
 #include "store/dfp_store.h"
 #include "store/installation_identifier.h"
-#include "store/slot_keys.h"
 #include "support/text.h"
 #include "tests/fakes/fake_ports.h"
 
