@@ -6,7 +6,7 @@
 #include "crypto/request_signature.h"
 #include "literals/labels.h"
 #include "literals/literals.h"
-#include "pingback/error_texts.h"
+#include "pingback/ZORSecPingback.h"
 #include "support/json_codec.h"
 #include "support/text.h"
 

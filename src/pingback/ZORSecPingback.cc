@@ -4,7 +4,6 @@
 
 #include "literals/labels.h"
 #include "literals/literals.h"
-#include "pingback/ZORSecPingbackStore.h"
 #include "platform/ports.h"
 #include "store/dfp_store.h"
 #include "support/text.h"
@@ -51,6 +50,11 @@ std::string entry(const std::optional<std::string>& text) {
 
 }  // namespace
 
+ErrorTexts errorTexts(const std::optional<ZORError>& error) {
+  if (!error) return {std::nullopt, "0", std::nullopt};
+  return {error->domain, std::to_string(error->code), error->localizedDescription};
+}
+
 void ZORSecPingback::load() {
   static std::once_flag once;
   std::call_once(once, [] { capture(ports().bundle); });
@@ -77,18 +81,6 @@ std::optional<ZORValue> ZORSecPingback::toDictionary() const {
     record.set(key, wellFormedUtf8(*value));
   }
   return record;
-}
-
-void ZORSecPingback::send() const { pingback(*this); }
-
-void ZORSecPingback::pingback(const std::optional<ZORSecPingback>& record) {
-  if (!record) return;
-  GetPingbackStore()->writeDictionary(record->toDictionary(), /*async=*/true);
-}
-
-void ZORSecPingback::sendWithError(std::int64_t error, const std::optional<std::string>& errorType,
-                                   const std::optional<std::string>& errorDesc) {
-  ZORSecPingback(error, errorType, errorDesc).send();
 }
 
 ScopedPingbackEnvironment::ScopedPingbackEnvironment(BundlePort& bundle)

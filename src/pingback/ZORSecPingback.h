@@ -13,6 +13,16 @@ namespace zor {
 
 class BundlePort;
 
+// An error as arguments of the formats in which failures are described.
+struct ErrorTexts {
+  std::optional<std::string> domain;
+  std::string code;
+  std::optional<std::string> description;
+};
+
+// Without an error the texts are absent and the code is 0.
+ErrorTexts errorTexts(const std::optional<ZORError>& error);
+
 // What every record says about this process. Null: there is no such value, or load() has not run.
 // Written once, by load(), and read afterwards without a lock; the texts live as long as the
 // process.
@@ -22,7 +32,7 @@ extern const std::string* _dfp_sys;    // The platform.
 extern const std::string* _dfp_s_aid;  // The host's bundle identifier.
 extern const std::string* _dfp_s_av;   // The host's version.
 
-// One failure. Records never hold hardware values; who describes an error keeps to that.
+// One failure. Records never hold hardware values, nor may the description of an error.
 // Threads: a record is not shared; the class methods are callable from any thread.
 class ZORSecPingback {
  public:
@@ -42,7 +52,9 @@ class ZORSecPingback {
   // record without its application is not written.
   std::optional<ZORValue> toDictionary() const;
 
-  // Hands this record to the shared store; the write happens later, on the store's queue.
+  // Hands this record to the shared store; the write happens later, on the store's queue. The
+  // store reports its own failures too, so this and the two below are defined beside it, in
+  // ZORSecPingbackStore.cc: a record knows nothing of where it is kept.
   void send() const;
   // Selector: pingback:
   // As `record`'s send(); an absent record is ignored.

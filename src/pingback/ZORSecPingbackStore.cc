@@ -8,7 +8,6 @@
 
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
-#include "pingback/error_texts.h"
 #include "pingback/record_array.h"
 #include "platform/lock_wait.h"
 #include "platform/log.h"
@@ -264,6 +263,18 @@ void ZORSecPingbackStore::finishUpload(std::size_t utf16Units, const std::option
   // The key of the last upload's time: the next call tries again.
   ports().defaults.removeObject(literals::kPingbackFailureKeyStart.str() +
                                 literals::kPingbackFailureKeyEnd.str());
+}
+
+void ZORSecPingback::send() const { pingback(*this); }
+
+void ZORSecPingback::pingback(const std::optional<ZORSecPingback>& record) {
+  if (!record) return;
+  GetPingbackStore()->writeDictionary(record->toDictionary(), /*async=*/true);
+}
+
+void ZORSecPingback::sendWithError(std::int64_t error, const std::optional<std::string>& errorType,
+                                   const std::optional<std::string>& errorDesc) {
+  ZORSecPingback(error, errorType, errorDesc).send();
 }
 
 std::shared_ptr<ZORSecPingbackStore> GetPingbackStore() {

@@ -3,7 +3,6 @@
 #include <cstdint>
 
 #include "pingback/ZORSecPingback.h"
-#include "pingback/error_texts.h"
 #include "support/text.h"
 
 namespace zor {
