@@ -5,7 +5,7 @@
 #include <ctime>
 #include <string_view>
 
-#include "collector/report_entries.h"
+#include "collector/ZORDataCollector_mac.h"
 #include "literals/literals.h"
 #include "support/json_codec.h"
 

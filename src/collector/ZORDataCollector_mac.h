@@ -11,6 +11,19 @@
 
 namespace zor {
 
+// One entry of the collected-parameters dictionary.
+struct ReportEntry {
+  std::string key;
+  // Asks the machine; null when it has no answer. Call it through reportValue().
+  ZORValue (*probe)();
+};
+
+// All 23, in the order in which the probes run and the entries are written.
+std::vector<ReportEntry> reportEntries();
+
+// The value of an entry as it goes into the report; a probe that fails in any way gives null.
+ZORValue reportValue(const ReportEntry& entry);
+
 // Empty by design; load() names it so that it is part of every image of the library.
 class N0000000001 {};
 

@@ -4,11 +4,11 @@
 
 #include <chrono>
 
-#include "collector/report_values.h"
 #include "collector/sealed_block.h"
 #include "literals/literals.h"
 #include "platform/ports.h"
 #include "platform/probe_trace.h"
+#include "support/json_codec.h"
 
 namespace zor {
 namespace {
@@ -26,7 +26,7 @@ EntryOutcome outcomeOf(const ZORValue& value, const ProbeTrace& trace) {
 // As it stands in the block.
 template <typename Value>
 ZORValue entryOf(const std::optional<Value>& value) {
-  return reportable(ZORValue::orNull(value));
+  return writableAsJson(ZORValue::orNull(value));
 }
 
 // The accounts of the entries made of the hardware addresses: each that of the common reading, with

@@ -4,9 +4,11 @@
 
 #include <ZORFingerPrint/ZORTypes.h>
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/crypto_port.h"
 #include "platform/network_port.h"
@@ -24,6 +26,22 @@ struct HardwareIdentity {
 // The seven entries of the block. The addresses of the designated interfaces stand apart, null
 // where there is none, and all others in a dictionary of their own.
 ZORValue identityBlock(const HardwareIdentity& identity, const DesignatedInterfaces& designated);
+
+// The pieces of which the block's key is made, as functions of plain values.
+//
+// A hash of the UTF-16 code units of `text`, each weighing 31 times the one after it, in 32 bits.
+std::uint32_t blockTextHash(std::string_view text);
+
+// The text that the key is made of; absent values show as "(null)".
+std::string blockKeyMaterial(const std::optional<std::string>& hostInfo,
+                             const std::optional<std::string>& bundleIdentifier);
+
+// The key for that material and the hash of the host's info value. Deliberate: of the UTF-8 bytes
+// of `material` only as many count as it has UTF-16 units. Empty material gives a key of zeros.
+AesKey blockKey(std::string_view material, std::uint32_t hostInfoHash);
+
+// The key of this process, from the main bundle. A host without a bundle has one too.
+AesKey hostBlockKey();
 
 // `json` under AES-128-CBC with its zero fill, as base64. nullopt: no text, or an empty one.
 std::optional<std::string> sealText(const std::optional<std::string>& json, const AesKey& key);

@@ -165,6 +165,24 @@ class JsonWriter {
   bool _usedStandIn = false;
 };
 
+// Whether it can be written one level down.
+bool isWritableAsEntry(const ZORValue& value) {
+  return jsonFromValue(ZORValue::array({value})).has_value();
+}
+
+ZORValue withWritableElements(const ZORValue& value) {
+  if (value.isArray()) {
+    ZORValue array = ZORValue::array();
+    for (const ZORValue& element : value.elements()) array.append(writableAsJson(element));
+    return array;
+  }
+  ZORValue dictionary = ZORValue::dictionary();
+  for (const auto& [key, entry] : value.entries()) {
+    if (isValidUtf8(key)) dictionary.set(key, writableAsJson(entry));
+  }
+  return dictionary;
+}
+
 }  // namespace
 
 std::optional<ZORValue> valueFromJson(std::string_view text) {
@@ -188,6 +206,13 @@ std::optional<std::string> jsonFromValue(const ZORValue& value) {
   } catch (const std::exception&) {  // Memory ran out.
     return std::nullopt;
   }
+}
+
+ZORValue writableAsJson(ZORValue value) {
+  if (isWritableAsEntry(value)) return value;
+  if (!value.isArray() && !value.isDictionary()) return nullptr;
+  ZORValue cleaned = withWritableElements(value);
+  return isWritableAsEntry(cleaned) ? cleaned : nullptr;
 }
 
 std::string jsonForDisplay(const ZORValue& value) {

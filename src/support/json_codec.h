@@ -30,8 +30,13 @@ std::optional<ZORValue> valueFromJson(std::string_view text);
 // data, a date, nesting deeper than kMaxJsonNesting, or memory ran out. Nothing is thrown.
 std::optional<std::string> jsonFromValue(const ZORValue& value);
 
-// The same for people and logs, who get something of every value: ill-formed bytes become U+FFFD,
-// and what JSON has no form for becomes null.
+// `value` such that JSON can hold it as an entry of a dictionary: inside it, a text that is not
+// valid UTF-8 and whatever else JSON has no form for become null, and entries under such a key are
+// left out. One odd value of a machine must not cost a whole report.
+ZORValue writableAsJson(ZORValue value);
+
+// As jsonFromValue(), for people and logs, who get something of every value: ill-formed bytes
+// become U+FFFD, and what JSON has no form for becomes null.
 std::string jsonForDisplay(const ZORValue& value);
 
 }  // namespace zor

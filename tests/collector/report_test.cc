@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "collector/ZORDataCollector_mac.h"
-#include "collector/report_entries.h"
 #include "collector/sealed_block.h"
 #include "literals/literals.h"
 #include "support/json_codec.h"

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "collector/block_key.h"
 #include "crypto/hex_codec.h"
 #include "literals/literals.h"
 #include "support/text.h"
