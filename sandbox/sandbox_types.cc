@@ -3,7 +3,7 @@
 #include <array>
 
 #include "literals/literals.h"
-#include "sandbox/routes.h"
+#include "support/url.h"
 
 namespace zor::sandbox {
 namespace {
@@ -37,9 +37,9 @@ SandboxSettings::SandboxSettings()
                          literals::kHttpDnsThirdAddress.str(),
                          literals::kHttpDnsFourthAddress.str(),
                          literals::kHttpDnsFifthAddress.str()},
-      certificateNames{partsOfUrl(literals::kFingerprintURL.view()).host,
-                       partsOfUrl(literals::kBackupURL.view()).host,
-                       partsOfUrl(literals::kPingbackURL.view()).host,
+      certificateNames{hostOfUrl(literals::kFingerprintURL.str()).value_or(""),
+                       hostOfUrl(literals::kBackupURL.str()).value_or(""),
+                       hostOfUrl(literals::kPingbackURL.str()).value_or(""),
                        literals::kHttpDnsHost.str()} {}
 
 std::string routeName(Route route) {
