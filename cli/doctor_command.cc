@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "cli/awaited.h"
+#include "cli/awaited_value.h"
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
@@ -84,7 +84,7 @@ RouteCheck check(const std::string& route, const std::string& url,
   constexpr double kTimeoutSeconds = 10;
   const auto delegate = std::make_shared<JudgingDelegate>(acceptHost);
   const auto session = ports().urlLoading.createSession(delegate, zor_httpsOperationQueue());
-  const auto awaited = std::make_shared<Awaited<RouteAnswer>>();
+  const auto awaited = std::make_shared<AwaitedValue<RouteAnswer>>();
   URLRequest request;
   request.url = url;
   request.timeoutSeconds = kTimeoutSeconds;

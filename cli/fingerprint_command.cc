@@ -7,7 +7,7 @@
 #include <thread>
 #include <tuple>
 
-#include "cli/awaited.h"
+#include "cli/awaited_value.h"
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
@@ -24,7 +24,7 @@ struct FetchedFingerprint {
   std::string fingerprint;
 };
 
-using AwaitedFingerprint = Awaited<FetchedFingerprint>;
+using AwaitedFingerprint = AwaitedValue<FetchedFingerprint>;
 
 // Codes of other domains, the transport's for one, may have the same number.
 bool isNoReportError(const ZORError& error) {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <tuple>
 
-#include "cli/awaited.h"
+#include "cli/awaited_value.h"
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
@@ -52,7 +52,7 @@ struct UploadResult {
 
 UploadResult upload(std::size_t recordCount) {
   UploadResult result{recordCount, false, {}};
-  const auto end = std::make_shared<Awaited<PingbackUpload>>();
+  const auto end = std::make_shared<AwaitedValue<PingbackUpload>>();
   result.due = GetPingbackStore()->checkIfNeedUpload(
       [end](const PingbackUpload& upload) { end->deliver(upload); });
   if (!result.due) return result;
@@ -140,7 +140,7 @@ int runPingbacksUpload(bool json) {
 }
 
 int runPingbacksClear(bool json) {
-  const auto done = std::make_shared<Awaited<Status>>();
+  const auto done = std::make_shared<AwaitedValue<Status>>();
   GetPingbackStore()->clearFileContent([done](const Status& status) { done->deliver(status); });
   const Status status = done->wait("Clearing the failure records");
   if (!status.isSuccess()) {

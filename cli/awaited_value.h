@@ -1,6 +1,6 @@
 // A value that another thread delivers to a waiting command.
-#ifndef ZOR_CLI_AWAITED_H_
-#define ZOR_CLI_AWAITED_H_
+#ifndef ZOR_CLI_AWAITED_VALUE_H_
+#define ZOR_CLI_AWAITED_VALUE_H_
 
 #include <chrono>
 #include <condition_variable>
@@ -15,7 +15,7 @@ namespace zor::cli {
 
 // Shared between the command, which waits on one thread, and the handler that delivers.
 template <typename Value>
-class Awaited {
+class AwaitedValue {
  public:
   void deliver(Value value) {
     const std::lock_guard<std::mutex> lock(_mutex);
@@ -50,4 +50,4 @@ class Awaited {
 
 }  // namespace zor::cli
 
-#endif  // ZOR_CLI_AWAITED_H_
+#endif  // ZOR_CLI_AWAITED_VALUE_H_
