@@ -39,7 +39,7 @@ CacheTimes keptTimes() {
 }
 
 // Toward zero, to the nearest limit beyond the range, 0 for not-a-number.
-std::int64_t wholeNumber(double number) {
+std::int64_t integerOf(double number) {
   constexpr double kTwoToThe63 = 9223372036854775808.0;
   if (std::isnan(number)) return 0;
   if (number >= kTwoToThe63) return std::numeric_limits<std::int64_t>::max();
@@ -51,7 +51,7 @@ std::int64_t wholeNumber(double number) {
 std::int64_t integerOf(const ZORValue& value) {
   if (const auto integer = value.integer()) return *integer;
   if (value.unsignedInteger()) return std::numeric_limits<std::int64_t>::max();
-  if (const auto number = value.number()) return wholeNumber(*number);
+  if (const auto number = value.number()) return integerOf(*number);
   if (const auto flag = value.boolean()) return *flag ? 1 : 0;
   return value.text() != nullptr ? longLongValue(*value.text()) : 0;
 }

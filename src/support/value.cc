@@ -21,9 +21,9 @@ union NeverDestroyed {
 // Exact, so that equality is transitive: a large integer is not rounded for it.
 template <typename Integer>
 bool equal(Integer integer, double real) {
-  using Limits = std::numeric_limits<Integer>;
-  const bool isInRange = real >= static_cast<double>(Limits::min()) &&
-                         real < std::ldexp(1.0, Limits::digits) && std::trunc(real) == real;
+  using Range = std::numeric_limits<Integer>;
+  const bool isInRange = real >= static_cast<double>(Range::min()) &&
+                         real < std::ldexp(1.0, Range::digits) && std::trunc(real) == real;
   return isInRange && static_cast<Integer>(real) == integer;
 }
 

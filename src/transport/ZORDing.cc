@@ -15,7 +15,7 @@
 namespace zor {
 namespace {
 
-constexpr std::uint64_t kAttempts = 2;
+constexpr std::uint64_t kServiceAttempts = 2;
 
 Mutex& makeBackupIPsMutex() {
   auto& mutex = *new Mutex;
@@ -55,7 +55,7 @@ void performByAddress(const std::weak_ptr<ZORDing>& weakRunner, const URLRequest
   const auto runner = weakRunner.lock();
   if (!runner) return;
   runner->urlSession()->performRequestRetryCount(
-      zor_replaceHostForRequest(chooseOne(ips), request), kAttempts,
+      zor_replaceHostForRequest(chooseOne(ips), request), kServiceAttempts,
       [weakRunner, request, handler](const auto& body, const auto& response, const auto& error) {
         // Deliberate: the outcome is not looked at. Even a success gives way to a backup address.
         performByBackup(weakRunner, request, handler, body, response, error);
@@ -70,7 +70,7 @@ void fetchBackupByAddress(const std::weak_ptr<ZORDing>& weakRunner, const URLReq
   // Deliberate: on the session of the service, so the certificate is judged by the host that the
   // runner's own request named last, not by the backup service's.
   runner->urlSession()->performRequestRetryCount(
-      zor_replaceHostForRequest(chooseOne(ips), request), kAttempts,
+      zor_replaceHostForRequest(chooseOne(ips), request), kServiceAttempts,
       [weakRunner, host](const auto& body, const auto& response, const auto& error) {
         if (!zor_isRequestSuccess(body, response, error)) {
           sendErrorPingback(literals::kPingbackTypeBackupFailed.str(),
@@ -116,7 +116,7 @@ void ZORDing::performRequest(const URLRequest& request, const TransportCompletio
   const std::string host = expectedHost(request);
   _urlSession->setAcceptHost(host);
   _urlSession->performRequestRetryCount(
-      request, kAttempts,
+      request, kServiceAttempts,
       [weakSelf = weak_from_this(), request, host, handler](const auto& body, const auto& response,
                                                             const auto& error) {
         if (zor_isRequestSuccess(body, response, error)) {
@@ -139,8 +139,8 @@ void ZORDing::performRequest(const URLRequest& request, const TransportCompletio
 
 void ZORDing::performRequestUsingBackupIP(const URLRequest& request, const std::string& backupIP,
                                           const TransportCompletion& handler) {
-  _urlSession->performRequestRetryCount(zor_replaceHostForRequest(backupIP, request), kAttempts,
-                                        handler);
+  _urlSession->performRequestRetryCount(zor_replaceHostForRequest(backupIP, request),
+                                        kServiceAttempts, handler);
 }
 
 void ZORDing::requestBackupIp() {
@@ -156,7 +156,7 @@ void ZORDing::requestBackupIp() {
       self->saveCloudBackup(body);
     }
   };
-  _backupUrlSession->performRequestRetryCount(request, kAttempts, ended);
+  _backupUrlSession->performRequestRetryCount(request, kServiceAttempts, ended);
 }
 
 void ZORDing::saveCloudBackup(const std::optional<Data>& body) {

@@ -18,7 +18,7 @@
 namespace zor {
 namespace {
 
-constexpr std::uint64_t kAttempts = 1;
+constexpr std::uint64_t kResolverAttempts = 1;
 
 template <typename Block>
 void append(std::vector<Block>& list, const Block& block) {
@@ -207,7 +207,7 @@ void ZORHTTPDNSManager::sendResolveRequest(const URLRequest& request, const std:
 void ZORHTTPDNSManager::sendRequest(const URLRequest& request, const RequestSuccess& success,
                                     const RequestFailure& failed) {
   _session->performRequestRetryCount(
-      request, kAttempts,
+      request, kResolverAttempts,
       [success, failed, url = request.url](const std::optional<Data>& body,
                                            const std::optional<URLResponse>& response,
                                            const std::optional<ZORError>& error) {

@@ -62,7 +62,7 @@ timespec laterThan(const timespec& earlier) {
   return {earlier.tv_sec + (carries ? 1 : 0), carries ? 0 : earlier.tv_nsec + 1};
 }
 
-std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
+std::string parentFolder(const std::string& path) { return path.substr(0, path.rfind('/')); }
 
 std::string executableName() {
   const std::string path = executablePath();
@@ -132,7 +132,7 @@ Status LinuxDefaults::commit() {
     file = path();
   }
   if (!file) return Status::unusable(kFailure, "the user has no folder for them");
-  Status status = makeFolders(folderOf(*file));
+  Status status = makeFolders(parentFolder(*file));
   if (!status.isSuccess()) return status;
   // Without the lock the file is written all the same: it is whole, and the later writer's counts.
   const LockAttempt attempt = FileSystemLock::acquire(lockPathBeside(*file));
