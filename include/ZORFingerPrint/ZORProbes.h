@@ -20,11 +20,17 @@ namespace zor {
 
 // Hardware identity, from the registry of devices.
 
-// The property `key` of the first service of class `serviceClass` (NUL-terminated; null finds
-// nothing). Text comes as it is; data as the text that all its bytes spell in UTF-8, a trailing NUL
-// included. Absent: no such service or property, data that is no UTF-8, any other kind of value.
+// The property `key` of the first service of class `serviceClass`, both in the platform's own
+// vocabulary: a class of the registry on macOS; on Linux a class or bus of sysfs, whose properties
+// are attributes and always text. Text comes as it is; data as the text that all its bytes spell in
+// UTF-8, a trailing NUL included. Absent: no such service or property, data that is not valid
+// UTF-8, any other kind of value. A null argument finds nothing.
 ZOR_EXPORT std::optional<std::string> getPropertyInservice(const std::string& key,
                                                            const char* serviceClass);
+inline std::optional<std::string> getPropertyInservice(const char* key, const char* serviceClass) {
+  if (key == nullptr) return std::nullopt;
+  return getPropertyInservice(std::string(key), serviceClass);
+}
 
 // An upper-case UUID of the machine, the same for every user.
 ZOR_EXPORT std::optional<std::string> getHardwareUDID();

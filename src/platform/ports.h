@@ -8,14 +8,13 @@
 #include "platform/clock_port.h"
 #include "platform/crypto_port.h"
 #include "platform/defaults_port.h"
+#include "platform/device_port.h"
 #include "platform/file_port.h"
 #include "platform/integrity_port.h"
 #include "platform/log_port.h"
 #include "platform/network_port.h"
 #include "platform/pasteboard_port.h"
-#include "platform/power_source_port.h"
 #include "platform/random_port.h"
-#include "platform/registry_port.h"
 #include "platform/system_port.h"
 #include "platform/url_loading_port.h"
 #include "platform/wifi_port.h"
@@ -24,8 +23,7 @@ namespace zor {
 
 // References to one port of each kind. The ports outlive the set.
 struct PortSet {
-  RegistryPort& registry;
-  PowerSourcePort& powerSources;
+  DevicePort& devices;
   SystemPort& system;
   NetworkPort& network;
   WiFiPort& wifi;
@@ -75,10 +73,10 @@ PortSet PortSet::with(Replacement& port) const {
       return current;
     }
   };
-  return {replaced(registry),    replaced(powerSources), replaced(system), replaced(network),
-          replaced(wifi),        replaced(integrity),    replaced(bundle), replaced(defaults),
-          replaced(pasteboards), replaced(archive),      replaced(files),  replaced(crypto),
-          replaced(clock),       replaced(random),       replaced(log),    replaced(urlLoading)};
+  return {replaced(devices),   replaced(system), replaced(network),   replaced(wifi),
+          replaced(integrity), replaced(bundle), replaced(defaults),  replaced(pasteboards),
+          replaced(archive),   replaced(files),  replaced(crypto),    replaced(clock),
+          replaced(random),    replaced(log),    replaced(urlLoading)};
 }
 
 }  // namespace zor

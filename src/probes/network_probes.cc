@@ -10,27 +10,23 @@ namespace zor {
 namespace {
 
 // Adds the interface's name and hardware address, if it has both.
-void addHardwareAddress(RegistryEntry& service, std::map<std::string, std::string>& addresses) {
-  const RegistryParent parent = service.parent(literals::kInterfacePlane.str());
-  if (!parent.entry) {
-    std::printf(literals::kNoParentDiagnosticFormat.c_str(), static_cast<unsigned>(parent.status));
-    return;
+void addHardwareAddress(const HardwareAddress& address,
+                        std::map<std::string, std::string>& addresses) {
+  if (address.deviceStatus != 0) {
+    std::printf(literals::kNoParentDiagnosticFormat.c_str(),
+                static_cast<unsigned>(address.deviceStatus));
+  } else if (address.interfaceName && address.bytes) {
+    addresses.insert_or_assign(*address.interfaceName, bytesToHexString(*address.bytes));
   }
-  const auto address = parent.entry->property(literals::kHardwareAddressProperty.str());
-  const auto name = service.property(literals::kInterfaceKeyProperty.str());
-  const auto* bytes = address ? std::get_if<Data>(&*address) : nullptr;
-  const auto* key = name ? std::get_if<std::string>(&*name) : nullptr;
-  if (bytes != nullptr && key != nullptr)
-    addresses.insert_or_assign(*key, bytesToHexString(*bytes));
 }
 
 }  // namespace
 
 std::optional<std::map<std::string, std::string>> getMacAddress() {
-  const auto services = ports().registry.services(literals::kInterfaceClass.str());
-  if (!services) return std::nullopt;
+  const auto found = ports().devices.hardwareAddresses();
+  if (!found) return std::nullopt;
   std::map<std::string, std::string> addresses;
-  for (const auto& service : *services) addHardwareAddress(*service, addresses);
+  for (const HardwareAddress& address : *found) addHardwareAddress(address, addresses);
   if (addresses.empty()) return std::nullopt;
   return addresses;
 }

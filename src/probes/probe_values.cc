@@ -11,29 +11,12 @@
 namespace zor {
 namespace {
 
-// A value as the registry returned it. Data has no form in a report, which then fails as a whole
-// when it is written; no kind is turned into another here.
-ZORValue reportedValue(const RegistryValue& value) {
-  if (const auto* text = std::get_if<std::string>(&value)) return *text;
-  if (const auto* number = std::get_if<std::int64_t>(&value)) return *number;
-  if (const auto* data = std::get_if<Data>(&value)) return *data;
-  return nullptr;
+ZORValue valueOr(const ZORValue& value, ZORValue absent) {
+  return value.isNull() ? std::move(absent) : value;
 }
 
-ZORValue reportedOr(const std::optional<RegistryValue>& value, ZORValue absent) {
-  return value ? reportedValue(*value) : std::move(absent);
-}
-
-std::optional<RegistryValue> valueForKey(const PowerSourceDescription& description,
-                                         const std::string& key) {
-  const auto found = description.find(key);
-  if (found == description.end()) return std::nullopt;
-  return found->second;
-}
-
-std::int32_t narrowNumber(const std::optional<RegistryValue>& value) {
-  const auto* number = value ? std::get_if<std::int64_t>(&*value) : nullptr;
-  return number != nullptr ? static_cast<std::int32_t>(*number) : 0;
+std::int32_t narrowNumber(const std::optional<std::int64_t>& number) {
+  return static_cast<std::int32_t>(number.value_or(0));
 }
 
 template <typename Number>
@@ -72,34 +55,20 @@ std::string hexByte(std::uint8_t byte) {
 
 }  // namespace
 
-std::optional<std::string> propertyText(const RegistryValue& value) {
-  if (const auto* text = std::get_if<std::string>(&value)) return *text;
-  if (const auto* data = std::get_if<Data>(&value)) return textFromUtf8(*data);
-  return std::nullopt;
+ZORValue usbDeviceRecord(const USBDevice& device) {
+  return ZORValue::dictionary(
+      {{literals::kUSBProductNameKey.str(), valueOr(device.productName, "")},
+       {literals::kUSBVendorIdKey.str(), valueOr(device.vendorId, 0)},
+       {literals::kUSBProductIdKey.str(), valueOr(device.productId, 0)},
+       {literals::kUSBSerialNumberKey.str(), valueOr(device.serialNumber, "")}});
 }
 
-ZORValue usbDeviceRecord(RegistryEntry& device) {
-  const auto productName = device.property(literals::kUSBProductNameProperty.str());
-  const auto vendorId = device.property(literals::kUSBVendorIdProperty.str());
-  const auto productId = device.property(literals::kUSBProductIdProperty.str());
-  const auto serialNumber = device.property(literals::kUSBSerialNumberProperty.str());
+ZORValue powerSourceRecord(const PowerSource& source) {
   return ZORValue::dictionary(
-      {{literals::kUSBProductNameKey.str(), reportedOr(productName, "")},
-       {literals::kUSBVendorIdKey.str(), reportedOr(vendorId, 0)},
-       {literals::kUSBProductIdKey.str(), reportedOr(productId, 0)},
-       {literals::kUSBSerialNumberKey.str(), reportedOr(serialNumber, "")}});
-}
-
-ZORValue powerSourceRecord(const PowerSourceDescription& description) {
-  const auto value = [&description](const auto& key) {
-    return valueForKey(description, key.str());
-  };
-  return ZORValue::dictionary(
-      {{literals::kPowerRecordChargeKey.str(), narrowNumber(value(literals::kPowerChargeKey))},
-       {literals::kPowerRecordFullChargeKey.str(),
-        narrowNumber(value(literals::kPowerFullChargeKey))},
-       {literals::kPowerRecordStateKey.str(), reportedOr(value(literals::kPowerStateKey), "")},
-       {literals::kPowerRecordNameKey.str(), reportedOr(value(literals::kPowerNameKey), "")}});
+      {{literals::kPowerRecordChargeKey.str(), narrowNumber(source.charge)},
+       {literals::kPowerRecordFullChargeKey.str(), narrowNumber(source.fullCharge)},
+       {literals::kPowerRecordStateKey.str(), valueOr(source.state, "")},
+       {literals::kPowerRecordNameKey.str(), valueOr(source.name, "")}});
 }
 
 std::uint64_t storageBytes(const std::optional<FileSystemFigures>& figures) {

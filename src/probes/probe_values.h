@@ -10,19 +10,14 @@
 #include <string>
 #include <vector>
 
+#include "platform/device_port.h"
 #include "platform/network_port.h"
-#include "platform/power_source_port.h"
-#include "platform/registry_port.h"
 #include "platform/system_port.h"
 
 namespace zor {
 
-// A property as text: text as it is, data decoded as a whole (its trailing NUL stays); nullopt for
-// data that is no UTF-8 and for any other kind.
-std::optional<std::string> propertyText(const RegistryValue& value);
-
-// The four entries of one USB device.
-ZORValue usbDeviceRecord(RegistryEntry& device);
+// The four entries of one USB device. A value of another kind than expected stays what it is.
+ZORValue usbDeviceRecord(const USBDevice& device);
 
 // Used bytes plus those that unprivileged users may still use: what is kept for the superuser does
 // not count. All bits set without figures.
@@ -37,7 +32,7 @@ std::uint64_t cpuCount(const Data& value);
 std::optional<std::string> namedValueText(const Data& value);
 
 // The four entries of a power source. Numbers have 32 bits; a wider one keeps its low half.
-ZORValue powerSourceRecord(const PowerSourceDescription& description);
+ZORValue powerSourceRecord(const PowerSource& source);
 
 // Each byte as two digits, with the separator between them; empty for no bytes.
 std::string bytesToHexString(const Data& bytes);

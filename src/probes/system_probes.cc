@@ -41,10 +41,9 @@ std::optional<std::string> _getSysInfoByName(const char* name) {
 }
 
 std::optional<ZORValue> getPowerInfo() {
-  const auto sources = ports().powerSources.sources();
-  // The first source alone counts, also when a later one has a description and it has none.
-  if (sources.empty() || !sources.front()) return std::nullopt;
-  return powerSourceRecord(*sources.front());
+  const auto source = ports().devices.firstPowerSource();
+  if (!source) return std::nullopt;
+  return powerSourceRecord(*source);
 }
 
 std::map<std::string, std::string> getPaths() {

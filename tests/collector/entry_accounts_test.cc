@@ -12,7 +12,6 @@ namespace zor {
 namespace {
 
 using testing::FakeMachine;
-using testing::FakeRegistry;
 
 TEST(EntryAccounts, TellWhatIsAbsentFromWhatMayNotBeRead) {
   std::vector<EntryAccount> accounts;
@@ -44,10 +43,7 @@ TEST(EntryAccounts, TellWhatIsAbsentFromWhatMayNotBeRead) {
 TEST(EntryAccounts, CoverTheReportAndTheSealedBlockWithoutChangingTheReport) {
   FakeMachine machine;
   machine.network.designated.first = "eth0";
-  auto& interface = machine.registry.add("net");
-  interface.properties["interface"] = std::string("eth0");
-  interface.parents["device"] = std::make_shared<FakeRegistry::Service>();
-  interface.parents["device"]->properties["hardware_address"] = Data{1, 2, 3, 4, 5, 6};
+  machine.devices.addresses = {{"eth0", Data{1, 2, 3, 4, 5, 6}}};
 
   std::vector<EntryAccount> accounts;
   const ZORValue report = ZORDataCollector_mac().collectWithAccounts(accounts);

@@ -35,8 +35,7 @@ TEST(ReportTest, ABareMachineStillReportsEveryEntry) {
 
 TEST(ReportTest, HardwareIdentitiesStandInTheSealedEntryOnly) {
   FakeMachine machine;
-  machine.registry.add(literals::kHardwareUUIDClass.str())
-      .properties[literals::kHardwareUUIDProperty.str()] = std::string("UUID-OF-THIS-MACHINE");
+  machine.devices.uuid = "UUID-OF-THIS-MACHINE";
   const ZORValue report = ZORDataCollector_mac().collect();
   EXPECT_EQ(jsonForDisplay(report).find("UUID-OF-THIS-MACHINE"), std::string::npos);
   const auto block = openSealedBlock(*entry(report, literals::kParamSealedBlockKey).text());

@@ -14,27 +14,6 @@
 namespace zor::testing {
 namespace {
 
-class FakeEntry final : public RegistryEntry {
- public:
-  explicit FakeEntry(std::shared_ptr<FakeRegistry::Service> service)
-      : _service(std::move(service)) {}
-
-  std::optional<RegistryValue> property(const std::string& key) override {
-    const auto found = _service->properties.find(key);
-    if (found == _service->properties.end()) return std::nullopt;
-    return found->second;
-  }
-
-  RegistryParent parent(const std::string& plane) override {
-    const auto found = _service->parents.find(plane);
-    if (found == _service->parents.end()) return {nullptr, _service->missingParentStatus};
-    return {std::make_unique<FakeEntry>(found->second), 0};
-  }
-
- private:
-  const std::shared_ptr<FakeRegistry::Service> _service;
-};
-
 class FakePasteboard final : public Pasteboard {
  public:
   FakePasteboard(InMemoryPasteboards& owner, std::string name)
@@ -64,24 +43,15 @@ class FakePasteboard final : public Pasteboard {
 
 }  // namespace
 
-FakeRegistry::Service& FakeRegistry::add(const std::string& serviceClass) {
-  return *_services[serviceClass].emplace_back(std::make_shared<Service>());
+std::optional<std::string> FakeDevices::firmwareText(FirmwareText which) {
+  const auto found = firmware.find(which);
+  return found != firmware.end() ? std::optional(found->second) : std::nullopt;
 }
 
-std::unique_ptr<RegistryEntry> FakeRegistry::firstService(const std::string& serviceClass) {
-  const auto found = _services.find(serviceClass);
-  if (_failing || found == _services.end()) return nullptr;
-  return std::make_unique<FakeEntry>(found->second.front());
-}
-
-std::optional<std::vector<std::unique_ptr<RegistryEntry>>> FakeRegistry::services(
-    const std::string& serviceClass) {
-  if (_failing) return std::nullopt;
-  std::vector<std::unique_ptr<RegistryEntry>> entries;
-  for (const auto& service : _services[serviceClass]) {
-    entries.push_back(std::make_unique<FakeEntry>(service));
-  }
-  return entries;
+std::optional<ZORValue> FakeDevices::property(const std::string& deviceClass,
+                                              const std::string& key) {
+  const auto found = properties[deviceClass].find(key);
+  return found != properties[deviceClass].end() ? std::optional(found->second) : std::nullopt;
 }
 
 std::optional<FileSystemFigures> FakeSystem::fileSystemFigures(const std::string& path) {
@@ -238,9 +208,9 @@ ScriptedURLLoading::Answer ScriptedURLLoading::unreachable() {
 FakeMachine::FakeMachine()
     : root(makeTemporaryFolder()),
       files(root),
-      _scope(PortSet{registry, powerSources, system, network, wifi, integrity, bundle, defaults,
-                     pasteboards, systemPorts().archive, files, systemPorts().crypto, clock, random,
-                     log, urlLoading}) {}
+      _scope(PortSet{devices, system, network, wifi, integrity, bundle, defaults, pasteboards,
+                     systemPorts().archive, files, systemPorts().crypto, clock, random, log,
+                     urlLoading}) {}
 
 FakeMachine::~FakeMachine() {
   std::error_code ignored;

@@ -19,31 +19,24 @@
 
 namespace zor::testing {
 
-// A tree of services. Add entries before the code under test runs.
-class FakeRegistry final : public RegistryPort {
+// Devices that have no values until a test puts them in.
+class FakeDevices final : public DevicePort {
  public:
-  struct Service {
-    std::map<std::string, RegistryValue> properties;
-    std::map<std::string, std::shared_ptr<Service>> parents;  // By plane.
-    std::int32_t missingParentStatus = -1;
-  };
+  std::optional<std::string> machineUuid() override { return uuid; }
+  std::optional<std::string> firmwareText(FirmwareText which) override;
+  std::optional<BluetoothController> bluetoothController() override { return controller; }
+  std::optional<std::vector<USBDevice>> usbDevices() override { return usb; }
+  std::optional<std::vector<HardwareAddress>> hardwareAddresses() override { return addresses; }
+  std::optional<PowerSource> firstPowerSource() override { return powerSource; }
+  std::optional<ZORValue> property(const std::string& deviceClass, const std::string& key) override;
 
-  Service& add(const std::string& serviceClass);
-  void failQueries() { _failing = true; }
-
-  std::unique_ptr<RegistryEntry> firstService(const std::string& serviceClass) override;
-  std::optional<std::vector<std::unique_ptr<RegistryEntry>>> services(
-      const std::string& serviceClass) override;
-
- private:
-  std::map<std::string, std::vector<std::shared_ptr<Service>>> _services;
-  bool _failing = false;
-};
-
-class FakePowerSources final : public PowerSourcePort {
- public:
-  std::vector<std::optional<PowerSourceDescription>> sources() override { return descriptions; }
-  std::vector<std::optional<PowerSourceDescription>> descriptions;
+  std::optional<std::string> uuid;
+  std::map<FirmwareText, std::string> firmware;
+  std::optional<BluetoothController> controller;
+  std::optional<std::vector<USBDevice>> usb = std::vector<USBDevice>();
+  std::optional<std::vector<HardwareAddress>> addresses = std::vector<HardwareAddress>();
+  std::optional<PowerSource> powerSource;
+  std::map<std::string, std::map<std::string, ZORValue>> properties;  // By class, then by key.
 };
 
 class FakeSystem final : public SystemPort {
@@ -253,8 +246,7 @@ class FakeMachine {
   // The temporary folder, removed at the end.
   const std::string root;
 
-  FakeRegistry registry;
-  FakePowerSources powerSources;
+  FakeDevices devices;
   FakeSystem system;
   FakeNetwork network;
   FakeWiFi wifi;

@@ -10,15 +10,6 @@ namespace zor {
 namespace {
 
 using testing::FakeMachine;
-using testing::FakeRegistry;
-
-void addInterface(FakeMachine& machine, const std::string& name, const Data& address) {
-  auto& service = machine.registry.add("net");
-  service.properties["interface"] = name;
-  auto device = std::make_shared<FakeRegistry::Service>();
-  device->properties["hardware_address"] = address;
-  service.parents["device"] = device;
-}
 
 InterfaceAddress ipv4(const std::string& interface, bool running, const Data& address) {
   Data bytes(8, 0);
@@ -28,22 +19,24 @@ InterfaceAddress ipv4(const std::string& interface, bool running, const Data& ad
 
 TEST(HardwareAddresses, AreHexWithSeparatorsByInterfaceTheLaterWinning) {
   FakeMachine machine;
-  addInterface(machine, "eth0", {1, 2});
-  addInterface(machine, "wlan0", {0xFE});
-  addInterface(machine, "eth0", {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E});
-  addInterface(machine, "none", {});
+  machine.devices.addresses = {{"eth0", Data{1, 2}},
+                               {"wlan0", Data{0xFE}},
+                               {"eth0", Data{0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E}},
+                               {"none", Data{}},
+                               {"absent", std::nullopt},
+                               {std::nullopt, Data{1}}};
   EXPECT_EQ(getMacAddress(), (std::map<std::string, std::string>{
                                  {"eth0", "00:1A:2B:3C:4D:5E"}, {"none", ""}, {"wlan0", "FE"}}));
 }
 
-TEST(HardwareAddresses, WithoutAParentAreSkippedWithALineOnStandardOutput) {
+TEST(HardwareAddresses, WithoutADeviceAreSkippedWithALineOnStandardOutput) {
   FakeMachine machine;
-  machine.registry.add("net").missingParentStatus = -536870208;
+  machine.devices.addresses = {{"eth0", std::nullopt, -536870208}};
   ::testing::internal::CaptureStdout();
   EXPECT_EQ(getMacAddress(), std::nullopt);
   EXPECT_NE(::testing::internal::GetCapturedStdout().find("0xe00002c0\n"), std::string::npos);
 
-  machine.registry.failQueries();
+  machine.devices.addresses.reset();
   EXPECT_EQ(getMacAddress(), std::nullopt);
 }
 

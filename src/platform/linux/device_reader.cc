@@ -77,7 +77,7 @@ std::string Device::type() const {
 }
 
 std::optional<Device> Device::behind() const {
-  const std::string link = "/" + literals::kInterfacePlane.str();
+  const std::string link = "/" + literals::kDeviceLink.str();
   if (::access((_path + link).c_str(), F_OK) != 0) return std::nullopt;
   return Device(_path + link, _label + link);
 }

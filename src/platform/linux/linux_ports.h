@@ -7,8 +7,7 @@
 
 namespace zor {
 
-RegistryPort& linuxRegistryPort();
-PowerSourcePort& linuxPowerSourcePort();
+DevicePort& linuxDevicePort();
 SystemPort& linuxSystemPort();
 NetworkPort& linuxNetworkPort();
 WiFiPort& linuxWiFiPort();

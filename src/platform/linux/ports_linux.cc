@@ -4,10 +4,10 @@ namespace zor {
 
 const PortSet& systemPorts() {
   static const auto& set = *new PortSet{
-      linuxRegistryPort(),   linuxPowerSourcePort(), linuxSystemPort(), linuxNetworkPort(),
-      linuxWiFiPort(),       linuxIntegrityPort(),   linuxBundlePort(), linuxDefaultsPort(),
-      linuxPasteboardPort(), linuxArchivePort(),     linuxFilePort(),   linuxCryptoPort(),
-      linuxClockPort(),      linuxRandomPort(),      linuxLogPort(),    linuxURLLoadingPort()};
+      linuxDevicePort(),    linuxSystemPort(), linuxNetworkPort(),   linuxWiFiPort(),
+      linuxIntegrityPort(), linuxBundlePort(), linuxDefaultsPort(),  linuxPasteboardPort(),
+      linuxArchivePort(),   linuxFilePort(),   linuxCryptoPort(),    linuxClockPort(),
+      linuxRandomPort(),    linuxLogPort(),    linuxURLLoadingPort()};
   return set;
 }
 

@@ -20,7 +20,7 @@ std::optional<std::int64_t> percentOf(const SupplyAttribute& attribute, const st
 }
 
 std::optional<std::int64_t> chargePercent(const SupplyAttribute& attribute) {
-  if (const auto shown = attribute(literals::kPowerChargeKey.str())) {
+  if (const auto shown = attribute(literals::kPowerCapacityProperty.str())) {
     return longLongValue(*shown);
   }
   const auto energy = percentOf(attribute, literals::kPowerEnergyNowProperty.str(),
@@ -33,7 +33,7 @@ std::optional<std::int64_t> chargePercent(const SupplyAttribute& attribute) {
 }  // namespace
 
 bool isMachinePowerSource(const SupplyAttribute& attribute) {
-  const auto type = attribute(literals::kPowerTypeKey.str());
+  const auto type = attribute(literals::kPowerTypeProperty.str());
   const bool feeds = type && (*type == literals::kPowerBatteryType.view() ||
                               *type == literals::kPowerUPSType.view());
   return feeds &&
@@ -41,19 +41,15 @@ bool isMachinePowerSource(const SupplyAttribute& attribute) {
          attribute(literals::kPowerPresentProperty.str()) != "0";
 }
 
-std::optional<PowerSourceDescription> powerSourceDescription(const std::string& name,
-                                                             const SupplyAttribute& attribute) {
-  const auto percent = chargePercent(attribute);
-  const auto state = attribute(literals::kPowerStateKey.str());
-  if (!percent && !state) return std::nullopt;
-  PowerSourceDescription description;
-  if (percent) {
-    description[literals::kPowerChargeKey.str()] = *percent;
-    description[literals::kPowerFullChargeKey.str()] = std::int64_t{100};
-  }
-  if (state) description[literals::kPowerStateKey.str()] = *state;
-  description[literals::kPowerNameKey.str()] = name;
-  return description;
+std::optional<PowerSource> powerSourceFromSupply(const std::string& name,
+                                                 const SupplyAttribute& attribute) {
+  PowerSource source;
+  source.charge = chargePercent(attribute);
+  if (source.charge) source.fullCharge = 100;
+  source.state = ZORValue::orNull(attribute(literals::kPowerStateProperty.str()));
+  source.name = name;
+  if (!source.charge && source.state.isNull()) return std::nullopt;
+  return source;
 }
 
 }  // namespace zor

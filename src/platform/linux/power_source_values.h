@@ -1,4 +1,4 @@
-// What sysfs shows of a power supply, turned into a power source's description.
+// A power source out of what sysfs shows of a power supply.
 #ifndef ZOR_PLATFORM_LINUX_POWER_SOURCE_VALUES_H_
 #define ZOR_PLATFORM_LINUX_POWER_SOURCE_VALUES_H_
 
@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/power_source_port.h"
+#include "platform/device_port.h"
 
 namespace zor {
 
@@ -17,11 +17,10 @@ using SupplyAttribute = std::function<std::optional<std::string>(const std::stri
 // and not part of a mouse or another peripheral. A mains adapter is no source of its own.
 bool isMachinePowerSource(const SupplyAttribute& attribute);
 
-// Charge in percent (of energy or electric charge where no percentage is shown), so that full is
-// 100; the kernel's word for the state; the supply's name. What is not shown is left out; nullopt
-// when nothing is.
-std::optional<PowerSourceDescription> powerSourceDescription(const std::string& name,
-                                                             const SupplyAttribute& attribute);
+// The charge is in percent (of energy or electric charge where the kernel shows no percentage), so
+// that full is 100; the state is the kernel's word for it. nullopt when neither is shown.
+std::optional<PowerSource> powerSourceFromSupply(const std::string& name,
+                                                 const SupplyAttribute& attribute);
 
 }  // namespace zor
 

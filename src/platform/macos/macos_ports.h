@@ -7,8 +7,7 @@
 
 namespace zor {
 
-RegistryPort& macosRegistryPort();
-PowerSourcePort& macosPowerSourcePort();
+DevicePort& macosDevicePort();
 SystemPort& macosSystemPort();
 NetworkPort& macosNetworkPort();
 WiFiPort& macosWiFiPort();

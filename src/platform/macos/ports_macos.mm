@@ -4,10 +4,10 @@ namespace zor {
 
 const PortSet& systemPorts() {
   static const auto& set = *new PortSet{
-      macosRegistryPort(),   macosPowerSourcePort(), macosSystemPort(), macosNetworkPort(),
-      macosWiFiPort(),       macosIntegrityPort(),   macosBundlePort(), macosDefaultsPort(),
-      macosPasteboardPort(), macosArchivePort(),     macosFilePort(),   macosCryptoPort(),
-      macosClockPort(),      macosRandomPort(),      macosLogPort(),    macosURLLoadingPort()};
+      macosDevicePort(),    macosSystemPort(), macosNetworkPort(),   macosWiFiPort(),
+      macosIntegrityPort(), macosBundlePort(), macosDefaultsPort(),  macosPasteboardPort(),
+      macosArchivePort(),   macosFilePort(),   macosCryptoPort(),    macosClockPort(),
+      macosRandomPort(),    macosLogPort(),    macosURLLoadingPort()};
   return set;
 }
 

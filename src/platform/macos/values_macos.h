@@ -12,8 +12,6 @@
 #include <string>
 #include <string_view>
 
-#include "platform/registry_port.h"
-
 namespace zor {
 
 // nil: `text` is no UTF-8. NUL bytes are kept.
@@ -26,10 +24,6 @@ NSData* foundationData(const Data& data);
 
 // The bytes of `data`; none for nil.
 Data bytesFromData(NSData* data);
-
-// A registry or power-source property, by its kind. nullopt: `value` is nil, or a text that has no
-// UTF-8 form.
-std::optional<RegistryValue> registryValueFromObject(id value);
 
 // A property-list object of the same kind; nil for null, which property lists do not have, and when
 // a text or key in it is not valid UTF-8.

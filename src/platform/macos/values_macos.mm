@@ -100,20 +100,6 @@ Data bytesFromData(NSData* data) {
   return first == nullptr ? Data{} : Data(first, first + data.length);
 }
 
-std::optional<RegistryValue> registryValueFromObject(id value) {
-  if (value == nil) return std::nullopt;
-  if ([value isKindOfClass:NSString.class]) {
-    auto text = textFromString(value);
-    if (!text.has_value()) return std::nullopt;
-    return RegistryValue(*std::move(text));
-  }
-  if ([value isKindOfClass:NSData.class]) return RegistryValue(bytesFromData(value));
-  if ([value isKindOfClass:NSNumber.class] && !isFlag(value)) {
-    return RegistryValue(static_cast<std::int64_t>([value longLongValue]));
-  }
-  return RegistryValue(RegistryOther{});
-}
-
 id objectFromValue(const ZORValue& value) {
   switch (value.kind()) {
     case ZORValue::Kind::null:

@@ -3,7 +3,6 @@
 
 #include <map>
 
-#include "literals/literals.h"
 #include "platform/linux/bluetooth_management.h"
 #include "platform/linux/device_reader.h"
 #include "platform/linux/machine_uuid.h"
@@ -143,16 +142,16 @@ TEST(PowerSources, AreBatteriesAndSuppliesOfTheMachineItself) {
 
 TEST(PowerSources, ShowTheirChargeInPercentAlsoWhereTheKernelShowsAmounts) {
   const auto percentOf = [](std::map<std::string, std::string> values) {
-    const auto description = powerSourceDescription("BAT0", supply(std::move(values)));
-    return std::get<std::int64_t>(description->at(literals::kPowerChargeKey.str()));
+    return powerSourceFromSupply("BAT0", supply(std::move(values)))->charge;
   };
   EXPECT_EQ(percentOf({{"capacity", "73"}, {"energy_now", "1"}, {"energy_full", "100"}}), 73);
   EXPECT_EQ(percentOf({{"energy_now", "41500000"}, {"energy_full", "57000000"}}), 72);
   EXPECT_EQ(percentOf({{"energy_full", "5"}, {"charge_now", "7"}, {"charge_full", "5"}}), 100);
 
-  const auto stateOnly = powerSourceDescription("BAT0", supply({{"status", "Full"}}));
-  EXPECT_EQ(stateOnly->count(literals::kPowerChargeKey.str()), 0U);
-  EXPECT_EQ(powerSourceDescription("BAT0", supply({{"type", "Battery"}})), std::nullopt);
+  const auto stateOnly = powerSourceFromSupply("BAT0", supply({{"status", "Full"}}));
+  EXPECT_EQ(stateOnly->charge, std::nullopt);
+  EXPECT_EQ(stateOnly->state, "Full");
+  EXPECT_FALSE(powerSourceFromSupply("BAT0", supply({{"type", "Battery"}})).has_value());
 }
 
 }  // namespace

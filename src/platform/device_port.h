@@ -1,0 +1,82 @@
+// The machine's devices, and what its firmware says about it.
+#ifndef ZOR_PLATFORM_DEVICE_PORT_H_
+#define ZOR_PLATFORM_DEVICE_PORT_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zor {
+
+enum class FirmwareText { serialNumber, productName, model, boardName };
+
+// Each value is as the platform states it, of whatever kind; null where there is none.
+struct USBDevice {
+  ZORValue productName;
+  ZORValue vendorId;
+  ZORValue productId;
+  ZORValue serialNumber;
+};
+
+// The address of the device behind a network interface.
+struct HardwareAddress {
+  std::optional<std::string> interfaceName;
+  std::optional<Data> bytes;
+  // 0, or why the device could not be found: the platform's own number for it.
+  std::int32_t deviceStatus = 0;
+};
+
+struct BluetoothController {
+  std::optional<std::string> name;
+  std::optional<std::string> address;
+};
+
+// A battery or an uninterruptible supply. Absent and null: the platform does not state it.
+struct PowerSource {
+  std::optional<std::int64_t> charge;
+  std::optional<std::int64_t> fullCharge;  // In the unit of `charge`.
+  ZORValue state;
+  ZORValue name;
+};
+
+// Reads the machine at each call. Callable from any thread. What this user may not read is absent,
+// and noted in the probe's trace.
+class DevicePort {
+ public:
+  virtual ~DevicePort() = default;
+
+  // The same for every user of the machine; upper case.
+  virtual std::optional<std::string> machineUuid() = 0;
+
+  virtual std::optional<std::string> firmwareText(FirmwareText which) = 0;
+
+  // The first controller; nullopt without one.
+  virtual std::optional<BluetoothController> bluetoothController() = 0;
+
+  // In the platform's order, a device registered twice listed twice. nullopt: the platform could
+  // not be asked (not the same as an empty list).
+  virtual std::optional<std::vector<USBDevice>> usbDevices() = 0;
+
+  // One for each interface that is backed by a device; nullopt as above.
+  virtual std::optional<std::vector<HardwareAddress>> hardwareAddresses() = 0;
+
+  // The first power source of the machine itself; batteries of peripherals do not count. nullopt:
+  // there is none, or it vanished while it was read.
+  virtual std::optional<PowerSource> firstPowerSource() = 0;
+
+  // The property `key` of the first device of `deviceClass`, in the platform's own vocabulary: a
+  // registry class on macOS, a class or bus of sysfs on Linux. nullopt: no such device or property.
+  virtual std::optional<ZORValue> property(const std::string& deviceClass,
+                                           const std::string& key) = 0;
+};
+
+// A property as text: text as it is, data decoded as a whole (its trailing NUL stays). nullopt:
+// data that is not valid UTF-8, and any other kind.
+std::optional<std::string> propertyText(const ZORValue& value);
+
+}  // namespace zor
+
+#endif  // ZOR_PLATFORM_DEVICE_PORT_H_
