@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <tuple>
 
 #include "literals/literals.h"
 #include "platform/linux/defaults_linux.h"
@@ -26,11 +27,12 @@ CachedHome::CachedHome(const std::string& application)
   LinuxDefaults defaults([path = _defaultsFile] { return path; });
   const double now = ports().clock.secondsSince1970();
   constexpr double kDaySeconds = 86400;
-  defaults.setObject(dfp_slot_key(literals::kFingerprintSlot.view()), "a-cached-fingerprint");
-  defaults.setObject(dfp_slot_key(literals::kExpirySlot.view()),
-                     shortestDecimal(now + kDaySeconds));
+  std::ignore =
+      defaults.setObject(dfp_slot_key(literals::kFingerprintSlot.view()), "a-cached-fingerprint");
+  std::ignore = defaults.setObject(dfp_slot_key(literals::kExpirySlot.view()),
+                                   shortestDecimal(now + kDaySeconds));
   // The upload of failure records is not due either, as in a host that asks often.
-  defaults.setObject(
+  std::ignore = defaults.setObject(
       literals::kPingbackUploadTimeKeyStart.str() + literals::kPingbackUploadTimeKeyEnd.str(),
       shortestDecimal(now));
 }

@@ -16,7 +16,7 @@ constexpr char kSlot[] = "bench";
 // A store with one entry, and its bytes.
 Data storedBytes() {
   ownHome();
-  dfp_store_write(kSlot, "a-fingerprint-of-the-usual-length-0123456789abcdef");
+  std::ignore = dfp_store_write(kSlot, "a-fingerprint-of-the-usual-length-0123456789abcdef");
   return *ports().files.read(storeFilePath().value());
 }
 
@@ -47,7 +47,8 @@ BENCHMARK(StoreFile_baseline_plain_atomic_replace)->UseRealTime();
 void StoreFile_write(benchmark::State& state) {
   storedBytes();
   std::uint64_t round = 0;  // What is there already is not written again.
-  for (auto _ : state) dfp_store_write(kSlot, "a-fingerprint-" + std::to_string(++round));
+  for (auto _ : state)
+    std::ignore = dfp_store_write(kSlot, "a-fingerprint-" + std::to_string(++round));
   if (!dfp_store_read(kSlot)) state.SkipWithError("nothing is stored");
 }
 BENCHMARK(StoreFile_write)->UseRealTime();

@@ -1,5 +1,3 @@
-#include <ZORFingerPrint/ZORFingerPrint.h>
-
 #include <cmath>
 #include <cstdio>
 #include <ctime>
@@ -32,12 +30,28 @@ std::string shownSeconds(const std::optional<double>& seconds) {
 
 // A time that is not finite is printed as null.
 ZORValue asJson(const CacheState& state) {
+  const Status& status = state.status;
   return ZORValue::dictionary({{"present", state.fingerprintPresent},
                                {"valid", state.fingerprintPresent && !state.expired},
+                               {"validUntil", ZORValue::orNull(endOfValidity(state.times))},
                                {"expiry", ZORValue::orNull(state.times.expiry)},
                                {"lifetime", ZORValue::orNull(state.times.lifetime)},
                                {"storedAt", ZORValue::orNull(state.times.storedAt)},
-                               {"storeFile", ZORValue::orNull(state.storeFilePath)}});
+                               {"storeFile", ZORValue::orNull(state.storeFilePath)},
+                               {"error", status.isSuccess() ? ZORValue() : status.sentence()}});
+}
+
+void printForPeople(const CacheState& state) {
+  const std::string verdict = !state.fingerprintPresent ? "none"
+                              : state.expired           ? "expired"
+                                                        : "valid";
+  // The lifetime, where there is one, wins over the expiry that the service named.
+  printTable({{"fingerprint", verdict},
+              {"valid until", shownTime(endOfValidity(state.times))},
+              {"stored at", shownTime(state.times.storedAt)},
+              {"lifetime", shownSeconds(state.times.lifetime)},
+              {"expiry given", shownTime(state.times.expiry)},
+              {"store file", shown(state.storeFilePath.value_or("-"))}});
 }
 
 }  // namespace
@@ -46,24 +60,19 @@ int runCacheShow(bool json) {
   const CacheState state = cacheState();
   if (json) {
     printJson(asJson(state));
-    return kDone;
+  } else {
+    printForPeople(state);
   }
-  const std::string verdict = !state.fingerprintPresent ? "none"
-                              : state.expired           ? "expired"
-                                                        : "valid";
-  printTable({{"fingerprint", verdict},
-              {"stored at", shownTime(state.times.storedAt)},
-              {"lifetime", shownSeconds(state.times.lifetime)},
-              {"expires at", shownTime(state.times.expiry)},
-              {"store file", shown(state.storeFilePath.value_or("-"))}});
-  return kDone;
+  if (state.status.isSuccess()) return kDone;
+  printDiagnostic("The cache cannot be read now: " + state.status.sentence() + ".");
+  return kFailed;
 }
 
 int runCacheClear() {
-  ZORFingerPrint::sharedInstance()->clearFingerprintCache();
-  const bool cleared = !cacheState().fingerprintPresent;
-  if (!cleared) printDiagnostic("The cached fingerprint could not be dropped.");
-  return cleared ? kDone : kFailed;
+  const Status status = clear_dfp_cache();
+  if (status.isSuccess()) return kDone;
+  printDiagnostic("The cached fingerprint could not be cleared: " + status.sentence() + ".");
+  return kFailed;
 }
 
 }  // namespace zor::cli

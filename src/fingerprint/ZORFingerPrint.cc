@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -10,7 +11,7 @@
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
 #include "pingback/ZORSecPingbackStore.h"
-#include "platform/log.h"
+#include "platform/lock_wait.h"
 #include "platform/ports.h"
 #include "store/dfp_cache.h"
 #include "store/installation_identifier.h"
@@ -72,11 +73,16 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
     bool startRequest = false;  // This caller is the one to start the request.
   };
 
-  // Queues `callback` for the end of the request when the cache is expired.
-  Look lookAtCache(const ZORFingerprintCallback& callback) ZOR_EXCLUDES(mutext);
+  // Queues `callback` for the end of the request when the cache is expired. A caller who finds a
+  // fingerprint or a request in flight waits for no file.
+  Look lookAtCacheOrJoin(const ZORFingerprintCallback& callback) ZOR_EXCLUDES(mutext);
+
+  // Called by the one caller that was told to start a request, with no lock held. The fingerprint
+  // that was stored meanwhile, which makes a request unnecessary; else "".
+  std::string startRequest() ZOR_EXCLUDES(mutext);
 
   // Selector: requestFingerprint
-  // Starts the request; called by the one caller that was told to, with no lock held.
+  // Collects the report and sends it.
   void requestFingerprint() ZOR_EXCLUDES(mutext);
 
   // Selector: requestComplete:error:fingerprint:
@@ -85,7 +91,7 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
                        const std::string& fingerprint) ZOR_EXCLUDES(mutext);
 
   // Selector: setFingerprint:
-  void setFingerprint(const ZORValue& data) ZOR_EXCLUDES(mutext);
+  static void setFingerprint(const ZORValue& data);
 
  private:
   class InstanceRegistry;
@@ -94,8 +100,8 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
   void finish(const FingerprintOutcome& outcome);
   void startAfreshInChild() ZOR_RELEASE(mutext);
 
-  // Guards what is marked so and each look at the cache. Taken before the store mutex, never after.
-  // Not held while a request is started, a callback runs or a log line is sent.
+  // Guards what is marked so. Held for that alone: not while the cache is read or written, a
+  // request is started, a callback runs or a log line is sent.
   Mutex mutext ZOR_ACQUIRED_BEFORE(initPthreadMutex());
   std::vector<ZORFingerprintCallback> _requestCallbacks ZOR_GUARDED_BY(mutext);
   const std::shared_ptr<ZORDing> _httpAdapter = ZORDing::create();
@@ -152,19 +158,34 @@ ZORFingerPrint::Implementation::Implementation() { InstanceRegistry::shared().ad
 
 ZORFingerPrint::Implementation::~Implementation() { InstanceRegistry::shared().remove(*this); }
 
-ZORFingerPrint::Implementation::Look ZORFingerPrint::Implementation::lookAtCache(
+ZORFingerPrint::Implementation::Look ZORFingerPrint::Implementation::lookAtCacheOrJoin(
     const ZORFingerprintCallback& callback) {
-  const LogDeferral lines;
+  const CacheLook cache = lookAtCache();
+  if (!cache.expired) {
+    if (!cache.fingerprint && cache.status.isSuccess()) std::ignore = clearCacheSeen(cache);
+    // Deliberate: valid times without a fingerprint are a success with "".
+    return {cache.fingerprint.value_or(""), false, false};
+  }
   const MutexLock lock(mutext);
-  const auto cached = cachedFingerprint();
-  const bool expired = is_dfp_expired();
-  if (!cached) clear_dfp_cache();
-  // Deliberate: valid times without a fingerprint are a success with "".
-  if (!expired) return {cached.value_or(""), false, false};
-
-  clear_dfp_cache();
   if (callback) _requestCallbacks.push_back(callback);
   return {"", true, !std::exchange(_isExcuting, true)};
+}
+
+std::string ZORFingerPrint::Implementation::startRequest() {
+  try {
+    // A request that ended after this caller's first look has left its fingerprint. From now on
+    // none ends before this one.
+    CacheLook cache = lookAtCache();
+    if (!cache.expired) {
+      std::string fingerprint = cache.fingerprint.value_or("");
+      requestComplete(true, {}, fingerprint);
+      return fingerprint;
+    }
+    if (cache.status.isSuccess()) std::ignore = clearCacheSeen(cache);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the request brings what is missing.
+  }
+  requestFingerprint();
+  return {};
 }
 
 void ZORFingerPrint::Implementation::requestFingerprint() {
@@ -198,10 +219,6 @@ void ZORFingerPrint::Implementation::finish(const FingerprintOutcome& outcome) {
 }
 
 void ZORFingerPrint::Implementation::setFingerprint(const ZORValue& data) {
-  const LogDeferral lines;
-  // Between the look of a caller who finds the cache expired and the clearing that follows it, a
-  // fingerprint stored here would be lost.
-  const MutexLock lock(mutext);
   storeFingerprint(data);
 }
 
@@ -242,19 +259,27 @@ ZORFingerPrint::~ZORFingerPrint() = default;
 void ZORFingerPrint::setWithConfig(const ZORConfig& config) {
   const auto& path = config.storePath();
   if (!path || path->empty()) return;
-  ports().defaults.setObject(literals::kStorePathDefaultsKey.str(), *path);
+  const LockWaitBudget budget;
+  // What cannot be kept holds for this process, and is logged.
+  std::ignore = ports().defaults.setObject(literals::kStorePathDefaultsKey.str(), *path);
 }
 
 std::string ZORFingerPrint::PLATFORM() { return ZORDataCollector_mac::PLATFORM(); }
 
 std::string ZORFingerPrint::VERSION() { return ZORDataCollector_mac::VERSION(); }
 
-std::string ZORFingerPrint::identifier() { return installationIdentifier(); }
+std::string ZORFingerPrint::identifier() {
+  const LockWaitBudget budget;
+  return installationIdentifier();
+}
 
 std::string ZORFingerPrint::getFingerprint(const ZORFingerprintCallback& callback) try {
-  auto look = _implementation->lookAtCache(callback);
-  if (look.startRequest) _implementation->requestFingerprint();
-  if (!look.expired) tell(callback, true, {}, look.fingerprint);
+  const LockWaitBudget budget;
+  // A callback may clear the variable of the host that holds it.
+  const ZORFingerprintCallback retained = callback;
+  auto look = _implementation->lookAtCacheOrJoin(retained);
+  if (look.startRequest) look.fingerprint = _implementation->startRequest();
+  if (!look.expired) tell(retained, true, {}, look.fingerprint);
   callIgnoringExceptions([] { GetPingbackStore()->checkIfNeedUpload(); });
   return std::move(look.fingerprint);
 } catch (...) {  // Memory ran out before the callback was queued.
@@ -263,13 +288,15 @@ std::string ZORFingerPrint::getFingerprint(const ZORFingerprintCallback& callbac
 }
 
 std::optional<std::string> ZORFingerPrint::getEnvInfo() try {
+  const LockWaitBudget budget;
   return environmentReport();
 } catch (...) {
   return std::nullopt;
 }
 
 void ZORFingerPrint::clearFingerprintCache() try {
-  clear_dfp_cache();
+  const LockWaitBudget budget;
+  std::ignore = clear_dfp_cache();
 } catch (...) {  // NOLINT(bugprone-empty-catch): nothing is thrown across the interface.
 }
 

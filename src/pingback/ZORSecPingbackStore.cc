@@ -51,19 +51,14 @@ std::string uploadTimeKey() {
   return literals::kPingbackUploadTimeKeyStart.str() + literals::kPingbackUploadTimeKeyEnd.str();
 }
 
-double lastUploadTime() {
-  const auto stored = ports().defaults.objectForKey(uploadTimeKey());
-  if (!stored) return 0;
+// Seconds since 1970; 0: never.
+Reading<double> lastUploadTime() {
+  const auto kept = ports().defaults.read({uploadTimeKey()});
+  if (!kept) return kept.status();
+  const auto& stored = kept->front();
+  if (!stored) return 0.0;
   if (const auto number = stored->number()) return *number;
-  return stored->text() != nullptr ? doubleValue(*stored->text()) : 0;
-}
-
-void storeUploadTime(const std::string& time) {
-  if (time.empty()) {
-    ports().defaults.removeObject(uploadTimeKey());
-  } else {
-    ports().defaults.setObject(uploadTimeKey(), time);
-  }
+  return stored->text() != nullptr ? doubleValue(*stored->text()) : 0.0;
 }
 
 URLRequest uploadRequest(const std::string& text) {
@@ -216,11 +211,12 @@ std::uint64_t ZORSecPingbackStore::fileSize() {
 }
 
 bool ZORSecPingbackStore::checkIfNeedUpload(const PingbackUploadCompletion& completion) {
+  const auto lastUpload = lastUploadTime();
   const double now = ports().clock.secondsSince1970();
-  if (!isPingbackUploadDue(now, lastUploadTime())) return false;
+  if (!lastUpload || !isPingbackUploadDue(now, *lastUpload)) return false;
   // Deliberate: the time is recorded before anything is sent. An upload that is never answered, and
-  // an empty file, wait a day too.
-  storeUploadTime(shortestDecimal(now));
+  // an empty file, wait a day too. What cannot be kept holds for this process.
+  std::ignore = ports().defaults.setObject(uploadTimeKey(), shortestDecimal(now));
   // Not on the caller's thread: writes that are queued before may wait for another process.
   _file_io.addOperation([this, completion] { startUpload(completion); });
   return true;
@@ -261,8 +257,8 @@ void ZORSecPingbackStore::finishUpload(std::size_t utf16Units, const std::option
   ZORSecPingback::sendWithError(kUploadErrorClass, literals::kPingbackTypeUploadFailed.str(),
                                 description);
   // The key of the last upload's time: the next call tries again.
-  ports().defaults.removeObject(literals::kPingbackFailureKeyStart.str() +
-                                literals::kPingbackFailureKeyEnd.str());
+  std::ignore = ports().defaults.removeObject(literals::kPingbackFailureKeyStart.str() +
+                                              literals::kPingbackFailureKeyEnd.str());
 }
 
 void ZORSecPingback::send() const { pingback(*this); }

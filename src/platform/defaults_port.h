@@ -6,21 +6,43 @@
 
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "support/status.h"
 
 namespace zor {
 
-// Callable from any thread and from several processes at once: a change replaces one value and
-// loses no other writer's. A change that cannot be kept on disk is logged and holds for this
-// process. Nothing is thrown.
+// Callable from any thread and from several processes at once: a change replaces the values it
+// names and loses no other writer's. Nothing is thrown.
 class DefaultsPort {
  public:
+  struct Change {
+    std::string key;
+    std::optional<ZORValue> value;  // Absent: removed.
+  };
+  // One for each key that was asked for, in the same order.
+  using Values = std::vector<std::optional<ZORValue>>;
+
   virtual ~DefaultsPort() = default;
 
-  // A text, a number, a date, a dictionary of such values, or one of the other kinds that a
-  // platform keeps. nullopt: nothing is stored, or a kind that it does not keep.
-  virtual std::optional<ZORValue> objectForKey(const std::string& key) = 0;
-  virtual void setObject(const std::string& key, const ZORValue& value) = 0;
-  virtual void removeObject(const std::string& key) = 0;
+  // The values under `keys`, all of one moment. Each is a text, a number, a date, a dictionary of
+  // such values, or one of the other kinds that a platform keeps; absent: nothing is stored, or a
+  // kind that it does not keep.
+  virtual Reading<Values> read(const std::vector<std::string>& keys) = 0;
+
+  // Makes all of `changes` in one step: another process sees all of them or none. Success: they are
+  // kept on disk. A failure is logged, and the changes hold for this process.
+  virtual Status change(const std::vector<Change>& changes) = 0;
+
+  // Removes the values under `keys`, in one step as change() does, if they are still `seen`, which
+  // read() gave for the same keys. What somebody has stored since then stays.
+  virtual Status removeIfStill(const std::vector<std::string>& keys, const Values& seen) = 0;
+
+  // The value under one key; nullopt also where the defaults cannot be read now.
+  std::optional<ZORValue> objectForKey(const std::string& key);
+  // change() of one value.
+  Status setObject(const std::string& key, const ZORValue& value);
+  Status removeObject(const std::string& key);
 };
 
 }  // namespace zor

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <limits>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 #include "literals/literals.h"
 #include "platform/ports.h"
@@ -13,29 +15,44 @@
 namespace zor {
 namespace {
 
-std::optional<ZORValue> defaultsValue(std::string_view slotPiece) {
-  return ports().defaults.objectForKey(dfp_slot_key(slotPiece));
-}
+// Where each value stands in cacheKeys().
+enum CacheKey : std::size_t { kFingerprint, kExpiry, kLifetime, kStoredAt };
 
 // Numbers and numeric texts alike; nullopt for other kinds.
-std::optional<double> timeUnder(std::string_view slotPiece) {
-  const auto value = defaultsValue(slotPiece);
+std::optional<double> timeOf(const std::optional<ZORValue>& value) {
   if (!value) return std::nullopt;
   if (const auto number = value->number()) return number;
   if (value->text() != nullptr) return doubleValue(*value->text());
   return std::nullopt;
 }
 
-// As timeUnder; an empty text is no time either.
-std::optional<double> givenTimeUnder(std::string_view slotPiece) {
-  const auto value = defaultsValue(slotPiece);
+// As timeOf; an empty text is no time either.
+std::optional<double> givenTimeOf(const std::optional<ZORValue>& value) {
   if (value && value->text() != nullptr && value->text()->empty()) return std::nullopt;
-  return timeUnder(slotPiece);
+  return timeOf(value);
 }
 
-CacheTimes keptTimes() {
-  return {timeUnder(literals::kExpirySlot.view()), givenTimeUnder(literals::kLifetimeSlot.view()),
-          givenTimeUnder(literals::kStoredAtSlot.view())};
+// The four values and their times; the fingerprint as far as the defaults hold it.
+CacheLook lookAtDefaults() {
+  CacheLook look;
+  auto values = ports().defaults.read(cacheKeys());
+  look.status = values.status();
+  if (!values) return look;
+  look.values = std::move(*values);
+  look.times = {timeOf(look.values[kExpiry]), givenTimeOf(look.values[kLifetime]),
+                givenTimeOf(look.values[kStoredAt])};
+  // Only now: a time stored by another process after this is read would lie in the future.
+  look.expired = isExpired(look.times, ports().clock.secondsSince1970());
+  const auto& kept = look.values[kFingerprint];
+  if (kept && kept->text() != nullptr && !kept->text()->empty()) look.fingerprint = *kept->text();
+  return look;
+}
+
+void addFromStoreFile(CacheLook& look) {
+  if (look.fingerprint) return;
+  const auto inFile = dfp_store_read(cacheKeys()[kFingerprint]);
+  if (inFile && !inFile->empty()) look.fingerprint = *inFile;
+  if (inFile.isUnreadable()) look.status = inFile.status();
 }
 
 // Toward zero, to the nearest limit beyond the range, 0 for not-a-number.
@@ -56,10 +73,6 @@ std::int64_t integerOf(const ZORValue& value) {
   return value.text() != nullptr ? longLongValue(*value.text()) : 0;
 }
 
-void keepTime(std::string_view slotPiece, double seconds) {
-  dfp_defaults_set(dfp_slot_key(slotPiece), shortestDecimal(seconds));
-}
-
 }  // namespace
 
 bool isExpired(const CacheTimes& times, double now) {
@@ -71,36 +84,63 @@ bool isExpired(const CacheTimes& times, double now) {
   return !(now <= *times.expiry);
 }
 
-CacheState cacheState() {
-  return {cachedFingerprint().has_value(), is_dfp_expired(), keptTimes(), storeFilePath()};
+std::optional<double> endOfValidity(const CacheTimes& times) {
+  if (!times.expiry) return std::nullopt;
+  const bool byLifetime = times.lifetime && times.storedAt;
+  const double end = byLifetime ? *times.lifetime + *times.storedAt : *times.expiry;
+  return std::isnan(end) ? std::nullopt : std::optional(end);
 }
 
-void dfp_defaults_set(const std::string& slotKey, const std::optional<std::string>& value) {
-  if (value && !value->empty()) {
-    ports().defaults.setObject(slotKey, *value);
-  } else {
-    ports().defaults.removeObject(slotKey);
-  }
+const std::vector<std::string>& cacheKeys() {
+  static const auto& keys = *new std::vector<std::string>{
+      dfp_slot_key(literals::kFingerprintSlot.view()), dfp_slot_key(literals::kExpirySlot.view()),
+      dfp_slot_key(literals::kLifetimeSlot.view()), dfp_slot_key(literals::kStoredAtSlot.view())};
+  return keys;
+}
+
+CacheState cacheState() {
+  CacheLook look = lookAtDefaults();
+  addFromStoreFile(look);
+  return {look.fingerprint.has_value(), look.expired, look.times, storeFilePath(), look.status};
+}
+
+Status dfp_defaults_set(const std::string& slotKey, const std::optional<std::string>& value) {
+  if (value && !value->empty()) return ports().defaults.setObject(slotKey, *value);
+  return ports().defaults.removeObject(slotKey);
+}
+
+CacheLook lookAtCache() {
+  CacheLook look = lookAtDefaults();
+  if (!look.expired) addFromStoreFile(look);
+  return look;
 }
 
 std::optional<std::string> cachedFingerprint() {
-  const auto inDefaults = defaultsValue(literals::kFingerprintSlot.view());
-  if (inDefaults && inDefaults->text() != nullptr && !inDefaults->text()->empty()) {
-    return *inDefaults->text();
-  }
-  const auto inFile = dfp_store_read(dfp_slot_key(literals::kFingerprintSlot.view()));
-  return inFile && !inFile->empty() ? inFile : std::nullopt;
+  CacheLook look = lookAtDefaults();
+  addFromStoreFile(look);
+  return look.fingerprint;
 }
 
-bool is_dfp_expired() { return isExpired(keptTimes(), ports().clock.secondsSince1970()); }
+bool is_dfp_expired() { return lookAtDefaults().expired; }
 
-void clear_dfp_cache() {
-  dfp_store_write(dfp_slot_key(literals::kFingerprintSlot.view()), std::nullopt);
-  for (const std::string_view slotPiece :
-       {literals::kFingerprintSlot.view(), literals::kExpirySlot.view(),
-        literals::kLifetimeSlot.view(), literals::kStoredAtSlot.view()}) {
-    ports().defaults.removeObject(dfp_slot_key(slotPiece));
-  }
+Status clearCacheSeen(const CacheLook& look) {
+  if (look.values.empty()) return look.status;
+  const std::string& slotKey = cacheKeys()[kFingerprint];
+  const auto inFile = dfp_store_read(slotKey);
+  // What does not mirror the defaults is being stored by somebody.
+  const bool isMirror = !look.fingerprint || !inFile || *inFile == *look.fingerprint;
+  Status status = isMirror ? dfp_store_forget(slotKey, inFile.content()) : Status();
+  const Status inDefaults = ports().defaults.removeIfStill(cacheKeys(), look.values);
+  return inDefaults.isSuccess() ? status : inDefaults;
+}
+
+Status clear_dfp_cache() {
+  Status status;
+  if (storeFilePath()) status = dfp_store_write(cacheKeys()[kFingerprint], std::nullopt);
+  std::vector<DefaultsPort::Change> changes;
+  for (const std::string& key : cacheKeys()) changes.push_back({key, std::nullopt});
+  const Status inDefaults = ports().defaults.change(changes);
+  return inDefaults.isSuccess() ? status : inDefaults;
 }
 
 void storeFingerprint(const ZORValue& data) {
@@ -110,12 +150,17 @@ void storeFingerprint(const ZORValue& data) {
   const double now = ports().clock.secondsSince1970();
   const std::int64_t lifetimeSeconds = integerOf(data[literals::kAnswerLifetimeKey.view()]);
 
-  const std::string slotKey = dfp_slot_key(literals::kFingerprintSlot.view());
-  dfp_store_write(slotKey, *fingerprint);
-  dfp_defaults_set(slotKey, *fingerprint);
-  keepTime(literals::kExpirySlot.view(), static_cast<double>(expiryMs) / 1000.0);
-  keepTime(literals::kLifetimeSlot.view(), static_cast<double>(lifetimeSeconds));
-  keepTime(literals::kStoredAtSlot.view(), now);
+  // What cannot be kept is fetched again by the next process.
+  std::ignore = dfp_store_write(cacheKeys()[kFingerprint], *fingerprint);
+  const double times[] = {static_cast<double>(expiryMs) / 1000.0,
+                          static_cast<double>(lifetimeSeconds), now};
+  std::vector<DefaultsPort::Change> changes;
+  changes.push_back({cacheKeys()[kFingerprint], std::nullopt});
+  if (!fingerprint->empty()) changes.front().value = *fingerprint;
+  for (const CacheKey key : {kExpiry, kLifetime, kStoredAt}) {
+    changes.push_back({cacheKeys()[key], shortestDecimal(times[key - kExpiry])});
+  }
+  std::ignore = ports().defaults.change(changes);
 }
 
 }  // namespace zor

@@ -2,6 +2,7 @@
 
 #include <ZORFingerPrint/ZORJsonHelper.h>
 
+#include <functional>
 #include <tuple>
 #include <utility>
 
@@ -38,6 +39,9 @@ ZORValue entriesOf(const Reading<Data>& content) {
   return entries && entries->isDictionary() ? *entries : ZORValue::dictionary();
 }
 
+// Changes the entries of a store file; false: there is nothing to change.
+using Edit = std::function<bool(ZORValue& entries)>;
+
 void createStoreFile(const std::string& path) {
   const Status status = ports().files.createFile(path, {/*hidden=*/true,
                                                         /*excludedFromBackup=*/true});
@@ -67,41 +71,65 @@ std::optional<std::string> storeFilePath() {
   return pathIn(*directory);
 }
 
-std::optional<std::string> dfp_store_read(const std::string& slotKey) {
+Reading<std::string> dfp_store_read(const std::string& slotKey) {
   const LogDeferral lines;
-  const MutexLock lock(initPthreadMutex());
   const auto path = storeFilePath();
-  if (!path || !ports().files.exists(*path)) return std::nullopt;
-  const ZORValue entries = entriesOf(ports().files.read(*path));
+  const MutexLock lock(initPthreadMutex());
+  if (!path) return {};
+  const auto content = ports().files.read(*path);
+  if (content.isUnreadable()) return content.status();
+  const ZORValue entries = entriesOf(content);
   const std::string* text = entries[slotKey].text();
-  return text != nullptr ? std::optional(*text) : std::nullopt;
+  return text != nullptr ? Reading<std::string>(*text) : Reading<std::string>();
 }
 
-void dfp_store_write(const std::string& slotKey, const std::optional<std::string>& value) {
-  const LogDeferral lines;
-  const MutexLock lock(initPthreadMutex());
-  const auto directory = storeDirectory();
-  if (!directory) return;
-  const std::string path = pathIn(*directory);
-  FilePort& files = ports().files;
-  // The folder comes before the look at the file: the lock that keeps other processes away needs
-  // it.
-  if (!files.exists(path)) std::ignore = files.createDirectories(*directory);
-  const auto otherProcessesHeldOff = files.lockBeside(path);
+namespace {
 
+Status editStoreFile(const std::string& path, const Edit& edit) ZOR_REQUIRES(initPthreadMutex()) {
+  FilePort& files = ports().files;
   const auto before = files.read(path);
+  if (before.isUnreadable()) return before.status();
   ZORValue entries = entriesOf(before);
-  if (value) {
-    entries.set(slotKey, *value);
-  } else {
-    entries.erase(slotKey);
-  }
+  if (!edit(entries)) return {};
   const auto sealed = dfp_encrypt_text(zorsec_JSONString(entries));
   if (!files.exists(path)) createStoreFile(path);
-  if (!sealed) return;
+  if (!sealed) return Status::unusable("cannot write " + path, "a value is not valid UTF-8");
   const Data after = utf8Bytes(*sealed);
-  // Nobody is told of a write that fails: the next request brings the fingerprint back.
-  if (!before || *before != after) std::ignore = files.writeAtomically(path, after);
+  return before && *before == after ? Status() : files.writeAtomically(path, after);
+}
+
+Status changeStoreFile(const Edit& edit) {
+  const LogDeferral lines;
+  const auto directory = storeDirectory();
+  if (!directory) return Status::unusable("cannot keep a value", "the user has no home folder");
+  const std::string path = pathIn(*directory);
+  // The folder comes first: the lock that keeps other processes away needs it.
+  if (!ports().files.exists(path)) std::ignore = ports().files.createDirectories(*directory);
+  const auto otherProcessesHeldOff = ports().files.lockBeside(path);
+  const MutexLock lock(initPthreadMutex());
+  return editStoreFile(path, edit);
+}
+
+}  // namespace
+
+Status dfp_store_write(const std::string& slotKey, const std::optional<std::string>& value) {
+  return changeStoreFile([&](ZORValue& entries) {
+    if (value) {
+      entries.set(slotKey, *value);
+    } else {
+      entries.erase(slotKey);
+    }
+    return true;
+  });
+}
+
+Status dfp_store_forget(const std::string& slotKey, const std::optional<std::string>& seen) {
+  return changeStoreFile([&](ZORValue& entries) {
+    const std::string* text = entries[slotKey].text();
+    if (text != nullptr && *text != seen) return false;
+    entries.erase(slotKey);
+    return true;
+  });
 }
 
 }  // namespace zor

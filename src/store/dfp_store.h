@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "support/mutex.h"
+#include "support/status.h"
 
 namespace zor {
 
@@ -16,24 +17,27 @@ namespace zor {
 std::string dfp_slot_key(std::string_view slotPiece);
 
 // The process-wide store mutex, `mutex`, made at the first call. It guards every read-modify-write
-// of the store file. Taken after a facade's `mutext`, never before; no log line is sent and nothing
-// of the host is called under it.
+// of the store file. Nothing is called or waited for under it but the file itself: the lock that
+// holds other processes off is taken before it.
 Mutex& initPthreadMutex();
 
 // Where the store file lies: in the folder that the host chose, else in the library folder.
 // nullopt: the user has neither.
 std::optional<std::string> storeFilePath();
 
-// The text kept under `slotKey`. nullopt: none, a value of another kind, or a file that is missing,
-// unreadable or damaged. Callable from any thread; nothing is thrown.
-std::optional<std::string> dfp_store_read(const std::string& slotKey)
-    ZOR_EXCLUDES(initPthreadMutex());
+// The text kept under `slotKey`. Nothing: no file, a damaged one, no such entry, or a value of
+// another kind. Callable from any thread; nothing is thrown.
+Reading<std::string> dfp_store_read(const std::string& slotKey) ZOR_EXCLUDES(initPthreadMutex());
 
 // Keeps `value` under `slotKey`, or forgets what is there when `value` is absent; other entries
 // stay. A missing file is made, with its folder, in either case. A damaged one counts as empty and
-// is replaced. What cannot be written is dropped without a word. Safe against other processes that
-// write at the same time; callable from any thread; nothing is thrown.
-void dfp_store_write(const std::string& slotKey, const std::optional<std::string>& value)
+// is replaced; one that cannot be read now stays as it is. Success: the file holds the change. Safe
+// against other processes that write at the same time; callable from any thread; nothing is thrown.
+Status dfp_store_write(const std::string& slotKey, const std::optional<std::string>& value)
+    ZOR_EXCLUDES(initPthreadMutex());
+
+// As dfp_store_write() without a value, but what is no longer `seen` stays.
+Status dfp_store_forget(const std::string& slotKey, const std::optional<std::string>& seen)
     ZOR_EXCLUDES(initPthreadMutex());
 
 }  // namespace zor

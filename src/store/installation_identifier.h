@@ -8,14 +8,19 @@
 
 namespace zor {
 
-// The identifier, found at the first call and the same for the rest of the process. Callable from
-// any thread; nothing is thrown.
+// The identifier: the user defaults win, the store file comes next. Only when both hold none is one
+// made, and written to both. Deliberate: what is found in one is not copied to the other.
+//
+// Found at the first call and the same for the rest of the process. Where a place cannot be read
+// now, one is made up for the time being and not kept, and the next call looks again. Callable from
+// any thread; nothing is thrown. A second caller waits for no file that the first one writes.
 std::string installationIdentifier() ZOR_EXCLUDES(initPthreadMutex());
 
-// Looks for the identifier: the user defaults win, the store file comes next. Only when both are
-// empty is one made, and written to both. Deliberate: what is found in one is not copied to the
-// other.
-std::string findInstallationIdentifier() ZOR_EXCLUDES(initPthreadMutex());
+// Whether the identifier that this process gives is on the disk, as far as is known; else why not.
+Status installationIdentifierStatus();
+
+// Has this process forget the identifier, as if it had just started; for tests.
+void forgetInstallationIdentifier();
 
 }  // namespace zor
 

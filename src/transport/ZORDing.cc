@@ -1,6 +1,7 @@
 #include "transport/ZORDing.h"
 
 #include <cstdint>
+#include <tuple>
 #include <utility>
 
 #include "literals/literals.h"
@@ -163,9 +164,9 @@ void ZORDing::saveCloudBackup(const std::optional<Data>& body) {
   const auto document = body ? documentInBackupAnswer(*body) : std::nullopt;
   if (!document) return;
   if (document->empty()) {
-    ports().defaults.removeObject(backupAddressesKey());
+    std::ignore = ports().defaults.removeObject(backupAddressesKey());
   } else {
-    ports().defaults.setObject(backupAddressesKey(), *document);
+    std::ignore = ports().defaults.setObject(backupAddressesKey(), *document);
   }
 }
 

@@ -1,6 +1,7 @@
 #include "udid/_OpenUDID.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <map>
@@ -8,6 +9,7 @@
 #include <optional>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "literals/literals.h"
 #include "platform/log.h"
@@ -23,16 +25,23 @@ namespace {
 constexpr std::size_t kMaxNameBytes = 256;
 
 struct Session {
-  // Guards the cache and makes callers of this process take turns: two first calls at once would
-  // otherwise generate two identifiers. Ports are called under it, nothing of this library else.
-  Mutex mutex;
+  // Makes those who settle the identifier or change what is kept take turns: two first calls at
+  // once would otherwise generate two. Whoever finds the cache filled does not need it. Taken
+  // before `mutex`; the lock that holds other processes off the slots is taken before both.
+  Mutex settling;
+  // Generated while something could not be read; empty: none.
+  std::string madeUpForNow ZOR_GUARDED_BY(settling);
+
+  Mutex mutex;  // Guards what follows. Nothing is called under it.
   // Empty until the first value has been found.
   std::string kOpenUDIDSessionCache ZOR_GUARDED_BY(mutex);
+  Status kept ZOR_GUARDED_BY(mutex);
 };
 
 Session& session() {
   static Session& shared = *[] {
     auto* made = new Session;
+    holdOverFork(ForkRank::sharedIdentifier, made->settling);
     holdOverFork(ForkRank::sharedIdentifier, made->mutex);
     return made;
   }();
@@ -90,14 +99,17 @@ std::string applicationIdentifier() {
   return ports().random.uuidString();
 }
 
-// This application's copy in its defaults.
-std::optional<ZORValue> localDictionary() {
-  auto stored = ports().defaults.objectForKey(literals::kSharedIdentifierKey.str());
-  return stored && stored->isDictionary() ? std::move(stored) : std::nullopt;
+// This application's copy in its defaults; nothing also for an entry that is not a dictionary.
+Reading<ZORValue> localDictionary() {
+  auto stored = ports().defaults.read({literals::kSharedIdentifierKey.str()});
+  if (!stored) return stored.status();
+  auto& value = stored->front();
+  return value && value->isDictionary() ? Reading<ZORValue>(*std::move(value))
+                                        : Reading<ZORValue>();
 }
 
-void storeLocalDictionary(const ZORValue& dictionary) {
-  ports().defaults.setObject(literals::kSharedIdentifierKey.str(), dictionary);
+Status storeLocalDictionary(const ZORValue& dictionary) {
+  return ports().defaults.setObject(literals::kSharedIdentifierKey.str(), dictionary);
 }
 
 ZORDate now() { return {ports().clock.secondsSince1970()}; }
@@ -108,27 +120,48 @@ struct Findings {
   std::optional<std::string> localIdentifier;
   std::optional<std::string> recordedSlot;
   std::optional<ZORDate> optOutDate;  // Present: opted out.
-  std::optional<std::string> freeSlot;
+  std::vector<std::string> freeSlots;
   std::map<std::string, unsigned> slotsPerIdentifier;
+  Status status;  // Not success: something cannot be read now, so that nothing may be kept.
 };
 
 void readLocal(Findings& findings) {
-  findings.local = localDictionary();
-  if (!findings.local) return;
-  findings.localIdentifier = nameForKey(*findings.local, literals::kSharedIdentifierKey.view());
-  findings.recordedSlot = nameForKey(*findings.local, literals::kSharedSlotKey.view());
-  findings.optOutDate = (*findings.local)[literals::kSharedOptOutKey.view()].date();
+  const auto local = localDictionary();
+  findings.status = local.status();
+  if (!local) return;
+  findings.local = *local;
+  findings.localIdentifier = nameForKey(*local, literals::kSharedIdentifierKey.view());
+  findings.recordedSlot = nameForKey(*local, literals::kSharedSlotKey.view());
+  findings.optOutDate = (*local)[literals::kSharedOptOutKey.view()].date();
+}
+
+// A slot that another user made, root for instance, stays closed to this one.
+bool isForeign(const Status& status) {
+  return status.systemError() == EACCES || status.systemError() == EPERM;
+}
+
+Reading<ZORValue> readPasteboard(Pasteboard* pasteboard) {
+  if (pasteboard == nullptr) return {};
+  const auto archived = pasteboard->dataForType(literals::kSharedPasteboardType.str());
+  if (archived.isUnreadable()) return archived.status();
+  if (!archived || archived->size() > kMaxPasteboardBytes) return {};
+  auto dictionary = ports().archive.unarchivedDictionary(*archived);
+  return dictionary ? Reading<ZORValue>(*std::move(dictionary)) : Reading<ZORValue>();
 }
 
 void readSlot(const std::string& name, const std::string& application, Findings& findings) {
-  const auto pasteboard = ports().pasteboards.pasteboardWithName(name);
-  const auto slot = _OpenUDID::_getDictFromPasteboard(pasteboard.get());
+  const auto found = readPasteboard(ports().pasteboards.pasteboardWithName(name).get());
+  if (found.isUnreadable()) {  // Taken, by whomever.
+    if (!isForeign(found.status())) findings.status = found.status();
+    return;
+  }
+  const ZORValue slot = found.content().value_or(ZORValue::dictionary());
   const auto identifier = nameForKey(slot, literals::kSharedIdentifierKey.view());
   if (identifier) ++findings.slotsPerIdentifier[*identifier];
-  if (!identifier && !findings.freeSlot) findings.freeSlot = name;
+  if (!identifier) findings.freeSlots.push_back(name);
   if (slot[literals::kSharedApplicationKey.view()] != application) return;
   findings.recordedSlot = name;
-  // Opted out stays only who is so in the slot as well; nobody is opted out by a slot alone.
+  // An application stays opted out only if its slot says so too. A slot alone opts nobody out.
   if (findings.optOutDate) findings.optOutDate = slot[literals::kSharedOptOutKey.view()].date();
 }
 
@@ -157,8 +190,8 @@ std::optional<std::string> mostFrequent(const std::map<std::string, unsigned>& s
 // Only an application without a slot claims one, or one whose slot is empty again; so later changes
 // of the local dictionary, opting out included, do not reach a slot that is in use.
 bool claimsSlot(const Findings& findings) {
-  return findings.freeSlot &&
-         (!findings.recordedSlot || findings.recordedSlot == findings.freeSlot);
+  return !findings.freeSlots.empty() &&
+         (!findings.recordedSlot || *findings.recordedSlot == findings.freeSlots.front());
 }
 
 ZORValue newLocalDictionary(const std::string& identifier, const std::string& application,
@@ -171,35 +204,55 @@ ZORValue newLocalDictionary(const std::string& identifier, const std::string& ap
        {literals::kSharedTimestampKey.str(), optOutDate ? *optOutDate : now()}});
 }
 
-// Adopts or generates an identifier where the application has none, claims a slot where it may, and
-// keeps both. Returns the identifier.
-std::string settle(Findings findings, const std::string& application) {
-  std::string identifier;
+// The identifier that the findings lead to; absent where one has to be generated.
+std::optional<std::string> identifierIn(const Findings& findings) {
+  return findings.localIdentifier ? findings.localIdentifier
+                                  : mostFrequent(findings.slotsPerIdentifier);
+}
+
+Status writePasteboard(const ZORValue& dictionary, Pasteboard* pasteboard) {
+  constexpr const char* kFailure = "cannot claim a slot";
+  if (pasteboard == nullptr) return Status::unusable(kFailure, "there is no such pasteboard");
+  const auto archived = ports().archive.archivedData(dictionary);
+  if (!archived) return Status::unusable(kFailure, "a text is not valid UTF-8");
+  return pasteboard->setData(*archived, literals::kSharedPasteboardType.str());
+}
+
+// Writes the local dictionary to the first free slot, or the first that this user may write. One
+// that cannot be written for another reason stays free and is claimed at the next look.
+Status claimSlot(Findings& findings) {
+  Status status;
+  for (const std::string& name : findings.freeSlots) {
+    findings.local->set(literals::kSharedSlotKey.view(), name);
+    const auto pasteboard = ports().pasteboards.pasteboardWithName(name);
+    status = writePasteboard(*findings.local, pasteboard.get());
+    if (!isForeign(status)) break;
+  }
+  return status;
+}
+
+// Claims a slot for `identifier` where the application may, and keeps both. Success: the next run
+// finds the identifier, in the slot or in the defaults.
+Status keep(const std::string& identifier, Findings& findings, const std::string& application) {
   bool changed = false;
-  if (findings.localIdentifier) {
-    identifier = *findings.localIdentifier;
-  } else {
-    const auto most = mostFrequent(findings.slotsPerIdentifier);
-    identifier = most ? *most : _OpenUDID::_generateFreshOpenUDID();
-    // Deliberate: a local dictionary that lacks the identifier is left without.
-    if (!findings.local) {
-      findings.local = newLocalDictionary(identifier, application, findings.optOutDate);
-      changed = true;
-    }
+  bool inSlot = false;
+  // Deliberate: a local dictionary that lacks the identifier is left without.
+  if (!findings.local) {
+    findings.local = newLocalDictionary(identifier, application, findings.optOutDate);
+    changed = true;
   }
   if (claimsSlot(findings)) {
-    findings.local->set(literals::kSharedSlotKey.view(), *findings.freeSlot);
+    inSlot = claimSlot(findings).isSuccess();
     changed = true;
-    const auto pasteboard = ports().pasteboards.pasteboardWithName(*findings.freeSlot);
-    _OpenUDID::_setDict(*findings.local, pasteboard.get());
   }
-  if (changed) storeLocalDictionary(*findings.local);
-  return identifier;
+  if (!changed) return {};
+  const Status inDefaults = storeLocalDictionary(*findings.local);
+  return inSlot ? Status() : inDefaults;
 }
 
 // Held by whoever has an identifier to find or a slot to claim, so that applications started
-// together on a new machine do not each generate one. Null where no lock can be had: then the later
-// write wins.
+// together on a new machine do not each generate one. Null where the lock is not free in time: then
+// the later write wins.
 std::unique_ptr<FileLock> lockSlots() {
   const auto directory = ports().files.libraryDirectory();
   if (!directory || !ports().files.createDirectories(*directory).isSuccess()) return nullptr;
@@ -221,27 +274,49 @@ ZORError describeOutcome(const Findings& findings, const std::string& applicatio
   return outcomeError(SharedIdentifierOutcome::consistent, literals::kSharedConsistentText.str());
 }
 
+std::optional<std::string> cachedValue(ZORError* error) {
+  const MutexLock lock(session().mutex);
+  if (session().kOpenUDIDSessionCache.empty()) return std::nullopt;
+  storeOutcome(
+      error, outcomeError(SharedIdentifierOutcome::consistent, literals::kSharedCachedText.str()));
+  return session().kOpenUDIDSessionCache;
+}
+
+void remember(const std::string& value, const Status& kept) {
+  const MutexLock lock(session().mutex);
+  session().kOpenUDIDSessionCache = value;
+  session().kept = kept;
+}
+
+// Decides on the identifier and keeps it, unless something could not be read: then it is not the
+// last word, and the next call looks again.
+std::string settle(Findings findings, const std::string& application, ZORError* error)
+    ZOR_REQUIRES(session().settling) {
+  auto identifier = identifierIn(findings);
+  std::string& madeUp = session().madeUpForNow;
+  if (!identifier) {
+    if (madeUp.empty()) madeUp = _OpenUDID::_generateFreshOpenUDID();
+    identifier = madeUp;
+  }
+  const bool isFinal = findings.status.isSuccess();
+  const Status kept = isFinal ? keep(*identifier, findings, application) : findings.status;
+  storeOutcome(error, describeOutcome(findings, application));
+  const std::string value =
+      findings.optOutDate ? literals::kSharedOptedOutPlaceholder.str() : *identifier;
+  if (isFinal) madeUp.clear();
+  remember(isFinal ? value : "", kept);
+  return value;
+}
+
 std::string findIdentifier(ZORError* error) {
   const std::string application = applicationIdentifier();
   Findings findings = readFindings(application);
-  std::unique_ptr<FileLock> lock;
-  if (!findings.localIdentifier || claimsSlot(findings)) {
-    lock = lockSlots();
-    if (lock) findings = readFindings(application);  // Another process may have been quicker.
-  }
-  const std::string identifier = settle(findings, application);
-  storeOutcome(error, describeOutcome(findings, application));
-  return findings.optOutDate ? literals::kSharedOptedOutPlaceholder.str() : identifier;
-}
-
-std::string valueWithError(Session& state, ZORError* error) ZOR_REQUIRES(state.mutex) {
-  if (state.kOpenUDIDSessionCache.empty()) {
-    state.kOpenUDIDSessionCache = findIdentifier(error);
-  } else {
-    storeOutcome(error, outcomeError(SharedIdentifierOutcome::consistent,
-                                     literals::kSharedCachedText.str()));
-  }
-  return state.kOpenUDIDSessionCache;
+  std::unique_ptr<FileLock> otherProcessesHeldOff;
+  if (!findings.localIdentifier || claimsSlot(findings)) otherProcessesHeldOff = lockSlots();
+  const MutexLock lock(session().settling);
+  if (auto value = cachedValue(error)) return *value;  // Another thread was quicker.
+  if (otherProcessesHeldOff) findings = readFindings(application);
+  return settle(std::move(findings), application, error);
 }
 
 }  // namespace
@@ -249,25 +324,28 @@ std::string valueWithError(Session& state, ZORError* error) ZOR_REQUIRES(state.m
 std::string _OpenUDID::_dfp_value() { return _dfp_valueWithError(nullptr); }
 
 std::string _OpenUDID::_dfp_valueWithError(ZORError* error) {
-  Session& state = session();
   const LogDeferral deferral;
-  const MutexLock lock(state.mutex);
-  return valueWithError(state, error);
+  if (auto value = cachedValue(error)) return *value;
+  return findIdentifier(error);
 }
 
 void _OpenUDID::_dfp_setOptOut(bool optOut) {
-  Session& state = session();
   const LogDeferral deferral;
-  const MutexLock lock(state.mutex);
-  std::ignore = valueWithError(state, nullptr);  // So that there is a local dictionary.
-  ZORValue local = localDictionary().value_or(ZORValue::dictionary());
+  std::ignore = _dfp_value();  // So that there is a local dictionary.
+  const MutexLock lock(session().settling);
+  const auto found = localDictionary();
+  ZORValue local = found.content().value_or(ZORValue::dictionary());
   if (optOut) {
     local.set(literals::kSharedOptOutKey.view(), now());
   } else {
     local.erase(literals::kSharedOptOutKey.view());
   }
-  storeLocalDictionary(local);
-  state.kOpenUDIDSessionCache.clear();
+  remember("", found.isUnreadable() ? found.status() : storeLocalDictionary(local));
+}
+
+Status _OpenUDID::statusOfKeeping() {
+  const MutexLock lock(session().mutex);
+  return session().kept;
 }
 
 std::string _OpenUDID::_generateFreshOpenUDID() {
@@ -283,18 +361,11 @@ std::string _OpenUDID::_generateFreshOpenUDID() {
 }
 
 void _OpenUDID::_setDict(const ZORValue& dictionary, Pasteboard* pasteboard) {
-  if (pasteboard == nullptr) return;
-  const auto archived = ports().archive.archivedData(dictionary);
-  if (!archived) return;
-  // A slot that cannot be written stays free and is claimed at the next look.
-  std::ignore = pasteboard->setData(*archived, literals::kSharedPasteboardType.str());
+  std::ignore = writePasteboard(dictionary, pasteboard);
 }
 
 ZORValue _OpenUDID::_getDictFromPasteboard(Pasteboard* pasteboard) {
-  if (pasteboard == nullptr) return ZORValue::dictionary();
-  const auto archived = pasteboard->dataForType(literals::kSharedPasteboardType.str());
-  if (!archived || archived->size() > kMaxPasteboardBytes) return ZORValue::dictionary();
-  return ports().archive.unarchivedDictionary(*archived).value_or(ZORValue::dictionary());
+  return readPasteboard(pasteboard).content().value_or(ZORValue::dictionary());
 }
 
 }  // namespace zor

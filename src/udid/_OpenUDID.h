@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/pasteboard_port.h"
+#include "support/status.h"
 
 namespace zor {
 
@@ -24,7 +25,10 @@ enum class SharedIdentifierOutcome : std::int64_t {
 // Keeps the identifier in the user's named pasteboards, one slot an application, and a copy in the
 // application's own defaults. What most slots hold is adopted by an application that has none.
 //
-// Threads: every member is callable from any; a mutex makes concurrent calls take turns. Processes
+// Not readable now: while a slot or the defaults cannot be read, nothing is kept or claimed, and
+// the next call looks again. A slot that another user has closed to this one is merely passed over.
+//
+// Threads: every member is callable from any; those that find the cache empty take turns. Processes
 // share the slots without a lock, except that those which have something to claim take turns too.
 //
 // The name is given, and reserved by the language; nothing else in the program may use it.
@@ -44,6 +48,9 @@ class _OpenUDID {
   // Opts this application out, or in again; other applications are not touched. The next value is
   // found afresh.
   static void _dfp_setOptOut(bool optOut);
+
+  // How the last call that had something to keep fared. Success: it is on the disk.
+  static Status statusOfKeeping();
 
   // A new identifier.
   static std::string _generateFreshOpenUDID();

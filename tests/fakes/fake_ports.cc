@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <new>
+#include <tuple>
 #include <utility>
 
 #include "literals/literals.h"
@@ -20,10 +21,7 @@ class FakePasteboard final : public Pasteboard {
       : _owner(owner), _name(std::move(name)) {}
 
   Reading<Data> dataForType(const std::string& type) override {
-    const auto unreadable = _owner.unreadable.find(_name);
-    if (unreadable != _owner.unreadable.end()) {
-      return Status::ofSystem("cannot read " + _name, unreadable->second, "the test wants it so");
-    }
+    if (Status status = statusIn(_owner.unreadable); !status.isSuccess()) return status;
     const auto board = _owner.boards.find(_name);
     if (board == _owner.boards.end()) return {};
     const auto found = board->second.find(type);
@@ -32,11 +30,18 @@ class FakePasteboard final : public Pasteboard {
   }
 
   Status setData(const Data& data, const std::string& type) override {
+    if (Status status = statusIn(_owner.unwritable); !status.isSuccess()) return status;
     _owner.boards[_name][type] = data;
     return {};
   }
 
  private:
+  Status statusIn(const std::map<std::string, int>& errors) const {
+    const auto found = errors.find(_name);
+    if (found == errors.end()) return {};
+    return Status::ofSystem("cannot use " + _name, found->second, "the test wants it so");
+  }
+
   InMemoryPasteboards& _owner;
   const std::string _name;
 };
@@ -81,22 +86,44 @@ std::optional<ZORValue> FakeBundle::infoValue(const std::string& key) {
   return value != nullptr ? std::optional(*value) : std::nullopt;
 }
 
-std::optional<ZORValue> InMemoryDefaults::objectForKey(const std::string& key) {
+Reading<DefaultsPort::Values> InMemoryDefaults::read(const std::vector<std::string>& keys) {
+  if (unreadable) return Status::ofSystem("cannot read the defaults", EIO, "the test wants it so");
   const MutexLock lock(_mutex);
-  const auto found = _values.find(key);
-  if (found == _values.end()) return std::nullopt;
-  return found->second;
+  Values values;
+  for (const std::string& key : keys) {
+    const auto found = _values.find(key);
+    values.push_back(found != _values.end() ? std::optional(found->second) : std::nullopt);
+  }
+  return values;
+}
+
+Status InMemoryDefaults::change(const std::vector<Change>& changes) {
+  const MutexLock lock(_mutex);
+  for (const auto& [key, value] : changes) {
+    if (value && outOfMemory) throw std::bad_alloc();
+    if (value) {
+      _values.insert_or_assign(key, *value);
+    } else {
+      _values.erase(key);
+    }
+  }
+  return {};
+}
+
+Status InMemoryDefaults::removeIfStill(const std::vector<std::string>& keys, const Values& seen) {
+  const auto now = read(keys);
+  if (!now || *now != seen) return {};
+  const MutexLock lock(_mutex);
+  for (const std::string& key : keys) _values.erase(key);
+  return {};
 }
 
 void InMemoryDefaults::setObject(const std::string& key, const ZORValue& value) {
-  if (outOfMemory) throw std::bad_alloc();
-  const MutexLock lock(_mutex);
-  _values.insert_or_assign(key, value);
+  std::ignore = change({{key, value}});
 }
 
 void InMemoryDefaults::removeObject(const std::string& key) {
-  const MutexLock lock(_mutex);
-  _values.erase(key);
+  std::ignore = change({{key, std::nullopt}});
 }
 
 std::unique_ptr<Pasteboard> InMemoryPasteboards::pasteboardWithName(const std::string& name) {

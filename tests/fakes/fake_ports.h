@@ -103,12 +103,18 @@ class FakeBundle final : public BundlePort {
 
 class InMemoryDefaults final : public DefaultsPort {
  public:
-  std::optional<ZORValue> objectForKey(const std::string& key) override;
-  void setObject(const std::string& key, const ZORValue& value) override;
-  void removeObject(const std::string& key) override;
+  Reading<Values> read(const std::vector<std::string>& keys) override;
+  Status change(const std::vector<Change>& changes) override;
+  Status removeIfStill(const std::vector<std::string>& keys, const Values& seen) override;
 
-  // Every setObject() throws std::bad_alloc.
+  // For tests that put a value in: these cannot fail.
+  void setObject(const std::string& key, const ZORValue& value);
+  void removeObject(const std::string& key);
+
+  // Every change that sets a value throws std::bad_alloc.
   std::atomic<bool> outOfMemory{false};
+  // Nothing can be read now.
+  std::atomic<bool> unreadable{false};
 
  private:
   Mutex _mutex;
@@ -120,8 +126,9 @@ class InMemoryPasteboards final : public PasteboardPort {
   std::unique_ptr<Pasteboard> pasteboardWithName(const std::string& name) override;
   // Names that yield no pasteboard at all.
   std::vector<std::string> missing;
-  // Names of those that cannot be read now, and the system's error.
+  // Names of those that cannot be read or written now, and the system's error.
   std::map<std::string, int> unreadable;
+  std::map<std::string, int> unwritable;
   // Content by name, then by type; a test may put anything in.
   std::map<std::string, std::map<std::string, Data>> boards;
   int looks = 0;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <tuple>
 
 #include "crypto/request_signature.h"
 #include "store/dfp_cache.h"
@@ -127,6 +128,53 @@ TEST_F(FacadeTest, ACallbackThatThrowsTakesNoOtherWithIt) {
   EXPECT_EQ(facade->getFingerprint(throwing), "fp");
 }
 
+TEST_F(FacadeTest, ACallbackMayClearTheVariableThatHoldsIt) {
+  putValid("fp");
+  const std::string large(100, 'x');  // Kept on the heap, where a checker sees it freed.
+  ZORFingerprintCallback once = [this, &once, large](bool, const auto&, const auto& fingerprint) {
+    once = nullptr;
+    outcomes.push_back(fingerprint + large);
+  };
+  facade->getFingerprint(once);
+  EXPECT_EQ(outcomes, std::vector<std::string>{"fp" + large});
+}
+
+// Defaults into which somebody stores a fingerprint right after they were read for the n-th time.
+class DefaultsStoredIntoAfterRead final : public DefaultsPort {
+ public:
+  DefaultsStoredIntoAfterRead(DefaultsPort& real, int read) : _real(real), _readsLeft(read) {}
+
+  Reading<Values> read(const std::vector<std::string>& keys) override {
+    auto values = _real.read(keys);
+    if (keys == cacheKeys() && --_readsLeft == 0) store();
+    return values;
+  }
+  Status change(const std::vector<Change>& changes) override { return _real.change(changes); }
+  Status removeIfStill(const std::vector<std::string>& keys, const Values& seen) override {
+    return _real.removeIfStill(keys, seen);
+  }
+
+ private:
+  static void store() {
+    storeFingerprint(ZORValue::dictionary({{literals::kAnswerFingerprintKey.str(), "stored"},
+                                           {literals::kAnswerLifetimeKey.str(), 100}}));
+  }
+  DefaultsPort& _real;
+  int _readsLeft;
+};
+
+TEST_F(FacadeTest, AFingerprintStoredBetweenALookAndTheClearingIsNotLost) {
+  for (const int read : {1, 2}) {
+    facade->clearFingerprintCache();
+    DefaultsStoredIntoAfterRead defaults(network.machine.defaults, read);
+    const ScopedPorts scope(ports().with(defaults));
+    facade->getFingerprint(noting("a"));
+    ScriptedNetwork::drain();  // The service cannot be reached.
+    EXPECT_EQ(facade->getFingerprint(), "stored") << read;
+  }
+  EXPECT_EQ(outcomes, (std::vector<std::string>{"a stored", "a failed "}));
+}
+
 TEST_F(FacadeTest, AFailureIsReportedAndTheNextCallerTriesAgain) {
   serve(network, refusal());
   ZORFingerprintError given;
@@ -160,7 +208,7 @@ TEST_F(FacadeTest, ValidTimesWithoutAFingerprintAreASuccessWithNothingOnce) {
   putValid("fp");
   const std::string key = dfp_slot_key(literals::kFingerprintSlot.view());
   network.machine.defaults.setObject(key, 12.0);
-  dfp_store_write(key, std::nullopt);
+  std::ignore = dfp_store_write(key, std::nullopt);
   EXPECT_EQ(facade->getFingerprint(noting("a")), "");
   EXPECT_EQ(outcomes, std::vector<std::string>{"a "});
   EXPECT_TRUE(requests().empty());

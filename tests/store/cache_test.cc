@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <tuple>
 
 #include "literals/literals.h"
 #include "store/dfp_cache.h"
@@ -82,13 +83,13 @@ TEST(CacheTest, AnAnswerIsKeptInBothPlacesWithItsTimesAsText) {
   FakeMachine machine;
   machine.clock.set(1700000000.25);
   storeFingerprint(answerData("fp-1", 1700000086400500, "86400 s"));
-  EXPECT_EQ(dfp_store_read(fingerprintKey()), "fp-1");
+  EXPECT_EQ(dfp_store_read(fingerprintKey()).content(), "fp-1");
   EXPECT_EQ(machine.defaults.objectForKey(fingerprintKey()), "fp-1");
   EXPECT_EQ(machine.defaults.objectForKey(expiryKey()), "1700000086400.5");
   EXPECT_EQ(machine.defaults.objectForKey(lifetimeKey()), "86400");
   EXPECT_EQ(machine.defaults.objectForKey(storedAtKey()), "1700000000.25");
 
-  clear_dfp_cache();
+  std::ignore = clear_dfp_cache();
   EXPECT_EQ(cachedFingerprint(), std::nullopt);
   for (const auto& key : {fingerprintKey(), expiryKey(), lifetimeKey(), storedAtKey()}) {
     EXPECT_EQ(machine.defaults.objectForKey(key), std::nullopt);
@@ -105,7 +106,7 @@ TEST(CacheTest, OnlyATextIsAFingerprint) {
 
   machine.defaults.setObject(fingerprintKey(), 17.0);
   EXPECT_EQ(cachedFingerprint(), std::nullopt);
-  dfp_store_write(fingerprintKey(), "from the file");
+  std::ignore = dfp_store_write(fingerprintKey(), "from the file");
   EXPECT_EQ(cachedFingerprint(), "from the file");
   machine.defaults.setObject(fingerprintKey(), "from the defaults");
   EXPECT_EQ(cachedFingerprint(), "from the defaults");

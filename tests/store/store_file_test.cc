@@ -15,6 +15,7 @@
 #include "store/installation_identifier.h"
 #include "support/text.h"
 #include "tests/fakes/fake_ports.h"
+#include "tests/fakes/temporary_folder.h"
 
 namespace zor {
 namespace {
@@ -29,18 +30,22 @@ class StoreFileTest : public ::testing::Test {
     std::ofstream(path(), std::ios::binary) << content;
   }
   static std::string path() { return storeFilePath().value(); }
+  static std::string identifierOfNewProcess() {
+    forgetInstallationIdentifier();
+    return installationIdentifier();
+  }
 
   FakeMachine machine;
 };
 
 TEST_F(StoreFileTest, ValuesOfOtherSlotsStayWhenOneIsWrittenOrForgotten) {
-  EXPECT_EQ(dfp_store_read("a"), std::nullopt);
+  EXPECT_EQ(dfp_store_read("a").content(), std::nullopt);
   EXPECT_FALSE(machine.files.exists(path()));
-  dfp_store_write("a", "1");
-  dfp_store_write("b", "ü\n");
-  dfp_store_write("a", std::nullopt);
-  EXPECT_EQ(dfp_store_read("a"), std::nullopt);
-  EXPECT_EQ(dfp_store_read("b"), "ü\n");
+  std::ignore = dfp_store_write("a", "1");
+  std::ignore = dfp_store_write("b", "ü\n");
+  std::ignore = dfp_store_write("a", std::nullopt);
+  EXPECT_EQ(dfp_store_read("a").content(), std::nullopt);
+  EXPECT_EQ(dfp_store_read("b").content(), "ü\n");
   EXPECT_EQ(machine.log.lines(),
             std::vector<std::string>{formatText(literals::kStoreCreatedLogFormat.view(), {"1"})});
 }
@@ -58,14 +63,14 @@ TEST_F(StoreFileTest, ADamagedFileReadsAsEmptyAndIsReplacedByTheNextWrite) {
                                  std::string(17 << 20, 'A')};
   for (const std::string& content : damaged) {
     putFile(content);
-    EXPECT_EQ(dfp_store_read("a"), std::nullopt) << content.substr(0, 80);
-    dfp_store_write("b", "2");
-    EXPECT_EQ(dfp_store_read("a"), std::nullopt);
-    EXPECT_EQ(dfp_store_read("b"), "2") << content.substr(0, 80);
+    EXPECT_EQ(dfp_store_read("a").content(), std::nullopt) << content.substr(0, 80);
+    std::ignore = dfp_store_write("b", "2");
+    EXPECT_EQ(dfp_store_read("a").content(), std::nullopt);
+    EXPECT_EQ(dfp_store_read("b").content(), "2") << content.substr(0, 80);
   }
   putFile(sealed);
-  EXPECT_EQ(dfp_store_read("n"), std::nullopt);  // No text.
-  EXPECT_EQ(dfp_store_read("a"), "1");
+  EXPECT_EQ(dfp_store_read("n").content(), std::nullopt);  // No text.
+  EXPECT_EQ(dfp_store_read("a").content(), "1");
 }
 
 TEST_F(StoreFileTest, AnUnchangedDictionaryIsNotWrittenAgain) {
@@ -74,27 +79,27 @@ TEST_F(StoreFileTest, AnUnchangedDictionaryIsNotWrittenAgain) {
     EXPECT_EQ(::stat(path().c_str(), &status), 0);
     return status.st_ino;
   };
-  dfp_store_write("a", "1");
+  std::ignore = dfp_store_write("a", "1");
   const auto before = inode();
-  dfp_store_write("a", "1");
-  dfp_store_write("none", std::nullopt);
+  std::ignore = dfp_store_write("a", "1");
+  std::ignore = dfp_store_write("none", std::nullopt);
   EXPECT_EQ(inode(), before);
 }
 
 TEST_F(StoreFileTest, AFolderThatCannotBeMadeLosesTheValueAndNothingElse) {
   std::ignore = machine.files.createDirectories(machine.root);
   std::ofstream(machine.root + "/library") << "in the way";
-  dfp_store_write("a", "1");
-  EXPECT_EQ(dfp_store_read("a"), std::nullopt);
+  std::ignore = dfp_store_write("a", "1");
+  EXPECT_EQ(dfp_store_read("a").content(), std::nullopt);
   EXPECT_EQ(machine.log.lines(),
             std::vector<std::string>{formatText(literals::kStoreCreatedLogFormat.view(), {"0"})});
 }
 
 TEST_F(StoreFileTest, AFullDiskKeepsWhatWasThere) {
-  dfp_store_write("a", "1");
+  std::ignore = dfp_store_write("a", "1");
   machine.files.diskFull = true;
-  dfp_store_write("a", "2");
-  EXPECT_EQ(dfp_store_read("a"), "1");
+  std::ignore = dfp_store_write("a", "2");
+  EXPECT_EQ(dfp_store_read("a").content(), "1");
 }
 
 TEST_F(StoreFileTest, TheHostsFolderReplacesTheDefaultOneWhenItIsAText) {
@@ -103,7 +108,7 @@ TEST_F(StoreFileTest, TheHostsFolderReplacesTheDefaultOneWhenItIsAText) {
   machine.defaults.setObject(key, 5.0);
   EXPECT_EQ(path(), standard);
   machine.defaults.setObject(key, machine.root + "/chosen/deep");
-  dfp_store_write("a", "1");
+  std::ignore = dfp_store_write("a", "1");
   EXPECT_TRUE(
       machine.files.exists(machine.root + "/chosen/deep/" + literals::kStoreFileName.str()));
   EXPECT_FALSE(machine.files.exists(standard));
@@ -112,38 +117,61 @@ TEST_F(StoreFileTest, TheHostsFolderReplacesTheDefaultOneWhenItIsAText) {
 TEST_F(StoreFileTest, ProcessesThatWriteAtOnceLoseNoValueOfEachOther) {
   constexpr int kProcesses = 4;
   constexpr int kValues = 12;
-  dfp_store_write("first", "1");
+  std::ignore = dfp_store_write("first", "1");
   for (int process = 0; process < kProcesses; ++process) {
     if (::fork() != 0) continue;
     const LockWaitBudget patience{std::chrono::minutes(1)};
     for (int value = 0; value < kValues; ++value) {
-      dfp_store_write(std::to_string(process) + "-" + std::to_string(value), "x");
+      std::ignore = dfp_store_write(std::to_string(process) + "-" + std::to_string(value), "x");
     }
     ::_exit(0);
   }
   for (int process = 0; process < kProcesses; ++process) ::wait(nullptr);
   for (int process = 0; process < kProcesses; ++process) {
     for (int value = 0; value < kValues; ++value) {
-      EXPECT_EQ(dfp_store_read(std::to_string(process) + "-" + std::to_string(value)), "x");
+      EXPECT_EQ(dfp_store_read(std::to_string(process) + "-" + std::to_string(value)).content(),
+                "x");
     }
   }
 }
 
 TEST_F(StoreFileTest, TheIdentifierIsMadeOnceAndNeitherPlaceRepairsTheOther) {
   const std::string key = dfp_slot_key(literals::kIdentifierSlot.view());
-  const std::string made = findInstallationIdentifier();
+  const std::string made = identifierOfNewProcess();
   EXPECT_EQ(made.size(), 36U);
-  EXPECT_EQ(dfp_store_read(key), made);
+  EXPECT_EQ(dfp_store_read(key).content(), made);
   EXPECT_EQ(machine.defaults.objectForKey(key), made);
 
-  clear_dfp_cache();
+  std::ignore = clear_dfp_cache();
   machine.defaults.removeObject(key);
-  EXPECT_EQ(findInstallationIdentifier(), made);
+  EXPECT_EQ(identifierOfNewProcess(), made);
   EXPECT_EQ(machine.defaults.objectForKey(key), std::nullopt);
 
   machine.defaults.setObject(key, "another");
-  EXPECT_EQ(findInstallationIdentifier(), "another");
-  EXPECT_EQ(dfp_store_read(key), made);
+  EXPECT_EQ(identifierOfNewProcess(), "another");
+  EXPECT_EQ(dfp_store_read(key).content(), made);
+}
+
+TEST_F(StoreFileTest, WhatCannotBeReadNowIsNeitherReplacedNorMadeUpForGood) {
+  const std::string key = dfp_slot_key(literals::kIdentifierSlot.view());
+  const std::string made = identifierOfNewProcess();
+  machine.defaults.removeObject(key);
+  const std::string sealed = testing::readText(path());
+  machine.files.unreadable.insert(path());
+  const std::string provisional = identifierOfNewProcess();
+  EXPECT_NE(provisional, made);
+  EXPECT_EQ(installationIdentifier(), provisional);
+  EXPECT_FALSE(installationIdentifierStatus().isSuccess());
+  EXPECT_FALSE(dfp_store_write("a", "1").isSuccess());
+  EXPECT_TRUE(dfp_store_read(key).isUnreadable());
+  machine.files.unreadable.clear();
+  EXPECT_EQ(testing::readText(path()), sealed);
+  EXPECT_EQ(installationIdentifier(), made);
+
+  machine.defaults.unreadable = true;
+  EXPECT_NE(identifierOfNewProcess(), made) << "The defaults might hold another.";
+  machine.defaults.unreadable = false;
+  EXPECT_EQ(installationIdentifier(), made);
 }
 
 }  // namespace

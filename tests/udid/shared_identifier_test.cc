@@ -187,6 +187,33 @@ TEST_F(SharedIdentifier, AnApplicationThatKnowsItsSlotIsOptedOutOnlyIfTheSlotIs)
   EXPECT_EQ(value(), identifier) << "A slot alone opts nobody out.";
 }
 
+TEST_F(SharedIdentifier, NothingIsClaimedOrKeptWhileASlotCannotBeRead) {
+  machine.pasteboards.unreadable[slotName(0)] = EIO;
+  const std::string provisional = value();
+  EXPECT_EQ(value(), provisional);
+  EXPECT_EQ(local(), nullptr);
+  EXPECT_TRUE(machine.pasteboards.boards.empty());
+  EXPECT_FALSE(_OpenUDID::statusOfKeeping().isSuccess());
+  machine.pasteboards.unreadable.clear();
+  fillSlots({"A"});
+  EXPECT_EQ(value(), "A");
+  EXPECT_EQ(slot(1)[literals::kSharedIdentifierKey.view()], "A");
+
+  machine.defaults.unreadable = true;
+  EXPECT_EQ(valueInNewProcess(), "A");
+  machine.defaults.unreadable = false;
+  EXPECT_EQ(slot(2).size(), 0U) << "The defaults may hold the slot's name.";
+}
+
+TEST_F(SharedIdentifier, SlotsThatAnotherUserClosedArePassedOver) {
+  machine.pasteboards.unreadable[slotName(0)] = EACCES;
+  machine.pasteboards.unwritable[slotName(1)] = EACCES;
+  const std::string identifier = value();
+  EXPECT_EQ(local()[literals::kSharedSlotKey.view()], slotName(2));
+  EXPECT_EQ(valueInAnotherApplication(), identifier);
+  EXPECT_EQ(local()[literals::kSharedSlotKey.view()], slotName(3));
+}
+
 TEST_F(SharedIdentifier, WithEverySlotTakenTheIdentifierIsFoundWithoutOne) {
   fillSlots(std::vector<std::string>(kSharedIdentifierSlots, "A"));
   EXPECT_EQ(value(), "A");

@@ -78,65 +78,110 @@ std::optional<std::string> standardPath() {
 
 }  // namespace
 
-std::optional<LinuxDefaults::Version> LinuxDefaults::versionAt(const std::string& path) {
+Reading<LinuxDefaults::Version> LinuxDefaults::versionAt(const std::string& path) {
   struct stat status {};
-  if (::lstat(path.c_str(), &status) != 0) return std::nullopt;
-  return Version{status.st_dev, status.st_ino, status.st_size, status.st_mtim};
+  if (::lstat(path.c_str(), &status) == 0) {
+    return Version{status.st_dev, status.st_ino, status.st_size, status.st_mtim};
+  }
+  if (errno == ENOENT || errno == ENOTDIR) return {};
+  return systemFailure("read", path);
 }
 
-std::optional<ZORValue> LinuxDefaults::objectForKey(const std::string& key) {
+bool LinuxDefaults::holds(const ZORValue& values, const Condition& condition) {
+  for (const auto& [key, wanted] : condition) {
+    const ZORValue* found = values.find(key);
+    const auto value = found != nullptr ? valueFromFiled(*found) : std::nullopt;
+    if (value != wanted) return false;
+  }
+  return true;
+}
+
+Reading<DefaultsPort::Values> LinuxDefaults::read(const std::vector<std::string>& keys) {
   noteProbeSource("user defaults");
+  const Status status = refresh();
   const MutexLock lock(_mutex);
   dropChangesOfParent();
-  const auto waiting = _waiting.find(key);
-  if (waiting != _waiting.end()) return waiting->second.value;
-  refresh();
+  Values values;
+  values.reserve(keys.size());
+  for (const std::string& key : keys) {
+    if (!_known && _waiting.count(key) == 0 && !status.isSuccess()) return status;
+    values.push_back(valueInMemory(key));
+  }
+  return values;
+}
+
+std::optional<ZORValue> LinuxDefaults::valueInMemory(const std::string& key) {
+  if (!_waiting.empty()) {
+    const auto waiting = _waiting.find(key);
+    if (waiting != _waiting.end()) return waiting->second.value;
+  }
   const ZORValue* found = _stored.find(key);
   return found != nullptr ? valueFromFiled(*found) : std::nullopt;
 }
 
-void LinuxDefaults::setObject(const std::string& key, const ZORValue& value) {
-  change(key, {value, filedValue(value)});
+LinuxDefaults::Waiting LinuxDefaults::waitingFor(const Change& change) {
+  Waiting waiting;
+  waiting.value = change.value;
+  if (change.value) waiting.filed = filedValue(*change.value);
+  return waiting;
 }
 
-void LinuxDefaults::removeObject(const std::string& key) { change(key, {}); }
+Status LinuxDefaults::change(const std::vector<Change>& changes) {
+  WaitingChanges waiting;
+  for (const Change& each : changes) waiting.insert_or_assign(each.key, waitingFor(each));
+  return apply(std::move(waiting));
+}
 
-void LinuxDefaults::change(const std::string& key, Change change) {
-  // Such a value must not keep the others from being written.
-  const bool storable = isValidUtf8(key) && (!change.value || change.filed);
+Status LinuxDefaults::removeIfStill(const std::vector<std::string>& keys, const Values& seen) {
+  Condition condition;
+  for (std::size_t index = 0; index < keys.size() && index < seen.size(); ++index) {
+    condition.emplace_back(keys[index], seen[index]);
+  }
+  const auto onlyIf = std::make_shared<const Condition>(std::move(condition));
+  WaitingChanges waiting;
+  for (const std::string& key : keys) waiting[key].onlyIf = onlyIf;
+  return apply(std::move(waiting));
+}
+
+Status LinuxDefaults::apply(WaitingChanges changes) {
+  const Status seen = refresh();
+  bool storable = true;
+  bool anyNew = false;
   {
     const MutexLock lock(_mutex);
     dropChangesOfParent();
-    if (holdsAlready(key, change)) return;
-    change.madeUnseen = _unreadable;
-    change.number = ++_changeCount;
-    _waiting.insert_or_assign(key, std::move(change));
+    for (auto& [key, change] : changes) {
+      if (seen.isSuccess() && holdsAlready(key, change)) continue;
+      anyNew = true;
+      // Such a value must not keep the others from being written.
+      storable = storable && isValidUtf8(key) && (!change.value || change.filed);
+      change.madeUnseen = !seen.isSuccess();
+      change.number = ++_changeCount;
+      _waiting.insert_or_assign(key, std::move(change));
+    }
   }
+  if (!anyNew) return {};
   const Status status = commit();
   if (!status.isSuccess()) logOnce(status);
   if (!storable) logOnce(notText());
+  return status.isSuccess() && !storable ? notText() : status;
 }
 
-bool LinuxDefaults::holdsAlready(const std::string& key, const Change& change) {
+bool LinuxDefaults::holdsAlready(const std::string& key, const Waiting& change) {
   if (_waiting.count(key) != 0) return false;
-  refresh();
   const ZORValue* found = _stored.find(key);
   if (!change.value) return found == nullptr;
   return change.filed && found != nullptr && *found == *change.filed;
 }
 
 Status LinuxDefaults::commit() {
-  std::optional<std::string> file;
-  {
-    const MutexLock lock(_mutex);
-    file = path();
-  }
+  const auto& file = path();
   if (!file) return Status::unusable(kFailure, "the user has no folder for them");
   Status status = makeFolders(parentFolder(*file));
   if (!status.isSuccess()) return status;
-  // Without the lock the file is written all the same: it is whole, and the later writer's counts.
+  // Without the lock the file is written all the same: it is whole, and the later write wins.
   const LockAttempt attempt = FileSystemLock::acquire(lockPathBeside(*file));
-  const Changes changes = storableChanges();
+  const WaitingChanges changes = storableChanges();
   if (changes.empty()) return {};  // Another thread has written ours with its own.
   status = rewrite(*file, changes);
   // What is too large for the file would hold up every later change.
@@ -144,36 +189,41 @@ Status LinuxDefaults::commit() {
   return status;
 }
 
-Status LinuxDefaults::rewrite(const std::string& path, const Changes& changes) {
+Status LinuxDefaults::rewrite(const std::string& path, const WaitingChanges& changes) {
   Content content = readContent(path);
   if (!content.status.isSuccess()) return content.status;
+  ZORValue values = content.values;
   for (const auto& [key, change] : changes) {
     if (change.madeUnseen && content.values.find(key) != nullptr) continue;
+    if (change.onlyIf && !holds(content.values, *change.onlyIf)) continue;
     if (change.filed) {
-      content.values.set(key, *change.filed);
+      values.set(key, *change.filed);
     } else {
-      content.values.erase(key);
+      values.erase(key);
     }
   }
-  const auto text = jsonFromValue(content.values);
+  const auto text = jsonFromValue(values);
   if (!text) return notText();
   if (text->size() > kMaxFileBytes) return Status::unusable(kFailure, "they are too large");
   const auto version = versionAt(path);
   // Failing that, the damaged file is replaced.
-  if (content.damaged) std::ignore = ::rename(path.c_str(), (path + ".damaged").c_str());
+  if (content.damaged) {
+    std::ignore =
+        retryOnSignal([&] { return ::rename(path.c_str(), (path + ".damaged").c_str()); });
+  }
   return replaceFile(path, *text, laterThan(version ? version->modifiedAt : timespec{}));
 }
 
-LinuxDefaults::Changes LinuxDefaults::storableChanges() {
+LinuxDefaults::WaitingChanges LinuxDefaults::storableChanges() {
   const MutexLock lock(_mutex);
-  Changes changes;
+  WaitingChanges changes;
   for (const auto& [key, change] : _waiting) {
     if (isValidUtf8(key) && (!change.value || change.filed)) changes.emplace(key, change);
   }
   return changes;
 }
 
-void LinuxDefaults::forget(const Changes& kept) {
+void LinuxDefaults::forget(const WaitingChanges& kept) {
   const MutexLock lock(_mutex);
   for (const auto& [key, change] : kept) {
     const auto waiting = _waiting.find(key);
@@ -184,20 +234,28 @@ void LinuxDefaults::forget(const Changes& kept) {
   }
 }
 
-void LinuxDefaults::refresh() {
-  const auto file = path();
-  if (!file) return;
+Status LinuxDefaults::refresh() {
+  const auto& file = path();
+  if (!file) return {};
   const auto version = versionAt(*file);
-  _unreadable = false;
-  if (version == _version) return;
+  if (version.isUnreadable()) return version.status();
+  {
+    const MutexLock lock(_mutex);
+    if (_known && version.content() == _version) return {};
+  }
+  // The look at the version comes first: should the file be replaced in between, the next look
+  // reads it again.
   Content content = readContent(*file);
-  _unreadable = !content.status.isSuccess();
-  if (_unreadable) return;  // What is in memory serves until the file can be read.
+  if (!content.status.isSuccess()) return content.status;
+  const MutexLock lock(_mutex);
   _stored = std::move(content.values);
-  _version = version;
+  _version = version.content();
+  _known = true;
+  return {};
 }
 
-std::optional<std::string> LinuxDefaults::path() {
+const std::optional<std::string>& LinuxDefaults::path() {
+  const MutexLock lock(_mutex);
   if (!_located) _path = _locate();
   _located = true;
   return _path;

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <thread>
+#include <tuple>
 
 #include "platform/linux/defaults_linux.h"
 #include "platform/lock_wait.h"
@@ -47,12 +48,12 @@ void keepsEveryKindUnderAnyKey(DefaultsPort& defaults) {
       "", std::string("a\0b", 3), -0.5, 1e300, ZORDate{1.7e9}, ZORValue::dictionary(), nested};
   for (const char* key : {"", "$date", "../x", "ключ"}) {
     for (const ZORValue& value : values) {
-      defaults.setObject(key, value);
+      std::ignore = defaults.setObject(key, value);
       EXPECT_EQ(defaults.objectForKey(key), value);
     }
-    defaults.removeObject(key);
+    std::ignore = defaults.removeObject(key);
     EXPECT_EQ(defaults.objectForKey(key), std::nullopt);
-    defaults.removeObject(key);
+    std::ignore = defaults.removeObject(key);
   }
 }
 
@@ -68,7 +69,7 @@ TEST(Defaults, AReaderSeesEachChangeOfAnotherWriterAtOnce) {
   auto writer = file.another();
   // Versions of one size, made faster than a file system's clock ticks.
   for (int turn = 100; turn < 200; ++turn) {
-    writer.setObject("turn", std::to_string(turn));
+    std::ignore = writer.setObject("turn", std::to_string(turn));
     ASSERT_EQ(file.defaults.objectForKey("turn"), std::to_string(turn));
   }
   std::filesystem::remove(file.path);
@@ -80,7 +81,7 @@ TEST(Defaults, FourProcessesOfTwoThreadsLoseNoValue) {
   const auto write = [&](const std::string& prefix) {
     const LockWaitBudget patience{std::chrono::minutes(1)};
     for (int turn = 0; turn < 25; ++turn) {
-      file.defaults.setObject(prefix + std::to_string(turn), double(turn));
+      std::ignore = file.defaults.setObject(prefix + std::to_string(turn), double(turn));
     }
   };
   {
@@ -100,11 +101,12 @@ TEST(Defaults, FourProcessesOfTwoThreadsLoseNoValue) {
 
 TEST(Defaults, AWriterKilledAtAnyMomentLeavesAWholeFile) {
   DefaultsFile file;
-  file.defaults.setObject("kept", std::string(20000, 'k'));
+  std::ignore = file.defaults.setObject("kept", std::string(20000, 'k'));
   for (int round = 0; round < 10; ++round) {
     const auto before = file.defaults.objectForKey("count");
     ChildProcess writer([&] {
-      for (double count = round * 1e6;; ++count) file.defaults.setObject("count", count);
+      for (double count = round * 1e6;; ++count)
+        std::ignore = file.defaults.setObject("count", count);
       return 0;
     });
     while (file.defaults.objectForKey("count") == before) std::this_thread::yield();
@@ -122,9 +124,9 @@ TEST(Defaults, ADamagedFileReadsAsEmptyAndIsKeptBesideTheNextOne) {
     DefaultsFile file;
     file.put(damaged);
     EXPECT_EQ(file.defaults.objectForKey("a"), std::nullopt);
-    file.defaults.removeObject("a");
+    std::ignore = file.defaults.removeObject("a");
     EXPECT_EQ(readText(file.path), damaged);
-    file.defaults.setObject("a", "new");
+    std::ignore = file.defaults.setObject("a", "new");
     EXPECT_EQ(file.json(), ZORValue::dictionary({{"a", "new"}}));
     EXPECT_EQ(readText(file.path + ".damaged"), damaged);
   }
@@ -138,8 +140,8 @@ TEST(Defaults, ValuesOfUnknownKindsReadAsNothingAndStay) {
     EXPECT_EQ(file.defaults.objectForKey(key), std::nullopt) << key;
   }
   EXPECT_EQ(file.defaults.objectForKey("n"), 3.0);
-  file.defaults.setObject("text", "x");
-  file.defaults.removeObject("flag");
+  std::ignore = file.defaults.setObject("text", "x");
+  std::ignore = file.defaults.removeObject("flag");
   EXPECT_EQ(file.json(), testing::json(R"({"list":[1],"none":null,"later":{"$new":1},
       "wrong":{"$date":"x"},"n":3,"text":"x"})"));
 }
@@ -147,8 +149,8 @@ TEST(Defaults, ValuesOfUnknownKindsReadAsNothingAndStay) {
 TEST(Defaults, WhatChangesNothingLeavesTheFileAlone) {
   DefaultsFile file;
   file.put("{ \"n\" : 3 }");
-  file.defaults.setObject("n", 3.0);
-  file.defaults.removeObject("absent");
+  std::ignore = file.defaults.setObject("n", 3.0);
+  std::ignore = file.defaults.removeObject("absent");
   EXPECT_EQ(readText(file.path), "{ \"n\" : 3 }");
 }
 
@@ -159,7 +161,7 @@ TEST(Defaults, ASymbolicLinkInPlaceOfTheFileIsReplacedNotFollowed) {
   writeText(file.folder.file("elsewhere"), "{\"a\":\"theirs\"}");
   std::filesystem::create_symlink("../elsewhere", file.path);
   EXPECT_EQ(file.defaults.objectForKey("a"), std::nullopt);
-  file.defaults.setObject("a", "ours");
+  std::ignore = file.defaults.setObject("a", "ours");
   EXPECT_EQ(file.json(), ZORValue::dictionary({{"a", "ours"}}));
   EXPECT_EQ(readText(file.folder.file("elsewhere")), "{\"a\":\"theirs\"}");
 }
@@ -168,27 +170,27 @@ TEST(Defaults, AChangeThatCannotBeKeptHoldsInMemoryAndIsTriedAgain) {
   FakeMachine machine;
   DefaultsFile file;
   std::filesystem::create_directories(file.path + "/in the way");
-  file.defaults.setObject("first", "1");
-  file.defaults.setObject("second", "2");
+  std::ignore = file.defaults.setObject("first", "1");
+  std::ignore = file.defaults.setObject("second", "2");
   EXPECT_EQ(file.defaults.objectForKey("first"), "1");
   EXPECT_EQ(file.another().objectForKey("first"), std::nullopt);
   EXPECT_EQ(machine.log.lines().size(), 1U);
   std::filesystem::remove_all(file.path);
-  file.defaults.removeObject("second");
+  std::ignore = file.defaults.removeObject("second");
   EXPECT_EQ(file.json(), ZORValue::dictionary({{"first", "1"}}));
 
   LinuxDefaults homeless([] { return std::nullopt; });
-  homeless.setObject("key", "value");
+  std::ignore = homeless.setObject("key", "value");
   EXPECT_EQ(homeless.objectForKey("key"), "value");
 }
 
 TEST(Defaults, AValueThatNoFileCanHoldKeepsNoOtherOut) {
   FakeMachine machine;
   DefaultsFile file;
-  file.defaults.setObject("a", "old");
-  file.defaults.setObject("a", "\xff");
-  file.defaults.setObject("\xff", "b");
-  file.defaults.setObject("c", "d");
+  std::ignore = file.defaults.setObject("a", "old");
+  std::ignore = file.defaults.setObject("a", "\xff");
+  std::ignore = file.defaults.setObject("\xff", "b");
+  std::ignore = file.defaults.setObject("c", "d");
   EXPECT_EQ(file.defaults.objectForKey("a"), "\xff");
   EXPECT_EQ(file.json(), ZORValue::dictionary({{"a", "old"}, {"c", "d"}}));
 }
@@ -200,9 +202,9 @@ TEST(Defaults, AValueThatCouldNotBeSeenIsNotReplacedByOneMadeUpMeanwhile) {
   {
     const testing::NoDescriptors shortage;
     EXPECT_EQ(file.defaults.objectForKey("identifier"), std::nullopt);
-    file.defaults.setObject("identifier", "second");
+    std::ignore = file.defaults.setObject("identifier", "second");
   }
-  file.defaults.setObject("other", "value");
+  std::ignore = file.defaults.setObject("other", "value");
   EXPECT_EQ(file.defaults.objectForKey("identifier"), "first");
   EXPECT_EQ(file.json(), ZORValue::dictionary({{"identifier", "first"}, {"other", "value"}}));
 }
@@ -214,7 +216,7 @@ TEST(Defaults, AChangeThatTheProcessMayNotWriteHoldsInIt) {
               ::dup2(::creat(file.folder.file("log").c_str(), 0600), STDERR_FILENO);
               const rlimit none{0, 0};
               ::setrlimit(RLIMIT_FSIZE, &none);
-              file.defaults.setObject("key", "value");
+              std::ignore = file.defaults.setObject("key", "value");
               return file.defaults.objectForKey("key") == "value" ? 0 : 1;
             }),
             0);
@@ -222,8 +224,8 @@ TEST(Defaults, AChangeThatTheProcessMayNotWriteHoldsInIt) {
 
 TEST(Defaults, AChangeThatIsTooLargeHoldsUpNoOther) {
   DefaultsFile file;
-  file.defaults.setObject("large", std::string(kMaxFileBytes, 'x'));
-  file.defaults.setObject("small", "kept");
+  std::ignore = file.defaults.setObject("large", std::string(kMaxFileBytes, 'x'));
+  std::ignore = file.defaults.setObject("small", "kept");
   EXPECT_EQ(file.another().objectForKey("small"), "kept");
 }
 
@@ -233,11 +235,12 @@ TEST(Defaults, ServeTheChildOfAForkWhileThreadsOfTheParentWrite) {
   file.defaults.surviveForks();
   for (int turn = 0; turn < 20; ++turn) {
     std::thread writer([&] {
-      for (double count = 0; count < 5; ++count) file.defaults.setObject("parent", turn + count);
+      for (double count = 0; count < 5; ++count)
+        std::ignore = file.defaults.setObject("parent", turn + count);
     });
     EXPECT_EQ(inChildProcess([&] {
                 const LockWaitBudget patience{std::chrono::minutes(1)};
-                file.defaults.setObject("child", double(turn));
+                std::ignore = file.defaults.setObject("child", double(turn));
                 return file.defaults.objectForKey("child") == turn ? 0 : 1;
               }),
               0);
