@@ -2,7 +2,7 @@
 // in. What must hold is checked against the C library or by going there and back.
 #include <cmath>
 
-#include "crypto/hex_codec.h"
+#include "crypto/request_signature.h"
 #include "crypto/text_cipher.h"
 #include "fuzz/fuzz_input.h"
 #include "platform/linux/bundle_info.h"

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "crypto/zero_padding.h"
+#include "crypto/text_cipher.h"
 #include "literals/labels.h"
 #include "literals/literals.h"
 #include "platform/ports.h"

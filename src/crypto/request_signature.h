@@ -1,6 +1,9 @@
-// The signature that goes with each environment report.
+// The signature that goes with each environment report, and the hexadecimal digits it is written
+// in.
 #ifndef ZOR_CRYPTO_REQUEST_SIGNATURE_H_
 #define ZOR_CRYPTO_REQUEST_SIGNATURE_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
 
 #include <optional>
 #include <string>
@@ -10,6 +13,16 @@ namespace zor {
 // HMAC-SHA1 over `text` followed by the platform and the version label, as 40 hexadecimal digits.
 // The empty text signs the labels alone. nullopt: no text. Callable from any thread.
 std::optional<std::string> calcSignature(const std::optional<std::string>& text);
+
+// Two ASCII digits for each byte, the high half first, without a terminator; nullopt when memory
+// runs out.
+std::optional<Data> data2HexData(const Data& bytes);
+
+// The bytes that ASCII digits of either case spell. Digits pair by their position, even with the
+// odd one after it, not by their count: a byte that is no digit is skipped as long as nothing has
+// been decoded, so a leading one leaves the next digit to pair with zero; later it ends the
+// decoding. A last digit without a partner is dropped.
+Data hexData2Data(const Data& hex);
 
 }  // namespace zor
 

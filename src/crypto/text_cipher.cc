@@ -4,7 +4,6 @@
 #include <string_view>
 #include <utility>
 
-#include "crypto/zero_padding.h"
 #include "literals/literals.h"
 #include "platform/ports.h"
 #include "support/text.h"
@@ -42,6 +41,16 @@ std::optional<std::string> dfp_decrypt_text(const std::optional<std::string>& te
   auto bytes = cipher(CipherOperation::decrypt, *sealed);
   if (!bytes) return std::nullopt;
   return textFromUtf8(withoutTrailingZeros(std::move(*bytes)));
+}
+
+Data zeroPadded(Data bytes) {
+  bytes.resize((bytes.size() + kAesBlockBytes) / kAesBlockBytes * kAesBlockBytes, 0);
+  return bytes;
+}
+
+Data withoutTrailingZeros(Data bytes) {
+  while (!bytes.empty() && bytes.back() == 0) bytes.pop_back();
+  return bytes;
 }
 
 }  // namespace zor

@@ -1,6 +1,9 @@
-// The reversible cipher that protects the store file and the signing key.
+// The reversible cipher that protects the store file and the signing key, and the zero fill that
+// stands in for a cipher's padding.
 #ifndef ZOR_CRYPTO_TEXT_CIPHER_H_
 #define ZOR_CRYPTO_TEXT_CIPHER_H_
+
+#include <ZORFingerPrint/ZORTypes.h>
 
 #include <optional>
 #include <string>
@@ -15,6 +18,13 @@ std::optional<std::string> dfp_encrypt_text(const std::optional<std::string>& te
 // nullopt: no text, an empty one, no base64, a length that is no multiple of 16, or no UTF-8
 // inside, as a wrong key makes it. Callable from any thread.
 std::optional<std::string> dfp_decrypt_text(const std::optional<std::string>& text);
+
+// `bytes` extended by 1 to 16 zero bytes to a multiple of 16. Bytes that already fill their blocks
+// get a whole block of zeros: the reading side strips every zero at the end.
+Data zeroPadded(Data bytes);
+
+// `bytes` without the zero bytes at their end, whether these were padding or not.
+Data withoutTrailingZeros(Data bytes);
 
 }  // namespace zor
 

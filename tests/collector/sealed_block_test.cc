@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "crypto/hex_codec.h"
+#include "crypto/request_signature.h"
 #include "literals/literals.h"
 #include "support/text.h"
 #include "tests/fakes/fake_ports.h"

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "crypto/hex_codec.h"
 #include "literals/literals.h"
 #include "support/text.h"
 
