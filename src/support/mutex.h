@@ -2,6 +2,7 @@
 #ifndef ZOR_SUPPORT_MUTEX_H_
 #define ZOR_SUPPORT_MUTEX_H_
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -19,6 +20,7 @@ class ZOR_CAPABILITY("mutex") Mutex {
 
   void lock() ZOR_ACQUIRE() { _mutex.lock(); }
   void unlock() ZOR_RELEASE() { _mutex.unlock(); }
+  bool tryLock() ZOR_TRY_ACQUIRE(true) { return _mutex.try_lock(); }
 
  private:
   friend class ConditionVariable;
@@ -44,6 +46,12 @@ class ConditionVariable {
   void wait(Mutex& mutex) ZOR_REQUIRES(mutex) {
     std::unique_lock<std::mutex> lock(mutex._mutex, std::adopt_lock);
     _condition.wait(lock);
+    lock.release();
+  }
+  // The same, at the latest until `end`.
+  void waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point end) ZOR_REQUIRES(mutex) {
+    std::unique_lock<std::mutex> lock(mutex._mutex, std::adopt_lock);
+    _condition.wait_until(lock, end);
     lock.release();
   }
   void notifyOne() { _condition.notify_one(); }

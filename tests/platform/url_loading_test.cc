@@ -12,14 +12,18 @@
 
 #include "platform/operation_queue.h"
 #include "sandbox/sandbox_service.h"
+#include "support/text.h"
 #include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
+#include "tests/fakes/hostile_proxy.h"
 
 namespace zor {
 namespace {
 
 using sandbox::Certificate;
 using sandbox::Ending;
+using sandbox::Flood;
+using sandbox::Framing;
 using sandbox::SandboxService;
 using sandbox::SandboxSettings;
 using sandbox::TlsVersions;
@@ -131,9 +135,9 @@ class URLLoading : public ::testing::TestWithParam<TlsVersions> {
   void present(Certificate certificate, const std::vector<std::string>& names = {kServed}) {
     service->script({}, {.certificate = certificate, .certificateNames = names});
   }
-  void answer(sandbox::Script script) {
+  void answer(sandbox::Script script, std::optional<std::uint64_t> uses = std::nullopt) {
     if (!script.status) script.status = 200;
-    service->script({}, script);
+    service->script({}, script, uses);
   }
 
   // A URL of a host that no connection is kept for.
@@ -281,10 +285,7 @@ TEST_F(URLLoading, RedirectsAreFollowedWithinHttpsAndEachServerIsJudged) {
 }
 
 TEST_F(URLLoading, FaultsOfTheServerEndWithTheirErrorAndWithoutABody) {
-  const std::string status = "HTTP/1.1 200 OK\r\n";
-  std::string flood = status;
-  for (int count = 0; count < 300; ++count) flood += "A: " + std::string(1000, 'a') + "\r\n";
-  const std::string longLine = status + "A: " + std::string(200000, 'a') + "\r\n\r\n";
+  const std::string longLine = "HTTP/1.1 200 OK\r\nA: " + std::string(200000, 'a') + "\r\n\r\n";
   const std::string oversize(kMaxBodyBytes + 1, 'a');
   const struct {
     const char* what;
@@ -296,6 +297,22 @@ TEST_F(URLLoading, FaultsOfTheServerEndWithTheirErrorAndWithoutABody) {
        {.ending = Ending::cutBody, .body = "0123456789"},
        URLErrorCode::networkConnectionLost,
        200},
+      {"a cut body in chunks",
+       {.ending = Ending::cutBody, .body = "0123456789", .framing = Framing::chunks},
+       URLErrorCode::networkConnectionLost,
+       200},
+      {"a body without a length that is cut",
+       {.ending = Ending::cutBody, .body = "0123456789", .framing = Framing::connection},
+       URLErrorCode::networkConnectionLost,
+       200},
+      {"a length that is not kept",
+       {.body = "0123456789", .promisedBytes = 20},
+       URLErrorCode::networkConnectionLost,
+       200},
+      {"another protocol",
+       {.raw = "HTTP/1.1 101 Switching Protocols\r\nUpgrade: a\r\n\r\n"},
+       URLErrorCode::badServerResponse,
+       0},
       {"a reset", {.ending = Ending::reset}, URLErrorCode::networkConnectionLost, 0},
       {"no answer", {.ending = Ending::hang}, URLErrorCode::timedOut, 0},
       {"no handshake", {.ending = Ending::hangHandshake}, URLErrorCode::timedOut, 0},
@@ -303,7 +320,27 @@ TEST_F(URLLoading, FaultsOfTheServerEndWithTheirErrorAndWithoutABody) {
        {.ending = Ending::resetHandshake},
        URLErrorCode::secureConnectionFailed,
        0},
-      {"a flood of headers", {.raw = flood + "\r\n"}, URLErrorCode::dataLengthExceedsMaximum, 200},
+      {"interim answers without end",
+       {.flood = Flood::interimAnswers},
+       URLErrorCode::dataLengthExceedsMaximum,
+       0},
+      {"headers without end",
+       {.flood = Flood::headers},
+       URLErrorCode::dataLengthExceedsMaximum,
+       200},
+      {"a body without end", {.flood = Flood::body}, URLErrorCode::dataLengthExceedsMaximum, 200},
+      {"a redirect with a body without end",
+       {.status = 302, .headers = {{"Location", "/"}}, .flood = Flood::body},
+       URLErrorCode::dataLengthExceedsMaximum,
+       302},
+      {"trailers without end",
+       {.flood = Flood::trailers},
+       URLErrorCode::dataLengthExceedsMaximum,
+       200},
+      {"session tickets without end",
+       {.flood = Flood::sessionTickets},
+       URLErrorCode::dataLengthExceedsMaximum,
+       0},
       {"a long header", {.raw = longLine}, URLErrorCode::dataLengthExceedsMaximum, 200},
       {"a long body", {.body = oversize}, URLErrorCode::dataLengthExceedsMaximum, 200},
       {"no HTTP",
@@ -321,6 +358,78 @@ TEST_F(URLLoading, FaultsOfTheServerEndWithTheirErrorAndWithoutABody) {
     EXPECT_EQ(result.status(), row.status) << row.what;
     EXPECT_FALSE(result.body) << row.what;
   }
+}
+
+TEST_F(URLLoading, ProxiesThatMisbehaveEndWithTheirError) {
+  const std::string chunk = "1000\r\n" + std::string(4096, 'a') + "\r\n";
+  const struct {
+    const char* what;
+    testing::ProxyManner manner;
+    URLErrorCode code;
+  } kRows[] = {
+      {"a refusal with a body without end",
+       {"HTTP/1.1 407 No\r\nTransfer-Encoding: chunked\r\n\r\n", chunk},
+       URLErrorCode::dataLengthExceedsMaximum},
+      {"headers without end",
+       {"HTTP/1.1 200 OK\r\n", "A: " + std::string(1000, 'a') + "\r\n"},
+       URLErrorCode::dataLengthExceedsMaximum},
+      {"interim answers without end",
+       {"", "HTTP/1.1 100 Continue\r\n\r\n"},
+       URLErrorCode::networkConnectionLost},
+      {"a byte now and then", {"HTTP/1.1 200 OK\r\n", "A", 200}, URLErrorCode::timedOut},
+      {"silence", {}, URLErrorCode::timedOut},
+      {"rubbish", {"", std::string("\1\2\0\n", 4)}, URLErrorCode::dataLengthExceedsMaximum},
+      {"a tunnel that closes",
+       {.opening = "HTTP/1.1 200 OK\r\n\r\n", .closes = true},
+       URLErrorCode::secureConnectionFailed},
+  };
+  ::unsetenv("no_proxy");
+  for (const auto& row : kRows) {
+    const testing::HostileProxy proxy(row.manner);
+    ::setenv("https_proxy", proxy.url().c_str(), 1);
+    URLRequest request = requestFor(freshUrl());
+    if (row.code == URLErrorCode::timedOut) request.timeoutSeconds = 0.3;
+    expectRefused(*client, row.what, request, row.code);
+  }
+  ::unsetenv("https_proxy");
+}
+
+TEST_F(URLLoading, AnswersMayBeFramedInEveryWayOfHttp) {
+  const sandbox::Script kRows[] = {
+      {.body = "0123456789", .interimAnswers = 3},
+      {.body = "0123456789", .framing = Framing::chunks},
+      {.body = "0123456789", .framing = Framing::connection},
+      {.body = "0123456789+", .promisedBytes = 10},
+  };
+  for (const auto& script : kRows) {
+    answer(script);
+    const Result result = client->load(freshUrl());
+    EXPECT_EQ(result.status(), 200) << &script - kRows;
+    EXPECT_EQ(textOf(result.body.value_or(Data{})), "0123456789") << &script - kRows;
+  }
+}
+
+TEST_F(URLLoading, ATryIsOneRequestOnTheWireUnlessItOnlyAsks) {
+  URLRequest post = requestFor("https://served.example/");
+  post.method = "POST";
+  post.body = {'o', 'n', 'c', 'e'};
+  EXPECT_EQ(client->load(post).status(), 200);
+  answer({.ending = Ending::dropKept}, 1);
+  EXPECT_EQ(client->load(post).code(), codeOf(URLErrorCode::networkConnectionLost));
+  EXPECT_EQ(service->received().size(), 2U);
+  EXPECT_EQ(client->load(post).status(), 200);
+  answer({.ending = Ending::dropKept}, 1);
+  EXPECT_EQ(client->load("https://served.example/").status(), 200);
+  EXPECT_EQ(service->received().size(), 5U);
+}
+
+TEST_F(URLLoading, AnUploadThatMakesProgressMayOutlastTheTimeLimit) {
+  service->script({}, {.certificateNames = {kServed}, .readPause = std::chrono::milliseconds(20)});
+  URLRequest request = requestFor(freshUrl());
+  request.method = "POST";
+  request.timeoutSeconds = 0.5;
+  request.body.assign(768U << 10, 'a');
+  EXPECT_EQ(client->load(request).status(), 200);
 }
 
 TEST_F(URLLoading, BodiesUpToTheLimitArriveAndAnEmptyOneIsPresent) {
@@ -409,9 +518,14 @@ TEST(URLLoadingHost, ProgramsWithRaisedPrivilegesWriteNoSecretsForTheirCaller) {
 }
 
 TEST_F(URLLoading, ProcessMayExitAtAnyMomentOfItsExchanges) {
+  const testing::HostileProxy proxy({"HTTP/1.1 407 No\r\nTransfer-Encoding: chunked\r\n\r\n",
+                                     "1000\r\n" + std::string(4096, 'a') + "\r\n"});
+  ::setenv("https_proxy", proxy.url().c_str(), 1);
   for (int run = 0; run < 10; ++run) {
+    run % 2 == 0 ? ::setenv("no_proxy", "*", 1) : ::unsetenv("no_proxy");
     EXPECT_EQ(runHost(kPrograms, "exit " + std::to_string(service->port())), 0);
   }
+  ::unsetenv("https_proxy");
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <iterator>
 #include <new>
 #include <thread>
 #include <utility>
@@ -20,24 +21,37 @@ namespace {
 // How long the thread and the kept connections stay when there is nothing to do.
 constexpr std::chrono::milliseconds kIdleTime{30000};
 // curl's own timers end a wait earlier where one is due.
-constexpr int kMaxWaitMilliseconds = 60000;
+constexpr std::chrono::milliseconds kMaxWait{60000};
 // Where nobody can end a wait, as the system had no descriptors to spare for that.
-constexpr int kMaxDeafWaitMilliseconds = 50;
+constexpr std::chrono::milliseconds kMaxDeafWait{50};
 constexpr std::chrono::milliseconds kPauseAfterFailedWait{10};
+// How long an exit waits for the thread, and between its looks.
+constexpr std::chrono::milliseconds kMaxExitWait{50};
+constexpr std::chrono::milliseconds kPauseOfExit{1};
 
-int maxWaitMilliseconds(bool isIdle, bool canBeWoken) {
-  if (isIdle) return static_cast<int>(kIdleTime.count());
-  return canBeWoken ? kMaxWaitMilliseconds : kMaxDeafWaitMilliseconds;
+using Clock = std::chrono::steady_clock;
+// Until a transfer wants to be looked at.
+std::chrono::milliseconds maxWait(const std::vector<std::unique_ptr<Transfer>>& underWay,
+                                  bool canBeWoken, Clock::time_point now) {
+  if (underWay.empty()) return kIdleTime;
+  auto wait = canBeWoken ? kMaxWait : kMaxDeafWait;
+  for (const auto& transfer : underWay) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(transfer->nextLook(now) - now);
+    wait = std::clamp(left, std::chrono::milliseconds(0), wait);
+  }
+  return wait;
 }
 
 // Returns when there may be something to do. True: the idle time is over.
-bool waitForWorkOrIdleEnd(CURLM* multi, bool isIdle, bool canBeWoken) {
+bool waitForWorkOrIdleEnd(CURLM* multi, const std::vector<std::unique_ptr<Transfer>>& underWay,
+                          bool canBeWoken) {
+  const bool isIdle = underWay.empty();
   // The next request gets a new handle, which may find descriptors again.
   if (isIdle && !canBeWoken) return true;
-  const auto start = std::chrono::steady_clock::now();
-  const int limit = maxWaitMilliseconds(isIdle, canBeWoken);
+  const auto start = Clock::now();
+  const auto limit = static_cast<int>(maxWait(underWay, canBeWoken, start).count());
   const CURLMcode result = curl_multi_poll(multi, nullptr, 0, limit, nullptr);
-  const bool isOver = std::chrono::steady_clock::now() - start >= kIdleTime;
+  const bool isOver = Clock::now() - start >= kIdleTime;
   // A wait that fails at once must not make the thread spin until the transfers time out.
   if (result != CURLM_OK && !isIdle) std::this_thread::sleep_for(kPauseAfterFailedWait);
   return isIdle && (isOver || result != CURLM_OK);
@@ -54,7 +68,7 @@ void CurlLoader::start(std::unique_ptr<Exchange> exchange) noexcept {
     const MutexLock lock(_mutex);
     if (_running || startThread()) {
       _waiting.push_back(std::move(exchange));
-      if (_multi != nullptr) curl_multi_wakeup(_multi);
+      if (_connections != nullptr) curl_multi_wakeup(_connections->multi.get());
       return;
     }
   }
@@ -78,34 +92,35 @@ bool CurlLoader::startThread() {
 void CurlLoader::run() noexcept {
   ::pthread_setname_np(::pthread_self(), "zor-net");
   _threadId = std::this_thread::get_id();
-  CurlMulti multi = openMulti();
+  Connections connections;
+  open(connections);
   // curl makes its handle all the same when it has no descriptors to be woken by; only this tells.
-  const bool canBeWoken = curl_multi_wakeup(multi.get()) == CURLM_OK;
+  const bool canBeWoken = curl_multi_wakeup(connections.multi.get()) == CURLM_OK;
   Transfers underWay;
   bool idleTimeIsOver = false;
   while (!idleTimeIsOver || !retire()) {
-    for (const auto& transfer : advance(multi.get(), takeWaiting(), underWay)) transfer->deliver();
-    idleTimeIsOver = waitForWorkOrIdleEnd(multi.get(), underWay.empty(), canBeWoken);
+    for (const auto& transfer : advance(connections, takeWaiting(), underWay)) {
+      transfer->deliver();
+    }
+    idleTimeIsOver = waitForWorkOrIdleEnd(connections.multi.get(), underWay, canBeWoken);
   }
-  close(std::move(multi));
+  close(connections);
 }
 
-CurlMulti CurlLoader::openMulti() {
-  CurlMulti multi;
+void CurlLoader::open(Connections& connections) {
   {
     const MutexLock lock(_libraryMutex);
-    if (!_leaving) multi.reset(curl_multi_init());
+    if (!_leaving) connections.multi.reset(curl_multi_init());
   }
   const MutexLock lock(_mutex);
-  _multi = multi.get();
-  return multi;
+  _connections = &connections;
 }
 
-void CurlLoader::close(CurlMulti multi) {
+void CurlLoader::close(Connections& connections) {
   {
     const MutexLock lock(_libraryMutex);
     if (!_leaving) {
-      multi.reset();
+      connections.multi.reset();
       OPENSSL_thread_stop();
       return;
     }
@@ -118,25 +133,32 @@ CurlLoader::Exchanges CurlLoader::takeWaiting() {
   return std::exchange(_waiting, {});
 }
 
-CurlLoader::Transfers CurlLoader::advance(CURLM* multi, Exchanges arrived, Transfers& underWay) {
+CurlLoader::Transfers CurlLoader::advance(Connections& connections, Exchanges arrived,
+                                          Transfers& underWay) {
   {
     const MutexLock lock(_libraryMutex);
     if (!_leaving) {
-      Transfers ended = begin(multi, std::move(arrived), underWay);
+      CURLM* const multi = connections.multi.get();
+      Transfers ended = begin(connections, std::move(arrived), underWay);
       int count = 0;
       curl_multi_perform(multi, &count);
       collect(multi, underWay, ended);
+      collectOverdue(multi, underWay, ended);
       if (ended.empty()) _roots.prepare();
-      return ended;
+      if (!_leaving) return ended;
+      // What the exit has cut off is no failure to be told of.
+      std::move(ended.begin(), ended.end(), std::back_inserter(underWay));
     }
   }
   stayHere();
 }
 
-CurlLoader::Transfers CurlLoader::begin(CURLM* multi, Exchanges arrived, Transfers& underWay) {
+CurlLoader::Transfers CurlLoader::begin(Connections& connections, Exchanges arrived,
+                                        Transfers& underWay) {
+  CURLM* const multi = connections.multi.get();
   Transfers failed;
   for (auto& exchange : arrived) {
-    auto transfer = std::make_unique<Transfer>(std::move(exchange), _roots);
+    auto transfer = std::make_unique<Transfer>(std::move(exchange), _roots, connections.watch);
     if (!transfer->prepare()) {
       failed.push_back(std::move(transfer));
     } else if (curl_multi_add_handle(multi, transfer->handle()) != CURLM_OK) {
@@ -165,10 +187,23 @@ void CurlLoader::collect(CURLM* multi, Transfers& underWay, Transfers& ended) {
   }
 }
 
+void CurlLoader::collectOverdue(CURLM* multi, Transfers& underWay, Transfers& ended) {
+  const auto now = Clock::now();
+  const auto overdue =
+      std::stable_partition(underWay.begin(), underWay.end(),
+                            [now](const auto& transfer) { return transfer->hasTimeLeft(now); });
+  for (auto transfer = overdue; transfer != underWay.end(); ++transfer) {
+    curl_multi_remove_handle(multi, (*transfer)->handle());
+    (*transfer)->end(CURLE_OPERATION_TIMEDOUT);
+    ended.push_back(std::move(*transfer));
+  }
+  underWay.erase(overdue, underWay.end());
+}
+
 bool CurlLoader::retire() {
   const MutexLock lock(_mutex);
   if (!_waiting.empty()) return false;
-  _multi = nullptr;
+  _connections = nullptr;
   _running = false;
   _threadId = std::thread::id();  // No delegate is asked any more, and the next thread may have it.
   return true;
@@ -184,8 +219,17 @@ bool CurlLoader::setUpLibraries() noexcept {
 void CurlLoader::leaveLibraries() noexcept {
   // A delegate that ends the process is asked under the lock; then there is nobody to wait for.
   if (_threadId == std::this_thread::get_id()) return;
-  const MutexLock lock(_libraryMutex);
   _leaving = true;
+  {
+    const MutexLock lock(_mutex);
+    if (_connections != nullptr) _connections->watch.cutOff();
+  }
+  const auto end = Clock::now() + kMaxExitWait;
+  while (!_libraryMutex.tryLock()) {
+    if (Clock::now() >= end) return;
+    std::this_thread::sleep_for(kPauseOfExit);
+  }
+  _libraryMutex.unlock();
 }
 
 void CurlLoader::holdForFork() noexcept ZOR_NO_THREAD_SAFETY_ANALYSIS {
@@ -203,7 +247,7 @@ void CurlLoader::releaseInParent() noexcept ZOR_NO_THREAD_SAFETY_ANALYSIS {
 // even at exit: what they own may wait for a lock of a thread that is not here.
 void CurlLoader::startAfreshInChild() noexcept ZOR_NO_THREAD_SAFETY_ANALYSIS {
   new (&_waiting) Exchanges;
-  _multi = nullptr;
+  _connections = nullptr;
   _running = false;
   _threadId = std::thread::id();
   _mutex.unlock();

@@ -9,6 +9,7 @@
 
 #include "platform/linux/net/c_handles.h"
 #include "platform/linux/net/net_module.h"
+#include "platform/linux/net/socket_watch.h"
 #include "platform/linux/net/transfer.h"
 #include "support/mutex.h"
 
@@ -25,27 +26,36 @@ class CurlLoader final : public Loader {
   bool setUpLibraries() noexcept ZOR_EXCLUDES(_libraryMutex);
 
   // At exit, before the libraries tear themselves down: when it returns, the thread is outside of
-  // them and stays there.
-  void leaveLibraries() noexcept ZOR_EXCLUDES(_libraryMutex);
+  // them and stays there. Waits kMaxExitWait for that; a thread that is inside for longer,
+  // verifying a chain or reading roots, stops as soon as it is back.
+  void leaveLibraries() noexcept ZOR_EXCLUDES(_libraryMutex, _mutex);
 
  private:
   using Exchanges = std::vector<std::unique_ptr<Exchange>>;
   using Transfers = std::vector<std::unique_ptr<Transfer>>;
+
+  // What the thread's connections live in.
+  struct Connections {
+    SocketWatch watch;  // First, so that it goes last.
+    CurlMulti multi;
+  };
 
   // False: the system has none to spare.
   bool startThread() ZOR_REQUIRES(_mutex);
 
   // The rest runs on the thread.
   void run() noexcept;
-  CurlMulti openMulti();
-  void close(CurlMulti multi) ZOR_EXCLUDES(_libraryMutex);
+  void open(Connections& connections) ZOR_EXCLUDES(_libraryMutex, _mutex);
+  void close(Connections& connections) ZOR_EXCLUDES(_libraryMutex);
   Exchanges takeWaiting() ZOR_EXCLUDES(_mutex);
   // One round of work. Returns what has ended.
-  Transfers advance(CURLM* multi, Exchanges arrived, Transfers& underWay)
+  Transfers advance(Connections& connections, Exchanges arrived, Transfers& underWay)
       ZOR_EXCLUDES(_libraryMutex);
   // Returns what failed at once.
-  Transfers begin(CURLM* multi, Exchanges arrived, Transfers& underWay) ZOR_REQUIRES(_libraryMutex);
+  Transfers begin(Connections& connections, Exchanges arrived, Transfers& underWay)
+      ZOR_REQUIRES(_libraryMutex);
   static void collect(CURLM* multi, Transfers& underWay, Transfers& ended);
+  static void collectOverdue(CURLM* multi, Transfers& underWay, Transfers& ended);
   // False: new work has come.
   bool retire() ZOR_EXCLUDES(_mutex);
 
@@ -58,7 +68,7 @@ class CurlLoader final : public Loader {
   // process. Never held while an outcome is delivered. Whoever takes it keeps the thread out of the
   // libraries.
   Mutex _libraryMutex;
-  bool _leaving ZOR_GUARDED_BY(_libraryMutex) = false;
+  std::atomic<bool> _leaving{false};  // Looked at under the lock before the libraries are entered.
   SystemRoots _roots ZOR_GUARDED_BY(_libraryMutex);
 
   // Guards the members below. Taken after every other lock; nothing is called under it but the
@@ -66,7 +76,7 @@ class CurlLoader final : public Loader {
   Mutex _mutex;
   Exchanges _waiting ZOR_GUARDED_BY(_mutex);
   bool _running ZOR_GUARDED_BY(_mutex) = false;
-  CURLM* _multi ZOR_GUARDED_BY(_mutex) = nullptr;  // The thread's; null while it has none.
+  Connections* _connections ZOR_GUARDED_BY(_mutex) = nullptr;  // The thread's, while it has some.
 };
 
 }  // namespace zor::net

@@ -1,9 +1,7 @@
 #include "platform/linux/net/transfer.h"
 
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <cmath>
+#include <charconv>
 #include <utility>
 
 #include "platform/linux/net/curl_results.h"
@@ -12,15 +10,24 @@
 namespace zor::net {
 namespace {
 
-constexpr double kMaxTimeoutSeconds = 86400;
 constexpr long kMaxRedirects = 16;
+constexpr int kSwitchingProtocols = 101;
 constexpr int kFirstFinalStatus = 200;
+// What a connection may carry before the request is written: handshakes, answers of a proxy.
+constexpr std::uint64_t kMaxBytesBeforeRequest = kMaxHeaderBytes;
+// What may come beside headers and body: frames of chunks and records, tickets. Peers need next to
+// nothing of it.
+constexpr std::uint64_t kMaxBytesBesideAnswer = 1U << 20;
+// curl calls for each byte of a proxy's answer.
+constexpr unsigned kCallsBetweenLooks = 64;
 
-// A timeout that is zero, negative or NaN counts as not given.
-long timeoutMilliseconds(const std::optional<double>& seconds) {
-  const bool given = seconds && *seconds > 0;
-  const double limit = given ? std::min(*seconds, kMaxTimeoutSeconds) : kDefaultTimeoutSeconds;
-  return std::max(1L, std::lround(limit * 1000));
+// 0: the line has none.
+int statusIn(std::string_view statusLine) {
+  const auto blank = statusLine.find(' ');
+  if (blank == std::string_view::npos) return 0;
+  int status = 0;
+  std::from_chars(statusLine.data() + blank + 1, statusLine.data() + statusLine.size(), status);
+  return status;
 }
 
 // Whatever would end the line, or the text as C reads it, early.
@@ -64,8 +71,25 @@ ChallengeAnswer answerOf(URLSessionDelegate& delegate, const std::shared_ptr<Ser
 
 }  // namespace
 
-Transfer::Transfer(std::unique_ptr<Exchange> exchange, SystemRoots& roots)
-    : _exchange(std::move(exchange)), _roots(roots) {}
+Transfer::Transfer(std::unique_ptr<Exchange> exchange, SystemRoots& roots, SocketWatch& watch)
+    : _exchange(std::move(exchange)),
+      _roots(roots),
+      _watch(watch),
+      _limit(_exchange->request().timeoutSeconds, _exchange->request().body.size(),
+             TimeLimit::Clock::now()) {
+  _watch.setDeadline(this, _limit.end());
+}
+
+Transfer::~Transfer() { _watch.forget(this); }
+
+bool Transfer::hasTimeLeft(TimeLimit::Clock::time_point now) {
+  if (_requestWasSent && _limit.isUploading()) {
+    const auto before = _limit.end();
+    _limit.uploaded(_watch.traffic(this).acknowledged, now);
+    if (_limit.end() != before) _watch.setDeadline(this, _limit.end());
+  }
+  return now < _limit.end();
+}
 
 bool Transfer::prepare() {
   _easy.reset(curl_easy_init());
@@ -90,10 +114,11 @@ bool Transfer::setTransport() {
          set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1}) &&
          set(CURLOPT_NETRC, long{CURL_NETRC_IGNORED}) &&
          set(CURLOPT_DISALLOW_USERNAME_IN_URL, 1L) && set(CURLOPT_PATH_AS_IS, 1L) &&
-         set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) &&
-         set(CURLOPT_TIMEOUT_MS, timeoutMilliseconds(_exchange->request().timeoutSeconds)) &&
-         set(CURLOPT_CONNECT_TO, _connectTo.get()) &&
-         set(CURLOPT_OPENSOCKETFUNCTION, &Transfer::openSocket);
+         set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L) && set(CURLOPT_CONNECT_TO, _connectTo.get()) &&
+         set(CURLOPT_OPENSOCKETFUNCTION, &Transfer::openSocket) &&
+         set(CURLOPT_OPENSOCKETDATA, this) &&
+         set(CURLOPT_CLOSESOCKETFUNCTION, &Transfer::closeSocket) &&
+         set(CURLOPT_CLOSESOCKETDATA, &_watch);
 }
 
 // The question whether to trust is ours alone; curl's part is to keep to the answer. With
@@ -112,7 +137,9 @@ bool Transfer::setTrust() {
 
 bool Transfer::setCallbacks() {
   return set(CURLOPT_HEADERFUNCTION, &Transfer::headerArrived) && set(CURLOPT_HEADERDATA, this) &&
-         set(CURLOPT_WRITEFUNCTION, &Transfer::bodyArrived) && set(CURLOPT_WRITEDATA, this);
+         set(CURLOPT_WRITEFUNCTION, &Transfer::bodyArrived) && set(CURLOPT_WRITEDATA, this) &&
+         set(CURLOPT_XFERINFOFUNCTION, &Transfer::bytesMoved) && set(CURLOPT_XFERINFODATA, this) &&
+         set(CURLOPT_NOPROGRESS, 0L);
 }
 
 bool Transfer::setRequest() {
@@ -149,17 +176,58 @@ bool Transfer::setHeaders() {
   return set(CURLOPT_HTTPHEADER, _headers.get());
 }
 
-// As curl does by itself, but not for the programs that the host starts meanwhile.
-curl_socket_t Transfer::openSocket(void* /*self*/, curlsocktype /*purpose*/,
-                                   curl_sockaddr* address) noexcept {
-  return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+curl_socket_t Transfer::openSocket(void* self, curlsocktype /*purpose*/,
+                                   curl_sockaddr* address) noexcept try {
+  return transferOf(self)._watch.open(address->family, address->socktype, address->protocol, self);
+} catch (...) {
+  return CURL_SOCKET_BAD;
+}
+
+int Transfer::closeSocket(void* watch, curl_socket_t socket) noexcept {
+  return static_cast<SocketWatch*>(watch)->close(socket);
+}
+
+// Called whenever something may have moved, also in those loops of curl that a peer can prolong.
+int Transfer::bytesMoved(void* self, curl_off_t /*bodyPromised*/, curl_off_t bodyReceived,
+                         curl_off_t /*uploadPromised*/, curl_off_t /*uploaded*/) noexcept try {
+  return transferOf(self).mayGoOn(static_cast<std::uint64_t>(bodyReceived)) ? 0 : 1;
+} catch (...) {
+  return 1;
+}
+
+bool Transfer::mayGoOn(std::uint64_t bodyBytes) {
+  if (_endsWithConnection) {
+    SSL* const connection = currentConnection();
+    _endWasAnnounced =
+        connection != nullptr && (SSL_get_shutdown(connection) & SSL_RECEIVED_SHUTDOWN) != 0;
+  }
+  if (_watch.isCutOff()) return refuse(URLErrorCode::cancelled, "The process is exiting.");
+  const auto now = TimeLimit::Clock::now();
+  if (now >= _limit.end() && !hasTimeLeft(now)) {
+    return refuse(URLErrorCode::timedOut, curl_easy_strerror(CURLE_OPERATION_TIMEDOUT));
+  }
+  // Bodies of redirects are not handed over, only counted.
+  if (bodyBytes > kMaxBodyBytes) {
+    return refuse(URLErrorCode::dataLengthExceedsMaximum, "The response's body is too long.");
+  }
+  if (++_callsSinceLook % kCallsBetweenLooks != 0 || !receivesTooMuch(bodyBytes)) return true;
+  return refuse(URLErrorCode::dataLengthExceedsMaximum, "More arrives than an answer may hold.");
+}
+
+bool Transfer::receivesTooMuch(std::uint64_t bodyBytes) const {
+  const std::uint64_t received = _watch.traffic(this).received;
+  if (!_requestWasSent) return received > kMaxBytesBeforeRequest;
+  // As much again for the frames: a body may come in very small pieces.
+  return received > kMaxBytesBesideAnswer + 2 * (_allHeaderBytes + bodyBytes);
 }
 
 std::size_t Transfer::headerArrived(char* bytes, std::size_t size, std::size_t count,
                                     void* self) noexcept {
   Transfer& transfer = transferOf(self);
   try {
-    transfer.addHeaderLine({bytes, size * count});
+    const std::string_view line(bytes, size * count);
+    if (!transfer.startResponse(line)) return 0;
+    transfer.addHeaderLine(line);
     if (transfer._headerBytes <= kMaxHeaderBytes) return size * count;
     transfer.refuse(URLErrorCode::dataLengthExceedsMaximum, "The response's headers are too long.");
   } catch (...) {  // NOLINT(bugprone-empty-catch): without memory; curl's result says enough.
@@ -167,26 +235,42 @@ std::size_t Transfer::headerArrived(char* bytes, std::size_t size, std::size_t c
   return 0;
 }
 
+// Where `line` is the status line of one more response. False: it cannot be used.
+bool Transfer::startResponse(std::string_view line) {
+  constexpr std::string_view kStatusLineStart = "HTTP/";
+  _answerHasBegun = true;
+  if (!_responseIsDue || line.substr(0, kStatusLineStart.size()) != kStatusLineStart) return true;
+  _response.headers.clear();
+  _body.clear();
+  // Interim answers count with the one that they announce, so that there is no end of them.
+  if (!_responseIsInterim) _headerBytes = 0;
+  _responseIsDue = false;
+  const int status = statusIn(line);
+  _responseIsInterim = status < kFirstFinalStatus;
+  // Nothing was asked for that this could be the answer to, and what follows is not HTTP.
+  if (status != kSwitchingProtocols) return true;
+  return refuse(URLErrorCode::badServerResponse, "The server switches to another protocol.");
+}
+
 // Lines come one at a time, those of every response on the way: interim ones, redirects, the last.
 void Transfer::addHeaderLine(std::string_view line) {
-  constexpr std::string_view kStatusLineStart = "HTTP/";
   const bool isFolded = line.front() == ' ' || line.front() == '\t';
-  if (_responseIsDue && line.substr(0, kStatusLineStart.size()) == kStatusLineStart) {
-    _response.headers.clear();
-    _body.clear();
-    _headerBytes = 0;
-    _responseIsDue = false;
-  }
   _headerBytes += line.size();
+  _allHeaderBytes += line.size();
   const std::string_view content = trimmed(line);
   const auto colon = content.find(':');
   if (content.empty()) {
     _responseIsDue = true;  // Or trailers, which have no status line and join the headers.
+    _endsWithConnection = bodyEndsWithConnection();
   } else if (isFolded && !_response.headers.empty()) {
     _response.headers.back().second.append(" ").append(content);
   } else if (colon != std::string_view::npos) {
     _response.headers.emplace_back(content.substr(0, colon), trimmed(content.substr(colon + 1)));
   }
+}
+
+bool Transfer::bodyEndsWithConnection() const {
+  return !_response.header("Content-Length") && !_response.header("Transfer-Encoding");
 }
 
 std::size_t Transfer::bodyArrived(char* bytes, std::size_t size, std::size_t count,
@@ -208,6 +292,8 @@ CURLcode Transfer::connectionIsMade(CURL* /*handle*/, void* sslContext, void* se
   auto* const context = static_cast<SSL_CTX*>(sslContext);
   SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION);
   SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
+  // Else OpenSSL reads on by itself as long as a peer sends records that hold no data.
+  SSL_CTX_clear_mode(context, SSL_MODE_AUTO_RETRY);
   if (SSL_CTX_get_security_level(context) < kSecurityLevel) {
     SSL_CTX_set_security_level(context, kSecurityLevel);
   }
@@ -237,12 +323,30 @@ int Transfer::requestIsDue(void* self, char* /*remoteAddress*/, char* /*localAdd
                            int /*remotePort*/, int /*localPort*/) noexcept {
   Transfer& transfer = transferOf(self);
   try {
+    if (!transfer.maySendAgain()) {
+      transfer.refuse(URLErrorCode::networkConnectionLost, curl_easy_strerror(CURLE_GOT_NOTHING));
+      return CURL_PREREQFUNC_ABORT;
+    }
     if (!transfer.maySendOn(transfer.currentConnection())) return CURL_PREREQFUNC_ABORT;
   } catch (...) {
     return CURL_PREREQFUNC_ABORT;
   }
+  curl_socket_t socket = CURL_SOCKET_BAD;
+  curl_easy_getinfo(transfer._easy.get(), CURLINFO_ACTIVESOCKET, &socket);
+  transfer._watch.use(socket, &transfer);
+  transfer._allHeaderBytes = 0;
+  transfer._answerHasBegun = false;
   transfer._requestWasSent = true;
   return CURL_PREREQFUNC_OK;
+}
+
+// curl repeats a request by itself when a kept connection ends before an answer begins. The server
+// may have acted on it all the same, so only what asks for nothing but an answer is repeated.
+bool Transfer::maySendAgain() const {
+  if (!_requestWasSent || _answerHasBegun) return true;  // The first, or after a redirect.
+  const char* method = nullptr;
+  curl_easy_getinfo(_easy.get(), CURLINFO_EFFECTIVE_METHOD, &method);
+  return method != nullptr && std::string_view(method) == "GET";
 }
 
 // curl gives an idle connection to any request for the same address, whoever judged its chain and
@@ -332,10 +436,19 @@ void Transfer::takeResponse() {
 
 void Transfer::end(CURLcode result) {
   takeResponse();
+  // However the end of its time shows: a connection that was cut off looks lost.
+  if (result != CURLE_OK && TimeLimit::Clock::now() >= _limit.end()) {
+    result = CURLE_OPERATION_TIMEDOUT;
+  }
   if (_refusal) {
     _result.failure = _refusal;
   } else if (result != CURLE_OK) {
     _result.failure = failureOf(result, _requestWasSent, _result.response.has_value());
+  } else if (!_result.response) {
+    _result.failure = failureOf(CURLE_WEIRD_SERVER_REPLY, true, false);
+  } else if (_endsWithConnection && !_body.empty() && !_endWasAnnounced) {
+    // Anybody on the way may have cut the connection, and the body with it.
+    _result.failure = failureOf(CURLE_PARTIAL_FILE, true, true);
   } else {
     _result.body = std::move(_body);
   }

@@ -14,6 +14,8 @@
 #include "platform/linux/net/c_handles.h"
 #include "platform/linux/net/net_module.h"
 #include "platform/linux/net/server_trust.h"
+#include "platform/linux/net/socket_watch.h"
+#include "platform/linux/net/time_limit.h"
 
 namespace zor::net {
 
@@ -21,8 +23,9 @@ namespace zor::net {
 // handle points back to it.
 class Transfer {
  public:
-  // `roots` outlives it.
-  Transfer(std::unique_ptr<Exchange> exchange, SystemRoots& roots);
+  // `roots` outlives it; `watch` outlives its connections. The time limit starts now.
+  Transfer(std::unique_ptr<Exchange> exchange, SystemRoots& roots, SocketWatch& watch);
+  ~Transfer();
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
@@ -31,6 +34,13 @@ class Transfer {
 
   // Null before prepare() and after end().
   CURL* handle() const { return _easy.get(); }
+
+  // Looks at the progress of the upload. False: the exchange is out of time.
+  bool hasTimeLeft(TimeLimit::Clock::time_point now);
+  // When to ask again.
+  TimeLimit::Clock::time_point nextLook(TimeLimit::Clock::time_point now) const {
+    return _limit.nextLook(now);
+  }
 
   // Takes down how curl ended the exchange and releases the handle, which must have left its multi
   // handle.
@@ -54,6 +64,10 @@ class Transfer {
   // What curl and OpenSSL call; no exception may pass through their frames. `self` is the transfer.
   static curl_socket_t openSocket(void* self, curlsocktype purpose,
                                   curl_sockaddr* address) noexcept;
+  // The watch is its argument: connections outlive the transfer that opened them.
+  static int closeSocket(void* watch, curl_socket_t socket) noexcept;
+  static int bytesMoved(void* self, curl_off_t bodyPromised, curl_off_t bodyReceived,
+                        curl_off_t uploadPromised, curl_off_t uploaded) noexcept;
   static std::size_t headerArrived(char* bytes, std::size_t size, std::size_t count,
                                    void* self) noexcept;
   static std::size_t bodyArrived(char* bytes, std::size_t size, std::size_t count,
@@ -64,6 +78,11 @@ class Transfer {
                           int localPort) noexcept;
 
   void addHeaderLine(std::string_view line);
+  bool startResponse(std::string_view statusLine);
+  bool bodyEndsWithConnection() const;
+  bool mayGoOn(std::uint64_t bodyBytes);
+  bool receivesTooMuch(std::uint64_t bodyBytes) const;
+  bool maySendAgain() const;
   bool maySendOn(SSL* connection);
   // Asks the delegate about a chain. False: refused, and the failure says why.
   bool judge(STACK_OF(X509) * presented);
@@ -77,15 +96,25 @@ class Transfer {
 
   const std::unique_ptr<Exchange> _exchange;
   SystemRoots& _roots;
+  SocketWatch& _watch;
+  TimeLimit _limit;
   CurlList _headers;
   CurlList _connectTo;
 
   // Of the response that is arriving; the last of a chain of redirects remains.
   URLResponse _response;
   Data _body;
-  std::size_t _headerBytes = 0;
+  std::size_t _headerBytes = 0;     // Its interim answers and trailers included.
+  std::size_t _allHeaderBytes = 0;  // Since the request was written last.
   bool _responseIsDue = true;
+  bool _responseIsInterim = false;
   bool _requestWasSent = false;
+  bool _answerHasBegun = false;  // Since then.
+  // The end of the body is the end of the connection, and only TLS tells whether it is the true
+  // one.
+  bool _endsWithConnection = false;
+  bool _endWasAnnounced = false;
+  unsigned _callsSinceLook = 0;
 
   // The connection whose handshake this transfer judged and has not yet used.
   const SSL* _judgedConnection = nullptr;
