@@ -25,9 +25,9 @@ std::vector<std::string> partsOf(const std::string& entry) {
 bool isHostOrEmpty(const std::string& text) { return text.empty() || urlHost(text).has_value(); }
 
 bool isPortOrEmpty(const std::string& text) {
-  constexpr std::size_t kMaxDigits = 5;
+  constexpr std::size_t kMaxPortDigits = 5;
   constexpr int kMaxPort = 65535;
-  if (text.size() > kMaxDigits) return false;
+  if (text.size() > kMaxPortDigits) return false;
   if (text.find_first_not_of("0123456789") != std::string::npos) return false;
   return text.empty() || std::stoi(text) <= kMaxPort;
 }
