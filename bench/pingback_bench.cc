@@ -60,7 +60,7 @@ std::string readAll(const std::string& path) {
 }
 
 // An append that parses and writes out the whole file; nothing is locked, synchronized or renamed.
-void Pingback_baseline_parse_serialise_write(benchmark::State& state) {
+void Pingback_baseline_parse_serialize_write(benchmark::State& state) {
   const RecordFile file(state.range(0));
   for (auto _ : state) {
     state.PauseTiming();
@@ -71,7 +71,7 @@ void Pingback_baseline_parse_serialise_write(benchmark::State& state) {
     std::ofstream(file.path(), std::ios::binary | std::ios::trunc) << jsonForDisplay(records);
   }
 }
-BENCHMARK(Pingback_baseline_parse_serialise_write)->Arg(1000)->Arg(500000);
+BENCHMARK(Pingback_baseline_parse_serialize_write)->Arg(1000)->Arg(500000);
 
 // What a change that survives a power cut costs on this disk, whoever makes it.
 void Pingback_baseline_durable_write(benchmark::State& state) {

@@ -23,7 +23,7 @@ class AwaitedValue {
     _delivered.notify_all();
   }
 
-  // Waits, telling a person on a terminal of `activity` meanwhile. nullopt: nothing came in time.
+  // Waits, and shows `activity` on a terminal meanwhile. nullopt: timeout.
   std::optional<Value> wait(const std::string& activity, std::chrono::duration<double> limit) {
     const auto end = std::chrono::steady_clock::now() + limit;
     Progress progress(activity);
@@ -35,7 +35,7 @@ class AwaitedValue {
     return _value;
   }
 
-  // The same for what always comes, as the end of an exchange with a time limit of its own does.
+  // The same without a limit, for what always comes, such as the end of an exchange with a timeout.
   Value wait(const std::string& activity) {
     for (;;) {
       if (auto value = wait(activity, std::chrono::hours(1))) return *std::move(value);

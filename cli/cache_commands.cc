@@ -45,7 +45,7 @@ void printForPeople(const CacheState& state) {
   const std::string verdict = !state.fingerprintPresent ? "none"
                               : state.expired           ? "expired"
                                                         : "valid";
-  // The lifetime, where there is one, wins over the expiry that the service named.
+  // A lifetime takes precedence over the expiry date from the service.
   printTable({{"fingerprint", verdict},
               {"valid until", shownTime(endOfValidity(state.times))},
               {"stored at", shownTime(state.times.storedAt)},
@@ -64,7 +64,7 @@ int runCacheShow(bool json) {
     printForPeople(state);
   }
   if (state.status.isSuccess()) return kDone;
-  printDiagnostic("The cache cannot be read now: " + state.status.sentence() + ".");
+  printDiagnostic("The cache could not be read: " + state.status.sentence() + ".");
   return kFailed;
 }
 

@@ -10,12 +10,12 @@ struct FingerprintOptions {
   double timeoutSeconds = 60;
   bool json = false;
 };
-// Fetches the fingerprint, from the cache or the service, and prints it.
+// Gets the fingerprint, from the cache or the service, and prints it.
 int runFingerprint(const FingerprintOptions& options, HostPorts& host);
 
 struct ReportOptions {
   bool json = false;
-  bool unseal = false;   // Opens the sealed block of this machine's own report.
+  bool unseal = false;   // Decrypts the sealed block too.
   bool explain = false;  // Shows where each value comes from, instead of the report.
 };
 // Prints the collected parameters as they would be sent.
@@ -24,9 +24,9 @@ int runReport(const ReportOptions& options);
 // Prints the installation identifier.
 int runIdentifier();
 
-// Prints what is cached, and until when.
+// Prints what is cached and until when.
 int runCacheShow(bool json);
-// Drops the cached fingerprint; the installation identifier stays.
+// Clears the cached fingerprint; the installation identifier stays.
 int runCacheClear();
 
 struct MachineIdOptions {
@@ -34,17 +34,17 @@ struct MachineIdOptions {
   bool optIn = false;
   bool json = false;
 };
-// Prints the identifier that the user's applications share, after opting out of it or in.
+// Prints the identifier that the user's applications share, after opting out or in if asked to.
 int runMachineId(const MachineIdOptions& options);
 
-// Prints the failure records that wait for their upload.
+// Prints the failure records that wait to be uploaded.
 int runPingbacksShow(bool json);
-// Uploads them now if a day has passed since the last time, and says what happened.
+// Uploads them if the last upload was over a day ago, and says what happened.
 int runPingbacksUpload(bool json);
-// Empties their file.
+// Deletes them.
 int runPingbacksClear(bool json);
 
-// Tries each route to the service once and says how it went.
+// Tries each route to the service once and shows the results.
 int runDoctor(bool json, HostPorts& host);
 
 // Prints the versions of the library and of the report.

@@ -72,7 +72,7 @@ struct RouteCheck {
 
   bool tried() const { return !url.empty(); }
   bool reached() const { return answer.response.has_value(); }
-  // The others lead to what helps to find the service.
+  // The other routes lead to HTTPDNS or the backup list.
   bool leadsToTheService() const {
     return route == kName || route == kAddress || route == kBackupAddress;
   }
@@ -96,17 +96,17 @@ RouteCheck check(const std::string& route, const std::string& url,
   return {route, url, answer, delegate->verdict(), std::chrono::steady_clock::now() - start};
 }
 
-// The row of a route that could not be tried.
+// The row for a route that could not be tried.
 RouteCheck notTried(const std::string& route, const std::string& reason) {
   return {route, "", {std::nullopt, ZORError{"", 0, reason}}, JudgingDelegate::kNonePresented};
 }
 
-// As check(); without a URL, for `address` is none, the route ends there.
+// As check(); not tried if there is no URL because `address` is not an address.
 RouteCheck checkByAddress(const std::string& route, const std::optional<std::string>& url,
                           const std::optional<std::string>& acceptHost,
                           const std::string& address) {
   if (url) return check(route, *url, acceptHost);
-  return notTried(route, "\"" + address + "\" is no address");
+  return notTried(route, "\"" + address + "\" is not an address");
 }
 
 bool isUsable(const RouteAnswer& answer) {
@@ -117,7 +117,7 @@ std::vector<std::string> answeredAddresses(const RouteAnswer& answer) {
   return isUsable(answer) ? httpDnsAddresses(*answer.response) : std::vector<std::string>();
 }
 
-// A look-up and what it found. Where an answer came and nothing was found, the row says why.
+// A look-up and what it found. If an answer came without addresses, the row says why.
 struct LookUp {
   RouteCheck row;
   std::vector<std::string> addresses;
@@ -131,12 +131,13 @@ LookUp lookUp(const std::string& route, std::string_view format, const std::stri
   if (!made.addresses.empty() || answer.error) return made;
   answer.error = {"", 0,
                   isUsable(answer)
-                      ? "the answer names no address"
+                      ? "the answer has no addresses"
                       : "the answer has status " + std::to_string(answer.response->statusCode)};
   return made;
 }
 
-// Tries the fixed addresses in turn, a row each, until one answers: the resolver takes any of them.
+// Tries the fixed addresses in turn, one row each, until one answers: the resolver uses any of
+// them.
 std::vector<std::string> checkBootstrap(std::vector<RouteCheck>& checks) {
   const auto config = ZORHttpDnsConfig::defaultConfig();
   for (const std::string& fixed : config.ips()) {
@@ -148,7 +149,7 @@ std::vector<std::string> checkBootstrap(std::vector<RouteCheck>& checks) {
   return {};
 }
 
-// The resolver asks at the first address of the bootstrap answer, whatever it is.
+// The resolver sends its query to the first address in the bootstrap answer, whatever it is.
 std::vector<std::string> checkQuery(const std::vector<std::string>& serviceAddresses,
                                     const std::string& host, std::vector<RouteCheck>& checks) {
   if (serviceAddresses.empty()) {

@@ -6,9 +6,9 @@ namespace zor::cli {
 
 enum ExitStatus : int {
   kDone = 0,
-  kFailed = 1,  // On this machine: no report could be made, a file could not be written.
+  kFailed = 1,  // On this machine: the report could not be made, or a file not be read or written.
   kWrongUsage = 2,
-  kRefused = 3,    // The service answered that it refuses.
+  kRefused = 3,    // The service refused.
   kTransport = 4,  // No usable answer reached this machine.
   kNoAnswerInTime = 5,
 };

@@ -26,7 +26,7 @@ struct FetchedFingerprint {
 
 using AwaitedFingerprint = AwaitedValue<FetchedFingerprint>;
 
-// Codes of other domains, the transport's for one, may have the same number.
+// Codes of other domains, such as the transport's, may have the same number.
 bool isNoReportError(const ZORError& error) {
   return error.code == ZORFingerPrint::kNoReportCode &&
          error.domain == literals::kFingerprintErrorDomain.view();
@@ -39,7 +39,7 @@ int exitStatus(const FetchedFingerprint& outcome) {
   return error != nullptr && isNoReportError(*error) ? kFailed : kTransport;
 }
 
-// `domain` and `code` are null where no error of the library or the platform is behind it.
+// `domain` and `code` are null if no error of the library or the platform caused it.
 ZORValue errorAsJson(const ZORValue& domain, const ZORValue& code, const std::string& description) {
   return ZORValue::dictionary({{"domain", domain}, {"code", code}, {"description", description}});
 }
@@ -89,14 +89,14 @@ int reportNoAnswer(bool json) {
   return kNoAnswerInTime;
 }
 
-// Asks for the fingerprint; what comes goes to `waiter`, which may outlive the command.
+// Asks for the fingerprint and delivers the result to `waiter`, which may outlive the command.
 void startFingerprint(const std::shared_ptr<AwaitedFingerprint>& waiter) {
   const StandardOutputToError redirected;  // A request starts with a collection.
   const auto caller = std::this_thread::get_id();
   ZORFingerPrint::sharedInstance()->getFingerprint(
       [waiter, caller](bool success, const ZORFingerprintError& error,
                        const std::string& fingerprint) {
-        // Only a cached value is handed over on the caller's own thread with success.
+        // Only a cached value is delivered on the caller's own thread with success.
         const bool cached = success && std::this_thread::get_id() == caller;
         waiter->deliver({success, cached, error, fingerprint});
       });
@@ -105,7 +105,7 @@ void startFingerprint(const std::shared_ptr<AwaitedFingerprint>& waiter) {
 }  // namespace
 
 int runFingerprint(const FingerprintOptions& options, HostPorts& host) {
-  // Shared, for the callback may come after this function has given up.
+  // Shared, because the callback may run after this function has timed out.
   const auto waiter = std::make_shared<AwaitedFingerprint>();
   startFingerprint(waiter);
   const auto outcome = waiter->wait("Asking the fingerprint service",
@@ -114,7 +114,7 @@ int runFingerprint(const FingerprintOptions& options, HostPorts& host) {
   print(*outcome, options.json);
   constexpr std::chrono::seconds kForTheBackupAddresses{2};
   host.urlLoading().waitUntilIdle(kForTheBackupAddresses);
-  // Reading runs behind the records that wait to be written, so that they reach the file.
+  // Reading waits for the queued records, so that they reach the file.
   std::ignore = GetPingbackStore()->readStr();
   return exitStatus(*outcome);
 }

@@ -11,7 +11,7 @@
 
 namespace zor::cli {
 
-// The system's ports with URL loading of the program's own, traced. In use from construction to the
+// The system's ports with the program's own, traced URL loading. In use from construction to the
 // end of the process.
 class HostPorts {
  public:

@@ -24,7 +24,7 @@ int runIdentifier() {
   std::cout << shown(identifier) << std::endl;
   const Status kept = installationIdentifierStatus();
   if (kept.isSuccess()) return kDone;
-  printDiagnostic("The identifier could not be kept (" + kept.sentence() +
+  printDiagnostic("The identifier could not be stored (" + kept.sentence() +
                   "). The next run will have another.");
   return kFailed;
 }

@@ -37,10 +37,10 @@ int runMachineId(const MachineIdOptions& options) {
   const Status kept = _OpenUDID::statusOfKeeping();
   print(value, outcome, options.json);
   if (!choice.isSuccess()) {
-    printDiagnostic("The choice could not be kept (" + choice.sentence() + ").");
+    printDiagnostic("The choice could not be stored (" + choice.sentence() + ").");
   }
   if (!kept.isSuccess()) {
-    printDiagnostic("The identifier could not be kept (" + kept.sentence() +
+    printDiagnostic("The identifier could not be stored (" + kept.sentence() +
                     "). The next run will have another.");
   }
   return choice.isSuccess() && kept.isSuccess() ? kDone : kFailed;

@@ -23,7 +23,7 @@ struct Arguments {
   MachineIdOptions machineId;
 };
 
-// What the command line asks for; set by the parser, run when the ports are in place.
+// The chosen command; set by the parser, run once the ports are in place.
 using Command = std::function<int(HostPorts& host)>;
 
 void printExchange(const TracedExchange& exchange) {
@@ -37,15 +37,14 @@ void addJson(CLI::App& command, bool& json) {
   command.add_flag("--json", json, "Print JSON for programs");
 }
 
-// CLI::Range lets not-a-number through: it lies neither below nor above.
+// CLI::Range accepts not-a-number, which is neither below the range nor above it.
 std::string refuseNotANumber(const std::string& text) {
   return std::isnan(std::strtod(text.c_str(), nullptr)) ? text + " is not a number" : "";
 }
 
 void addFingerprint(CLI::App& app, Arguments& arguments, Command& command) {
-  CLI::App* sub = app.add_subcommand("fingerprint", "Fetch this machine's fingerprint");
-  sub->add_option("--timeout", arguments.fingerprint.timeoutSeconds,
-                  "Seconds to wait for an answer")
+  CLI::App* sub = app.add_subcommand("fingerprint", "Get this machine's fingerprint");
+  sub->add_option("--timeout", arguments.fingerprint.timeoutSeconds, "Timeout in seconds")
       ->check(CLI::Range(0.0, 86400.0))
       ->check(refuseNotANumber)
       ->capture_default_str();
@@ -58,10 +57,10 @@ void addFingerprint(CLI::App& app, Arguments& arguments, Command& command) {
 void addReport(CLI::App& app, Arguments& arguments, Command& command) {
   CLI::App* sub = app.add_subcommand("report", "Show the collected parameters");
   addJson(*sub, arguments.report.json);
-  CLI::Option* unseal = sub->add_flag("--unseal", arguments.report.unseal,
-                                      "Open the sealed block of this machine's own report");
+  CLI::Option* unseal =
+      sub->add_flag("--unseal", arguments.report.unseal, "Also decrypt the sealed block");
   sub->add_flag("--explain", arguments.report.explain,
-                "Show for each entry its source, whether it was found, and the time it took")
+                "Show where each entry comes from, whether it was found, and how long it took")
       ->excludes(unseal);
   sub->callback([&arguments, &command] {
     command = [&arguments](HostPorts&) { return runReport(arguments.report); };
@@ -69,14 +68,14 @@ void addReport(CLI::App& app, Arguments& arguments, Command& command) {
 }
 
 void addCache(CLI::App& app, Arguments& arguments, Command& command) {
-  CLI::App* cache = app.add_subcommand("cache", "Look at the cached fingerprint, or drop it");
+  CLI::App* cache = app.add_subcommand("cache", "Show or clear the cached fingerprint");
   cache->require_subcommand(1);
-  CLI::App* show = cache->add_subcommand("show", "Show what is cached, and until when");
+  CLI::App* show = cache->add_subcommand("show", "Show what is cached and until when");
   addJson(*show, arguments.json);
   show->callback([&arguments, &command] {
     command = [&arguments](HostPorts&) { return runCacheShow(arguments.json); };
   });
-  CLI::App* clear = cache->add_subcommand("clear", "Drop the cached fingerprint");
+  CLI::App* clear = cache->add_subcommand("clear", "Clear the cached fingerprint");
   clear->callback([&command] { command = [](HostPorts&) { return runCacheClear(); }; });
 }
 
@@ -92,10 +91,12 @@ void addMachineId(CLI::App& app, Arguments& arguments, Command& command) {
 }
 
 void addPingbacks(CLI::App& app, Arguments& arguments, Command& command) {
-  CLI::App* pingbacks = app.add_subcommand("pingbacks", "Show the failure records, or handle them");
-  CLI::App* upload = pingbacks->add_subcommand("upload", "Upload them if an upload is due");
-  CLI::App* clear = pingbacks->add_subcommand("clear", "Empty their file");
-  // Before the subcommand or behind it.
+  CLI::App* pingbacks =
+      app.add_subcommand("pingbacks", "Show, upload or clear the failure records");
+  CLI::App* upload =
+      pingbacks->add_subcommand("upload", "Upload the failure records if an upload is due");
+  CLI::App* clear = pingbacks->add_subcommand("clear", "Delete the failure records");
+  // Before or after the subcommand.
   for (CLI::App* one : {pingbacks, upload, clear}) addJson(*one, arguments.json);
   pingbacks->require_subcommand(0, 1);
   pingbacks->callback([&arguments, &command, upload, clear] {
@@ -122,7 +123,7 @@ void addOthers(CLI::App& app, Arguments& arguments, Command& command) {
   });
 }
 
-// The first redirection that cannot be followed; nullopt: all can. Exchanges must not go ahead
+// The first redirection that has the wrong form; nullopt: all are right. Requests must not be sent
 // without it: what is meant for a sandbox would reach the operator's service.
 std::optional<std::string> wrongRedirection(const std::vector<std::string>& connectTo) {
   const auto wrong = std::find_if_not(connectTo.begin(), connectTo.end(), isConnectToEntry);
@@ -132,13 +133,14 @@ std::optional<std::string> wrongRedirection(const std::vector<std::string>& conn
 int run(int argumentCount, char** argumentValues) {
   Arguments arguments;
   Command command;
-  CLI::App app("Fetches, shows and checks what the fingerprint library does on this machine.",
-               "zorfp");
+  CLI::App app(
+      "Gets this machine's fingerprint and shows what the library collects, keeps and sends.",
+      "zorfp");
   app.require_subcommand(1);
   app.add_option("--connect-to", arguments.connectTo,
-                 "Redirect connections, as HOST:PORT:HOST:PORT; certificates are still checked "
-                 "for the original name (also: ZORFP_CONNECT_TO)");
-  app.add_flag("--trace", arguments.trace, "Tell of each exchange on standard error");
+                 "Redirect connections: HOST:PORT:CONNECT-HOST:CONNECT-PORT; certificates must "
+                 "still be for HOST (environment: ZORFP_CONNECT_TO)");
+  app.add_flag("--trace", arguments.trace, "Log each exchange to standard error");
   addFingerprint(app, arguments, command);
   addReport(app, arguments, command);
   addCache(app, arguments, command);
@@ -151,7 +153,9 @@ int run(int argumentCount, char** argumentValues) {
     return app.exit(error) == 0 ? kDone : kWrongUsage;
   }
   if (const auto wrong = wrongRedirection(arguments.connectTo)) {
-    printDiagnostic("\"" + *wrong + "\" is no redirection of the form HOST:PORT:HOST:PORT.");
+    printDiagnostic("\"" + *wrong +
+                    "\" is not a redirection of the form "
+                    "HOST:PORT:CONNECT-HOST:CONNECT-PORT.");
     return kWrongUsage;
   }
   auto& host = *new HostPorts(makeURLLoading({arguments.connectTo}),
@@ -159,7 +163,7 @@ int run(int argumentCount, char** argumentValues) {
   return command(host);
 }
 
-// The status to end with: a command whose output was lost, to a full disk say, is not done.
+// The exit status: a command whose output was lost, for example on a full disk, has failed.
 int withOutputWritten(int status) {
   std::cout.flush();
   if (std::cout) return status;

@@ -15,7 +15,7 @@
 namespace zor::cli {
 namespace {
 
-// The records in the file; an empty array when it holds none or is damaged.
+// The records in the file; an empty array if there are none or the file is damaged.
 struct PendingRecords {
   ZORValue records;
   Status status;  // Why the file cannot be opened.
@@ -39,7 +39,7 @@ void printRecords(const ZORValue& records) {
   printTable(rows);
 }
 
-// What became of an upload.
+// The result of an upload.
 struct UploadResult {
   std::size_t recordCount = 0;
   bool due = false;
@@ -57,13 +57,13 @@ UploadResult upload(std::size_t recordCount) {
       [end](const PingbackUpload& upload) { end->deliver(upload); });
   if (!result.due) return result;
   result.upload = end->wait("Uploading the failure records");
-  std::ignore = GetPingbackStore()->readStr();  // Runs behind the writes of the outcome.
+  std::ignore = GetPingbackStore()->readStr();  // Runs after the upload's own writes.
   return result;
 }
 
 int exitStatus(const UploadResult& result) {
   if (!result.failed()) return kDone;
-  // With an error the answer is not complete, whatever status arrived.
+  // With an error the answer is incomplete, whatever its status.
   return result.upload.response && !result.upload.error ? kRefused : kTransport;
 }
 
@@ -96,16 +96,16 @@ void printForPeople(const UploadResult& result) {
   } else if (sent) {
     std::cout << "Uploaded " << result.recordCount << " records." << std::endl;
   } else if (result.due) {
-    std::cout << "Nothing to upload; the time of this look is recorded." << std::endl;
+    std::cout << "Nothing to upload. The next upload is due in a day." << std::endl;
   } else {
-    std::cout << "Not due: the last upload was tried less than a day ago." << std::endl;
+    std::cout << "Not due: the last upload was less than a day ago." << std::endl;
   }
 }
 
-// `forPrograms`: what stands in the place of the usual JSON.
+// `forPrograms`: printed instead of the usual JSON.
 int reportProblem(const Status& status, const ZORValue& forPrograms, bool json) {
   if (json) printJson(forPrograms);
-  printDiagnostic("The failure records are out of reach: " + status.sentence() + ".");
+  printDiagnostic("The failure records could not be read or changed: " + status.sentence() + ".");
   return kFailed;
 }
 
@@ -125,7 +125,7 @@ int runPingbacksShow(bool json) {
 }
 
 int runPingbacksUpload(bool json) {
-  // Before the upload is tried, which would have the records wait a day more.
+  // Before the upload, which would make the records wait another day.
   const auto [records, status] = pendingRecords();
   if (!status.isSuccess()) {
     return reportProblem(status, failedUploadAsJson(status.sentence()), json);

@@ -8,14 +8,14 @@
 namespace zor::cli {
 namespace {
 
-// Puts what the sealed block holds in its place; false when it cannot be opened.
+// Replaces the sealed block by its content; false if it cannot be opened.
 bool unseal(ZORValue& report) {
   const std::string* sealed = report[literals::kParamSealedBlockKey.view()].text();
   const auto opened = sealed != nullptr ? openSealedBlock(*sealed) : std::nullopt;
   return opened && report.set(literals::kParamSealedBlockKey.view(), *opened) != nullptr;
 }
 
-// A line for each entry, those of a dictionary below it.
+// One line for each entry; the entries of a dictionary follow it.
 void addRows(const ZORValue& dictionary, const std::string& indent,
              std::vector<std::vector<std::string>>& rows) {
   for (const auto& [key, value] : dictionary.entries()) {

@@ -26,7 +26,7 @@ bool isOfControlCharacter(const std::string& text, std::size_t index) {
   return isTrail(byte) && byteAt(index - 1) == kLead;
 }
 
-// Names from devices and services reach the terminal: nothing in them may steer it.
+// Names from devices and services reach the terminal; they must not be able to control it.
 std::string withoutControlCharacters(const std::string& given) {
   const std::string text = wellFormedUtf8(given);
   std::string safe;
@@ -90,7 +90,7 @@ StandardOutputToError::StandardOutputToError()
 
 StandardOutputToError::~StandardOutputToError() {
   if (_standardOutput < 0) return;
-  std::fflush(stdout);  // The line comes by way of the C library.
+  std::fflush(stdout);  // The line is written through the C library.
   ::dup2(_standardOutput, STDOUT_FILENO);
   ::close(_standardOutput);
 }

@@ -16,8 +16,8 @@ void printTable(const std::vector<std::vector<std::string>>& rows);
 // Prints one line of compact JSON; ill-formed UTF-8 in it is replaced.
 void printJson(const ZORValue& value);
 
-// `value` for people: a text as it is (control characters escaped, bytes that are
-// no UTF-8 replaced), null as "-", the rest as JSON.
+// `value` for people: a text as it is (control characters escaped, bytes that are not valid UTF-8
+// replaced), null as "-", the rest as JSON.
 std::string shown(const ZORValue& value);
 
 // Prints "zorfp: " and `message` on standard error.
@@ -26,9 +26,9 @@ void printDiagnostic(const std::string& message);
 // `milliseconds` with one decimal: "12.3 ms".
 std::string shownDuration(std::chrono::duration<double, std::milli> duration);
 
-// Sends what anyone writes to standard output to standard error instead, for its lifetime. Wanted
-// around every collection: its reader of hardware addresses writes a line there, by design, when a
-// network device goes while it is read, and a program that reads our JSON could not parse it.
+// Redirects standard output to standard error for its lifetime. Needed around every collection: by
+// design, the reader of hardware addresses prints a line if a network device disappears while it is
+// read, and a program that reads our JSON could not parse that line.
 class StandardOutputToError {
  public:
   StandardOutputToError();
@@ -40,7 +40,7 @@ class StandardOutputToError {
   const int _standardOutput;  // Negative: there is none, and nothing is redirected.
 };
 
-// Tells a waiting person on a terminal that something is going on; silent elsewhere.
+// Shows progress to a person who waits at a terminal; silent elsewhere.
 class Progress {
  public:
   explicit Progress(std::string activity);

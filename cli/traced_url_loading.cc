@@ -46,7 +46,7 @@ void TracedURLLoading::end(const TracedExchange& exchange,
     const std::lock_guard<std::mutex> lock(_observing);
     _observer(exchange);
   }
-  completion();  // Before the count falls: it may start the next exchange of a chain.
+  completion();  // Before the count goes down: it may start the next exchange of a chain.
   const std::lock_guard<std::mutex> lock(_mutex);
   if (--_underWay == 0) _idle.notify_all();
 }

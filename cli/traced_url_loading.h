@@ -36,8 +36,8 @@ class TracedURLLoading final : public URLLoadingPort {
   std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate> delegate,
                                             OperationQueue& queue) override;
 
-  // Waits until no exchange is under way, but no longer than `limit`. A program that ends at once
-  // would cut off what the library does beside the answer, such as fetching backup addresses.
+  // Waits until no exchange is in flight, but no longer than `limit`. A program that exits at once
+  // would cut off what the library does in the background, such as fetching backup addresses.
   void waitUntilIdle(std::chrono::milliseconds limit);
 
  private:

@@ -1,24 +1,24 @@
 # zor_embed_bundle_info(<target> IDENTIFIER <id> VERSION <short version> [BUNDLE_VERSION <number>])
 #
-# Tells the library who the application is, by the bundle identifier, CFBundleShortVersionString and
-# CFBundleVersion (<short version> unless given): on Linux by a note in the executable <target>, on
-# macOS by an information list in it. An application bundle on macOS has its own Info.plist and needs
-# no call. Works in projects with C or C++ enabled.
+# Gives the application <target> a bundle identifier, a CFBundleShortVersionString and a
+# CFBundleVersion (default: <short version>), which the library reports. They are stored in the
+# executable: in a note on Linux, in an Info.plist section on macOS. An application bundle on macOS
+# has its own Info.plist and needs no call. Works in projects with C or C++ enabled.
 function(zor_embed_bundle_info target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "IDENTIFIER;VERSION;BUNDLE_VERSION" "")
   if(arg_UNPARSED_ARGUMENTS OR NOT DEFINED arg_IDENTIFIER OR NOT DEFINED arg_VERSION)
-    message(FATAL_ERROR "zor_embed_bundle_info: give a target, IDENTIFIER and VERSION")
+    message(FATAL_ERROR "zor_embed_bundle_info needs a target, IDENTIFIER and VERSION")
   endif()
   get_target_property(type ${target} TYPE)
   if(NOT type STREQUAL "EXECUTABLE")
-    message(FATAL_ERROR "zor_embed_bundle_info: ${target} is no executable")
+    message(FATAL_ERROR "zor_embed_bundle_info: ${target} is not an executable")
   endif()
   if(NOT DEFINED arg_BUNDLE_VERSION)
     set(arg_BUNDLE_VERSION "${arg_VERSION}")
   endif()
   foreach(value IN ITEMS "${arg_IDENTIFIER}" "${arg_VERSION}" "${arg_BUNDLE_VERSION}")
     if(NOT value MATCHES "^[A-Za-z0-9._+~:-]+$")
-      message(FATAL_ERROR "zor_embed_bundle_info: \"${value}\": only letters, digits and . _ + ~ : -")
+      message(FATAL_ERROR "zor_embed_bundle_info: \"${value}\" has characters other than letters, digits and . _ + ~ : -")
     endif()
   endforeach()
   if(APPLE)
@@ -38,9 +38,9 @@ function(zor_embed_bundle_info target)
     set(extension cc)
   endif()
   set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}_bundle_info.${extension})
-  # A section of the note type stays under --gc-sections and strip.
+  # --gc-sections and strip keep a section of the note type.
   file(CONFIGURE OUTPUT ${source} @ONLY CONTENT [[
-/* Who the application is, as an ELF note. */
+/* The application's identity, as an ELF note. */
 __asm__(
     ".pushsection .note.zor.bundle, \"a\", %note\n"
     ".balign 4\n"
@@ -55,7 +55,7 @@ __asm__(
   set_source_files_properties(${source} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
 endfunction()
 
-# The platform reads this section of a program that stands outside a bundle.
+# The platform reads this section of programs outside a bundle.
 function(_zor_embed_information_list target)
   set(list ${CMAKE_CURRENT_BINARY_DIR}/${target}_info.plist)
   file(CONFIGURE OUTPUT ${list} @ONLY CONTENT [[

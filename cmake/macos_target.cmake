@@ -1,10 +1,10 @@
-# On a Mac: what the library is built for. arm64 from macOS 11.0, x86-64 from 10.15, or both in one
-# file from 10.15: the compiler itself raises the arm64 half to 11.0. Included before project(), which
-# settles the compiler's target. Where a host's project() did so already, its choice is checked.
+# On a Mac, chooses what the library is built for: arm64 from macOS 11.0, x86-64 from 10.15, or both
+# in one file from 10.15 (the compiler raises the arm64 half to 11.0). Included before project(), which
+# fixes the compiler's target. If a host's project() has already fixed it, its choice is checked.
 if(NOT CMAKE_HOST_APPLE)
   return()
 endif()
-# Empty is the architecture of the machine.
+# Empty means the architecture of the machine.
 set(CMAKE_OSX_ARCHITECTURES "$ENV{CMAKE_OSX_ARCHITECTURES}" CACHE STRING
     "What to build for: arm64, x86_64, or \"arm64;x86_64\"")
 set(zor_architectures ${CMAKE_OSX_ARCHITECTURES})
@@ -27,7 +27,7 @@ if(DEFINED ENV{MACOSX_DEPLOYMENT_TARGET})
   set(zor_macos_target $ENV{MACOSX_DEPLOYMENT_TARGET})
 endif()
 set(CMAKE_OSX_DEPLOYMENT_TARGET ${zor_macos_target} CACHE STRING "The oldest macOS to build for")
-# Empty in a host's build is the newest system that the compiler knows.
+# Empty in a host's build means the newest system that the compiler knows.
 if(CMAKE_OSX_DEPLOYMENT_TARGET AND CMAKE_OSX_DEPLOYMENT_TARGET VERSION_LESS zor_min_macos)
   list(JOIN zor_architectures " and " zor_architectures)
   message(FATAL_ERROR "zorfingerprint for ${zor_architectures} needs macOS ${zor_min_macos} or later; "

@@ -1,4 +1,4 @@
-# What `cmake --install` puts where, and the two ways in which a host finds it.
+# What `cmake --install` installs where, and the CMake package and pkg-config module for hosts.
 include(CMakePackageConfigHelpers)
 
 set(zor_frameworks_dir Library/Frameworks)

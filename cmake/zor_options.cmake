@@ -1,4 +1,4 @@
-# Compiler settings that every target of the project takes, on one interface target.
+# Compiler settings for every target of the project, on one interface target.
 add_library(zor_options INTERFACE)
 target_compile_features(zor_options INTERFACE cxx_std_20)
 target_compile_options(zor_options INTERFACE
@@ -15,7 +15,7 @@ if(ZOR_SANITIZE)
     -fsanitize=${ZOR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(zor_options INTERFACE -fsanitize=${ZOR_SANITIZE})
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # Instrumented string code makes g++ 12 see overflows where there are none.
+    # g++ 12 reports overflows in instrumented string code where there are none.
     target_compile_options(zor_options INTERFACE
       -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread -Wno-maybe-uninitialized
       -Wno-restrict)
@@ -25,8 +25,8 @@ if(ZOR_PLATFORM STREQUAL "linux")
   target_compile_options(zor_options INTERFACE -fno-semantic-interposition)
   target_link_options(zor_options INTERFACE -Wl,--gc-sections)
 endif()
-# For shared objects: nothing may be left undefined. With clang, the sanitizers' functions are, for
-# the program to define.
+# For shared objects: no undefined symbols. With clang the sanitizers' functions stay undefined, as the
+# program defines them.
 set(zor_nothing_undefined -Wl,-z,defs)
 if(ZOR_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   set(zor_nothing_undefined)
@@ -36,7 +36,7 @@ target_link_libraries(zor_options INTERFACE Threads::Threads)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 
-# With ZOR_PRECOMPILE: what most sources of a target include, and the headers given.
+# With ZOR_PRECOMPILE, precompiles the headers that most sources include, and those given.
 function(zor_precompile target)
   if(ZOR_PRECOMPILE)
     target_precompile_headers(${target} PRIVATE ${ARGN} <functional> <map>

@@ -1,4 +1,4 @@
-# ZOR_PLATFORM: whose backend is built, the name of a folder in src/platform.
+# ZOR_PLATFORM names the backend to build, a folder in src/platform.
 set(zor_platform_of_Linux linux)
 set(zor_platform_of_Darwin macos)
 set(ZOR_PLATFORM "${zor_platform_of_${CMAKE_SYSTEM_NAME}}" CACHE STRING

@@ -1,5 +1,5 @@
-# Reads the version from its one place, the public header, into zor_version. Included before
-# project(), which needs it.
+# Reads the version from the public header, the only place that holds it, into zor_version. Included
+# before project(), which needs it.
 set(zor_version)
 foreach(part MAJOR MINOR PATCH)
   file(STRINGS ${CMAKE_CURRENT_LIST_DIR}/../include/ZORFingerPrint/ZORVersion.h line

@@ -126,7 +126,7 @@ TEST_F(Zorfp, SaysWhenAValueCannotBeKept) {
        {"identifier", "machine-id", "machine-id --opt-out", "machine-id --opt-in --json"}) {
     const ProgramRun lost = run(arguments, "HOME=/dev/null");
     EXPECT_EQ(lost.exitStatus, 1) << arguments;
-    EXPECT_NE(lost.diagnostics.find("could not be kept"), std::string::npos) << arguments;
+    EXPECT_NE(lost.diagnostics.find("could not be stored"), std::string::npos) << arguments;
     EXPECT_EQ(run(arguments).exitStatus, 0) << arguments;
   }
   EXPECT_EQ(run("identifier").output, run("identifier").output);
@@ -230,7 +230,7 @@ TEST_F(Zorfp, DoctorSaysForEachRouteHowItWent) {
 TEST_F(Zorfp, DoctorShowsARouteThatCouldNotBeTriedAndWhy) {
   service.script({.route = Route::query}, {.withoutAnswerHeader = true});
   ZORValue checks = run("doctor --json").json();
-  EXPECT_EQ(checks[2]["error"], "the answer names no address");
+  EXPECT_EQ(checks[2]["error"], "the answer has no addresses");
   EXPECT_EQ(checks[3]["error"], "the HTTPDNS query gave no address");
   service.script({.route = Route::bootstrap}, {.status = 500});
   checks = run("doctor --json").json();

@@ -25,12 +25,12 @@ class NoDescriptors {
 
 }  // namespace zor::testing
 
-// At the start of a test that uses it. The undefined-behaviour sanitizer, which runs together with
+// At the start of a test that uses it. The undefined-behavior sanitizer, which runs together with
 // the address sanitizer, looks at an object's type through a pipe of its own; without one it takes
 // every object for a damaged one.
 #if defined(__SANITIZE_ADDRESS__)
 #define ZOR_SKIP_WHERE_CHECKS_NEED_DESCRIPTORS() \
-  GTEST_SKIP() << "the undefined-behaviour sanitizer needs descriptors"
+  GTEST_SKIP() << "the undefined-behavior sanitizer needs descriptors"
 #else
 #define ZOR_SKIP_WHERE_CHECKS_NEED_DESCRIPTORS() static_cast<void>(0)
 #endif
