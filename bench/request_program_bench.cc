@@ -12,7 +12,7 @@
 namespace zor::bench {
 namespace {
 
-sandbox::SandboxService& service() {
+sandbox::SandboxService& programService() {
   static auto& instance = *[] {
     auto* const made = new sandbox::SandboxService;
     if (made->start()) std::abort();
@@ -23,8 +23,8 @@ sandbox::SandboxService& service() {
 
 void requestProgram(benchmark::State& state, const std::string& program) {
   std::vector<std::string> arguments{literals::kBackupURL.str()};
-  for (const std::string& entry : service().connectTo()) arguments.push_back(entry);
-  const std::vector<std::string> environment{"SSL_CERT_FILE=" + service().caFile().string(),
+  for (const std::string& entry : programService().connectTo()) arguments.push_back(entry);
+  const std::vector<std::string> environment{"SSL_CERT_FILE=" + programService().caFile().string(),
                                              "PATH=/usr/bin:/bin"};
   for (auto _ : state) {
     if (!runProgram(program, arguments, environment)) state.SkipWithError("the program failed");

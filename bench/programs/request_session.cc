@@ -29,7 +29,7 @@ bool succeeds(const URLRequest& request) {
 int main(int argumentCount, char** arguments) {
   if (argumentCount < 2) return EXIT_FAILURE;
   const auto loading = zor::makeURLLoading({{arguments + 2, arguments + argumentCount}});
-  const zor::ScopedPorts scope(zor::withURLLoading(zor::systemPorts(), *loading));
+  const zor::ScopedPorts scope(zor::systemPorts().with(*loading));
   zor::URLRequest request;
   request.url = arguments[1];
   return zor::succeeds(request) ? EXIT_SUCCESS : EXIT_FAILURE;
