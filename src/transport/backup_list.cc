@@ -3,6 +3,7 @@
 #include "literals/literals.h"
 #include "support/json_codec.h"
 #include "support/text.h"
+#include "support/url.h"
 
 namespace zor {
 
@@ -16,17 +17,19 @@ std::optional<std::string> documentInBackupAnswer(const Data& body) {
   const ZORValue& document = first[literals::kBackupDataKey.view()];
   if (document.isNull()) return "";
   // A damaged answer must not cost the list that is kept.
-  return document.isText() ? std::optional(*document.text()) : std::nullopt;
+  if (!document.isText() || document.text()->size() > kMaxBackupDocumentBytes) return std::nullopt;
+  return *document.text();
 }
 
 std::vector<std::string> addressesInBackupDocument(std::string_view document) {
   std::vector<std::string> addresses;
+  if (document.size() > kMaxBackupDocumentBytes) return addresses;
   const ZORValue parsed = ZORValue::orNull(valueFromJson(document));
   const ZORValue& entries =
       parsed[literals::kBackupListKey.view()][literals::kBackupEntriesKey.view()];
   for (const ZORValue& entry : entries.elements()) {
     for (const ZORValue& address : entry[literals::kBackupAddressListKey.view()].elements()) {
-      if (address.isText()) addresses.push_back(*address.text());
+      if (address.isText() && urlAddress(*address.text())) addresses.push_back(*address.text());
     }
   }
   return addresses;

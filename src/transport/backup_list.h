@@ -5,6 +5,7 @@
 
 #include <ZORFingerPrint/ZORTypes.h>
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,12 +13,17 @@
 
 namespace zor {
 
+// The user defaults hold the document, and with them every call that finds a cached fingerprint
+// reads it. It is the service's text, so this bounds it: some thousands of addresses.
+constexpr std::size_t kMaxBackupDocumentBytes = 64U << 10;
+
 // The document to keep that the service's answer carries; "": keep none. nullopt: the answer says
-// nothing, so what is kept stays.
+// nothing, or more than is kept, so what is kept stays.
 std::optional<std::string> documentInBackupAnswer(const Data& body);
 
-// The addresses in a kept document, in its order, repeated ones included; entries that are no text
-// are left out.
+// The addresses in a kept document, in its order, repeated ones included. Entries that are not an
+// IP address are left out: no request can be sent there. A document that is longer than one is kept
+// holds none.
 std::vector<std::string> addressesInBackupDocument(std::string_view document);
 
 }  // namespace zor
