@@ -63,7 +63,7 @@ class SandboxService {
               std::optional<std::uint64_t> uses = std::nullopt);
   void clearScripts();
 
-  // Closes the connections that clients keep open, soon after.
+  // Closes the connections that clients keep open. Not from an observer, nor while stop() runs.
   void closeConnections();
 
   // Changes what the ordinary answers are made of: expiry, lifetime, HTTPDNS answers, backup

@@ -14,6 +14,7 @@
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
+#include <future>
 #include <list>
 #include <thread>
 #include <utility>
@@ -277,11 +278,15 @@ class TlsServer::Core {
   }
 
   void closeConnections() {
-    asio::post(_service, [this] {
+    if (!_thread.joinable() || _service.stopped()) return;
+    std::promise<void> closed;
+    asio::post(_service, [this, &closed] {
       for (const auto& weakSession : _sessions) {
         if (const auto session = weakSession.lock()) session->close();
       }
+      closed.set_value();
     });
+    closed.get_future().wait();
   }
 
  private:

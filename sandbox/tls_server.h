@@ -101,7 +101,8 @@ class TlsServer {
   // Ends the thread and closes everything. Callable twice.
   void stop();
 
-  // Closes the connections that are open now. Callable from any thread; takes effect soon after.
+  // Closes the connections that are open now. Callable from any thread but the server's own, and
+  // not while stop() runs.
   void closeConnections();
 
  private:
