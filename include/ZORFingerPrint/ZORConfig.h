@@ -21,8 +21,16 @@ class ZOR_EXPORT ZORConfig {
     _storePath = path != nullptr ? std::optional<std::string>(path) : std::nullopt;
   }
 
+  // Whether the person at the machine has to agree before the library does anything; see
+  // ZORFingerPrint::setConsent(). Holds for this process: to be set at every start, before anything
+  // else. `false` takes back what the host required, never what the operator's profile requires.
+  // Absent: no change.
+  const std::optional<bool>& consentRequired() const { return _consentRequired; }
+  void setConsentRequired(bool required) { _consentRequired = required; }
+
  private:
   std::optional<std::string> _storePath;
+  std::optional<bool> _consentRequired;
 };
 
 }  // namespace zor

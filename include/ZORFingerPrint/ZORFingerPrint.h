@@ -14,8 +14,10 @@
 #define ZORFINGERPRINT_ZORFINGERPRINT_H_
 
 #include <ZORFingerPrint/ZORConfig.h>
+#include <ZORFingerPrint/ZORErrors.h>
 #include <ZORFingerPrint/ZORJsonHelper.h>
 #include <ZORFingerPrint/ZORLog.h>
+#include <ZORFingerPrint/ZORPrivacy.h>
 #include <ZORFingerPrint/ZORProbes.h>
 #include <ZORFingerPrint/ZORTypes.h>
 #include <ZORFingerPrint/ZORVersion.h>
@@ -25,6 +27,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 extern "C" {
 // The version of the library as a framework carries it.
@@ -48,7 +51,7 @@ class ZOR_EXPORT ZORFingerPrint final {
 
  public:
   // The code in ZORError when the environment report could not be made.
-  static constexpr std::int64_t kNoReportCode = -177;
+  static constexpr std::int64_t kNoReportCode = ZOR_FINGERPRINT_ERROR_NO_REPORT;
 
   // Selector: sharedInstance
   // The instance of this process, made at the first call and never released. Never null.
@@ -65,8 +68,34 @@ class ZOR_EXPORT ZORFingerPrint final {
 
   // Selector: setWithConfig:
   // Keeps the config's store path in the user defaults, for this run and later ones. A path that is
-  // absent or empty leaves an earlier one in force.
+  // absent or empty leaves an earlier one in force. The other settings hold for this process.
   static void setWithConfig(const ZORConfig& config);
+
+  // Keeps what the person at the machine answered, in the user defaults: it counts for every
+  // process of this application, also for later runs. `unknown` takes the answer back.
+  //
+  // Without permission (consent is required and was not given, or was refused, required or not)
+  // nothing is collected, kept or sent and no thread is started: getFingerprint() fails with the
+  // code ZOR_FINGERPRINT_ERROR_NO_CONSENT, getEnvInfo() gives nothing, identifier() is "". The
+  // host's own settings are kept all the same, and the functions of ZORProbes.h answer the host.
+  //
+  // A refusal erases what was kept, as eraseLocalData() does, but for the refusal. A request under
+  // way takes no further step, ends with the same code, and nothing of it is kept.
+  // The error: not everything could be erased; it says what, and why. The answer counts all the
+  // same. Threads: callable from any, also from a callback.
+  static std::optional<ZORError> setConsent(ZORConsent consent);
+  static ZORConsent consent();
+  // Whether the library may collect, keep and send now.
+  static bool isPermitted();
+
+  // Erases what the library keeps for this application on this machine, and gives an item for each
+  // thing that there can be. The store file and the failure records are shared by the user's
+  // applications and go as a whole. The store path of the config stays, and so do empty lock files.
+  // One that was cut short is finished by the next call. What is under way when it is called may be
+  // kept afterwards, and the next request keeps things anew: to stop that, refuse consent.
+  // `dryRun`: removes nothing and says what would be removed.
+  // Threads: callable from any; waits for other processes that hold a lock, a second or so.
+  static std::vector<ZORErasedItem> eraseLocalData(bool dryRun = false);
 
   // Selectors: PLATFORM, VERSION
   // The platform label and the version that go with every report.
@@ -74,7 +103,8 @@ class ZOR_EXPORT ZORFingerPrint final {
   static std::string VERSION();
 
   // Selector: identifier
-  // A random identifier of this installation, kept between runs; the same for the whole process.
+  // A random identifier of this installation, kept between runs; the same for the whole process
+  // until it is erased. "" without permission, see setConsent().
   static std::string identifier();
 
   // Selector: getFingerprint:

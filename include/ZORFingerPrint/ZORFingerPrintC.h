@@ -7,6 +7,7 @@
 #ifndef ZORFINGERPRINT_ZORFINGERPRINTC_H_
 #define ZORFINGERPRINT_ZORFINGERPRINTC_H_
 
+#include <ZORFingerPrint/ZORErrors.h>
 #include <ZORFingerPrint/ZORVersion.h>
 #include <stdint.h>
 
@@ -58,6 +59,32 @@ ZOR_FINGERPRINT_API void zor_fingerprint_clear_cache(void);
 /* Makes `path`, an absolute path of a folder, the place of the store file, for this run and later
  * ones. NULL and "" change nothing. */
 ZOR_FINGERPRINT_API void zor_fingerprint_set_store_path(const char* path);
+
+/* What the person at the machine answered when the host asked. */
+#define ZOR_FINGERPRINT_CONSENT_UNKNOWN 0
+#define ZOR_FINGERPRINT_CONSENT_GIVEN 1
+#define ZOR_FINGERPRINT_CONSENT_REFUSED 2
+
+/* With 1, nothing is done before consent is given; to be called at every start, before anything
+ * else. 0 takes that back, unless the operator's profile requires it. */
+ZOR_FINGERPRINT_API void zor_fingerprint_require_consent(int required);
+
+/* Keeps the answer for this run and later ones; UNKNOWN takes it back. Without permission (consent
+ * is required and not given, or refused) nothing is collected, kept or sent: zor_fingerprint_get()
+ * fails with ZOR_FINGERPRINT_ERROR_NO_CONSENT, zor_fingerprint_environment() gives NULL and
+ * zor_fingerprint_identifier() "". A refusal erases what was kept. NULL: done; else a text that
+ * says what could not be erased, and why. */
+ZOR_FINGERPRINT_API char* zor_fingerprint_set_consent(int consent);
+ZOR_FINGERPRINT_API int zor_fingerprint_consent(void);
+/* 1: the library may collect, keep and send now. */
+ZOR_FINGERPRINT_API int zor_fingerprint_is_permitted(void);
+
+/* Erases what the library keeps for this application on this machine; with `dry_run` other than 0
+ * it only says what would be erased. A JSON list of {"item", "outcome", "reason"}; the outcome is
+ * "nothing there", "would be removed", "removed" or "not removed". The store file and the failure
+ * records are shared by the user's applications and go as a whole. NULL when memory ran out;
+ * another call finishes what one has left. */
+ZOR_FINGERPRINT_API char* zor_fingerprint_erase(int dry_run);
 
 /* Sends the library's log lines to `handler`, with `context`; NULL restores the system log. May be
  * called on several threads at once. */

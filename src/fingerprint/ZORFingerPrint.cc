@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "collector/ZORDataCollector_mac.h"
+#include "consent/consent.h"
 #include "fingerprint/fingerprint_request.h"
+#include "fingerprint/local_data.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
 #include "pingback/ZORSecPingbackStore.h"
@@ -32,10 +34,13 @@ void tell(const ZORFingerprintCallback& callback, bool success, const ZORFingerp
   if (callback) callIgnoringExceptions(callback, success, error, fingerprint);
 }
 
+ZORError libraryError(std::int64_t code, std::string description) {
+  return {literals::kFingerprintErrorDomain.str(), code, std::move(description)};
+}
+
 // Nothing, where there is no memory for more.
 ZORFingerprintError noReportError() try {
-  return ZORError{literals::kFingerprintErrorDomain.str(), ZORFingerPrint::kNoReportCode,
-                  literals::kFingerprintNoReportMessage.str()};
+  return libraryError(ZORFingerPrint::kNoReportCode, literals::kFingerprintNoReportMessage.str());
 } catch (...) {
   return {};
 }
@@ -49,10 +54,36 @@ FingerprintOutcome judgedOutcome(const std::optional<Data>& body,
   return {};
 }
 
+ZORFingerprintError noConsentError() try {
+  return libraryError(ZOR_FINGERPRINT_ERROR_NO_CONSENT, literals::kNoConsentMessage.str());
+} catch (...) {
+  return {};
+}
+
+// To be asked after something was kept: true when the person has refused meanwhile. What a thread
+// or another process kept between the refusal and its own look is gone then.
+bool isRefusedMeanwhile() {
+  if (isPermitted()) return false;
+  callIgnoringExceptions([] { std::ignore = eraseKeptData(Erasure::allButConsent); });
+  return true;
+}
+
 std::optional<std::string> environmentReport() {
   const auto json = jsonFromValue(ZORDataCollector_mac().collect());
   if (!json) return std::nullopt;
   return ports().crypto.base64Encode(utf8Bytes(*json));
+}
+
+// Nothing when all is gone.
+std::optional<ZORError> erasureError(const std::vector<ZORErasedItem>& items) {
+  std::string reasons;
+  for (const ZORErasedItem& item : items) {
+    if (item.outcome != ZORErasureOutcome::notRemoved) continue;
+    if (!reasons.empty()) reasons += "; ";
+    reasons += item.name + ": " + item.reason;
+  }
+  if (reasons.empty()) return std::nullopt;
+  return libraryError(ZOR_FINGERPRINT_ERROR_NOT_ERASED, std::move(reasons));
 }
 
 }  // namespace
@@ -191,6 +222,7 @@ std::string ZORFingerPrint::Implementation::startRequest() {
 void ZORFingerPrint::Implementation::requestFingerprint() {
   try {
     const auto report = environmentReport();
+    if (isRefusedMeanwhile()) return requestComplete(false, noConsentError(), "");
     if (report) return send(*report);
   } catch (...) {  // NOLINT(bugprone-empty-catch): those who wait are told below.
   }
@@ -214,7 +246,10 @@ void ZORFingerPrint::Implementation::send(const std::string& report) {
 void ZORFingerPrint::Implementation::finish(const FingerprintOutcome& outcome) {
   // Stored first: a callback that asks again finds the new fingerprint. What cannot be stored, for
   // want of memory, still reaches those who wait.
-  if (outcome.success) callIgnoringExceptions([&] { setFingerprint(outcome.data); });
+  if (outcome.success && isPermitted()) {
+    callIgnoringExceptions([&] { setFingerprint(outcome.data); });
+  }
+  if (isRefusedMeanwhile()) return requestComplete(false, noConsentError(), "");
   requestComplete(outcome.success, outcome.error, outcome.fingerprint);
 }
 
@@ -257,6 +292,7 @@ ZORFingerPrint::ZORFingerPrint(Private) : _implementation(std::make_shared<Imple
 ZORFingerPrint::~ZORFingerPrint() = default;
 
 void ZORFingerPrint::setWithConfig(const ZORConfig& config) {
+  if (config.consentRequired()) setConsentRequiredByHost(*config.consentRequired());
   const auto& path = config.storePath();
   if (!path || path->empty()) return;
   const LockWaitBudget budget;
@@ -270,13 +306,41 @@ std::string ZORFingerPrint::VERSION() { return ZORDataCollector_mac::VERSION(); 
 
 std::string ZORFingerPrint::identifier() {
   const LockWaitBudget budget;
-  return installationIdentifier();
+  if (!isPermitted()) return {};
+  std::string identifier = installationIdentifier();
+  return isRefusedMeanwhile() ? std::string() : identifier;
+}
+
+std::optional<ZORError> ZORFingerPrint::setConsent(ZORConsent consent) {
+  const LockWaitBudget budget;
+  const Status keeping = keepConsent(consent);
+  // Erased in any case: the refusal counts, if only for this process.
+  auto problem = consent == ZORConsent::refused
+                     ? erasureError(eraseKeptData(Erasure::allButConsent))
+                     : std::nullopt;
+  if (!keeping.isSuccess()) {
+    return libraryError(ZOR_FINGERPRINT_ERROR_NOT_KEPT, keeping.sentence());
+  }
+  return problem;
+}
+
+ZORConsent ZORFingerPrint::consent() { return keptConsent(); }
+
+bool ZORFingerPrint::isPermitted() { return zor::isPermitted(); }
+
+std::vector<ZORErasedItem> ZORFingerPrint::eraseLocalData(bool dryRun) {
+  const LockWaitBudget budget;
+  return eraseKeptData(dryRun ? Erasure::dryRun : Erasure::everything);
 }
 
 std::string ZORFingerPrint::getFingerprint(const ZORFingerprintCallback& callback) try {
   const LockWaitBudget budget;
   // A callback may clear the variable of the host that holds it.
   const ZORFingerprintCallback retained = callback;
+  if (!zor::isPermitted()) {
+    tell(retained, false, noConsentError(), "");
+    return {};
+  }
   auto look = _implementation->lookAtCacheOrJoin(retained);
   if (look.startRequest) look.fingerprint = _implementation->startRequest();
   if (!look.expired) tell(retained, true, {}, look.fingerprint);
@@ -289,14 +353,17 @@ std::string ZORFingerPrint::getFingerprint(const ZORFingerprintCallback& callbac
 
 std::optional<std::string> ZORFingerPrint::getEnvInfo() try {
   const LockWaitBudget budget;
-  return environmentReport();
+  if (!zor::isPermitted()) return std::nullopt;
+  auto report = environmentReport();
+  return isRefusedMeanwhile() ? std::nullopt : std::move(report);
 } catch (...) {
   return std::nullopt;
 }
 
 void ZORFingerPrint::clearFingerprintCache() try {
   const LockWaitBudget budget;
-  std::ignore = clear_dfp_cache();
+  // Forgetting makes a store file where there is none, which must not be without permission.
+  if (zor::isPermitted() || cacheState().fingerprintPresent) std::ignore = clear_dfp_cache();
 } catch (...) {  // NOLINT(bugprone-empty-catch): nothing is thrown across the interface.
 }
 

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "fingerprint/local_data.h"
 #include "support/guarded_call.h"
 #include "support/json_codec.h"
 
@@ -39,6 +40,25 @@ void callBack(zor_fingerprint_callback callback, void* context, bool success,
   callback(context, success ? 1 : 0, success ? nullptr : &shown, fingerprint.c_str());
 }
 
+// 0 when it throws.
+template <typename Function>
+int numberOf(const Function& function) noexcept {
+  try {
+    return function();
+  } catch (...) {
+    return 0;
+  }
+}
+
+// Nothing: done. A number that is none of the three counts as a refusal: only a clear "yes" is one.
+std::optional<std::string> keepConsentOfC(int consent) {
+  const bool isKnown =
+      consent == ZOR_FINGERPRINT_CONSENT_UNKNOWN || consent == ZOR_FINGERPRINT_CONSENT_GIVEN;
+  const auto error =
+      ZORFingerPrint::setConsent(isKnown ? static_cast<ZORConsent>(consent) : ZORConsent::refused);
+  return error ? std::optional(error->localizedDescription) : std::nullopt;
+}
+
 }  // namespace
 }  // namespace zor
 
@@ -71,6 +91,32 @@ void zor_fingerprint_set_store_path(const char* path) {
     zor::ZORConfig config;
     config.setStorePath(path);
     ZORFingerPrint::setWithConfig(config);
+  });
+}
+
+void zor_fingerprint_require_consent(int required) {
+  zor::callIgnoringExceptions([required] {
+    zor::ZORConfig config;
+    config.setConsentRequired(required != 0);
+    ZORFingerPrint::setWithConfig(config);
+  });
+}
+
+char* zor_fingerprint_set_consent(int consent) {
+  return zor::newTextOf([consent] { return zor::keepConsentOfC(consent); });
+}
+
+int zor_fingerprint_consent(void) {
+  return zor::numberOf([] { return static_cast<int>(ZORFingerPrint::consent()); });
+}
+
+int zor_fingerprint_is_permitted(void) {
+  return zor::numberOf([] { return ZORFingerPrint::isPermitted() ? 1 : 0; });
+}
+
+char* zor_fingerprint_erase(int dry_run) {
+  return zor::newTextOf([dry_run] {
+    return zor::jsonFromValue(zor::erasureAsValue(ZORFingerPrint::eraseLocalData(dry_run != 0)));
   });
 }
 

@@ -6,6 +6,7 @@
 #include <tuple>
 #include <utility>
 
+#include "consent/consent.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
 #include "pingback/record_array.h"
@@ -78,8 +79,14 @@ std::string describeFailure(const std::optional<URLResponse>& response,
                      texts.description});
 }
 
+// Nothing: the user has no such folder, and records are dropped.
+std::optional<std::string> filePath() {
+  const auto directory = ports().files.libraryDirectory();
+  if (!directory) return std::nullopt;
+  return pathByAppending(*directory, literals::kPingbackFileName.str());
+}
+
 std::shared_ptr<ZORSecPingbackStore> makeStore() {
-  // A user without such a folder has no file, and records are dropped.
   const std::string directory = ports().files.libraryDirectory().value_or("");
   return ZORSecPingbackStore::create(
       std::make_shared<ZORSecFileUti>(literals::kPingbackFileName.str(), directory));
@@ -103,12 +110,17 @@ std::atomic<ScopedPingbackStore::Slot*> scopedSlot{nullptr};
 struct ProcessStore {
   ProcessStore() { holdOverFork(ForkRank::pingback, mutex); }
 
+  static ProcessStore& shared() {
+    static auto& process = *new ProcessStore;
+    return process;
+  }
+
   Mutex mutex;  // Guards `store`. The ports' locks are taken under it.
   std::shared_ptr<ZORSecPingbackStore> store ZOR_GUARDED_BY(mutex);
 };
 
 std::shared_ptr<ZORSecPingbackStore> processStore() {
-  static auto& process = *new ProcessStore;
+  ProcessStore& process = ProcessStore::shared();
   const LogDeferral lines;
   const MutexLock lock(process.mutex);
   if (!process.store) {
@@ -116,6 +128,24 @@ std::shared_ptr<ZORSecPingbackStore> processStore() {
     process.store->surviveFork();
   }
   return process.store;
+}
+
+// Null: nobody has asked for one yet.
+std::shared_ptr<ZORSecPingbackStore> storeInUse() {
+  if (auto* slot = scopedSlot.load(std::memory_order_acquire)) return slot->store;
+  ProcessStore& process = ProcessStore::shared();
+  const MutexLock lock(process.mutex);
+  return process.store;
+}
+
+// Not through the store, which would make the file and start a thread.
+Status emptyFile() {
+  const auto path = filePath();
+  FilePort& files = ports().files;
+  if (!path || !files.exists(*path)) return {};
+  const LogDeferral lines;
+  const LockAttempt attempt = files.lockBeside(*path);
+  return attempt.status.isBusy() ? attempt.status : files.writeAtomically(*path, {});
 }
 
 }  // namespace
@@ -176,8 +206,10 @@ Status ZORSecPingbackStore::onLockedFile(const FileOperation& operation) {
 void ZORSecPingbackStore::writeDictionary(const std::optional<ZORValue>& dictionary, bool async) {
   if (!dictionary || !dictionary->isDictionary() || dictionary->size() == 0) return;
   const auto write = [this, record = *dictionary] {
+    if (!isPermitted()) return;
     // Nobody waits for the outcome: a record that cannot be kept is lost.
     std::ignore = onLockedFile([&record](ZORSecFileUti& file) { appendRecord(file, record); });
+    if (!isPermitted()) std::ignore = emptyFile();
   };
   if (async) {
     _file_io.addOperation(write);
@@ -211,6 +243,7 @@ std::uint64_t ZORSecPingbackStore::fileSize() {
 }
 
 bool ZORSecPingbackStore::checkIfNeedUpload(const PingbackUploadCompletion& completion) {
+  if (!isPermitted()) return false;
   const auto lastUpload = lastUploadTime();
   const double now = ports().clock.secondsSince1970();
   if (!lastUpload || !isPingbackUploadDue(now, *lastUpload)) return false;
@@ -225,7 +258,7 @@ bool ZORSecPingbackStore::checkIfNeedUpload(const PingbackUploadCompletion& comp
 // Only on `_file_io`.
 void ZORSecPingbackStore::startUpload(const PingbackUploadCompletion& completion) {
   const auto text = readStr();
-  if (!text || text->empty()) {
+  if (!text || text->empty() || !isPermitted()) {
     if (completion) completion({});
     return;
   }
@@ -264,13 +297,29 @@ void ZORSecPingbackStore::finishUpload(std::size_t utf16Units, const std::option
 void ZORSecPingback::send() const { pingback(*this); }
 
 void ZORSecPingback::pingback(const std::optional<ZORSecPingback>& record) {
-  if (!record) return;
+  // Asked here as well as at the write: without permission no store comes into being.
+  if (!record || !isPermitted()) return;
   GetPingbackStore()->writeDictionary(record->toDictionary(), /*async=*/true);
 }
 
 void ZORSecPingback::sendWithError(std::int64_t error, const std::optional<std::string>& errorType,
                                    const std::optional<std::string>& errorDesc) {
   ZORSecPingback(error, errorType, errorDesc).send();
+}
+
+bool arePingbacksKept() {
+  if (ports().defaults.objectForKey(uploadTimeKey())) return true;
+  const auto path = filePath();
+  if (!path || !ports().files.exists(*path)) return false;
+  const auto content = ports().files.read(*path);
+  return !content || !content->empty();  // What cannot be read may hold something.
+}
+
+Status erasePingbacks() {
+  if (const auto store = storeInUse()) std::ignore = store->fileSize();  // The queue is serial.
+  const Status time = ports().defaults.removeObject(uploadTimeKey());
+  const Status records = emptyFile();
+  return records.isSuccess() ? time : records;
 }
 
 std::shared_ptr<ZORSecPingbackStore> GetPingbackStore() {

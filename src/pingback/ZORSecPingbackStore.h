@@ -106,6 +106,13 @@ class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPing
   OperationQueue _file_io;  // Serial. The last member: what is queued uses the others.
 };
 
+// Whether the file holds anything, or the time of an upload is kept. Makes no store and no file.
+bool arePingbacksKept();
+
+// Empties the file, with the records of the user's other applications, which share it, and forgets
+// when an upload was tried; writes queued in this process come first. Makes no store and no file.
+Status erasePingbacks();
+
 // The store of this process, over the file in the user's library folder. Made at the first call and
 // never destroyed. Callable from any thread.
 std::shared_ptr<ZORSecPingbackStore> GetPingbackStore();

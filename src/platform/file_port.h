@@ -67,6 +67,8 @@ class FilePort {
   // Replaces the content as one change; success when it is on the disk, else the file is as it was.
   // A symbolic link at `path` is replaced, not followed.
   virtual Status writeAtomically(const std::string& path, const Data& data) = 0;
+  // Removes the file, or the symbolic link itself. Success: nothing is there now.
+  virtual Status removeFile(const std::string& path) = 0;
   // What is no regular file (a symbolic link is none) is unusable. A file over 16 MiB, which the
   // library never writes, counts as empty: the first change replaces it.
   virtual Reading<std::unique_ptr<FileHandle>> openForUpdating(const std::string& path) = 0;

@@ -26,6 +26,8 @@ class Pasteboard {
   virtual Reading<Data> dataForType(const std::string& type) = 0;
   // Replaces what it holds under that type.
   virtual Status setData(const Data& data, const std::string& type) = 0;
+  // Removes what it holds under that type. Success: it holds nothing there now.
+  virtual Status clear(const std::string& type) = 0;
 };
 
 // Callable from any thread.

@@ -1,5 +1,6 @@
 #include "session/ZORHttpsURLSession.h"
 
+#include "consent/consent.h"
 #include "literals/literals.h"
 #include "platform/operation_queue.h"
 #include "platform/ports.h"
@@ -27,6 +28,16 @@ Mutex& makeAcceptHostMutex() {
   auto& mutex = *new Mutex;
   holdOverFork(ForkRank::transport, mutex);
   return mutex;
+}
+
+// A refusal has come while an exchange of several steps was under way: this step is not taken.
+void endWithoutSending(const TransportCompletion& completionHandler) {
+  zor_httpsOperationQueue().addOperation([completionHandler] {
+    zor_callBlock(completionHandler, std::nullopt, std::nullopt,
+                  ZORError{literals::kURLErrorDomain.str(),
+                           static_cast<std::int64_t>(URLErrorCode::cancelled),
+                           literals::kNoConsentMessage.str()});
+  });
 }
 
 }  // namespace
@@ -62,6 +73,7 @@ std::shared_ptr<ZORHttpsURLSession> ZORHttpsURLSession::create() {
 void ZORHttpsURLSession::performRequestRetryCount(const URLRequest& request,
                                                   std::uint64_t retryCount,
                                                   const TransportCompletion& completionHandler) {
+  if (!isPermitted()) return endWithoutSending(completionHandler);
   const auto ended = [weakSelf = weak_from_this(), request, retryCount, completionHandler](
                          const auto& body, const auto& response, const auto& error) {
     // Deliberate: the error is not asked. A 200 that comes with one is final.

@@ -52,6 +52,7 @@ class ZORHttpsURLSession final : public URLSessionDelegate,
   // Absent:   no body was received (not the same as an empty one); no response arrived; the
   //           transport reported no error. An empty handler is allowed.
   // Threads:  the handler runs on zor_httpsOperationQueue() with no lock held.
+  // Consent:  without permission nothing is sent; the handler gets the error "cancelled".
   // Lifetime: holds this session weakly; if it is gone when a repeat is due, the handler never
   //           runs.
   void performRequestRetryCount(const URLRequest& request, std::uint64_t retryCount,

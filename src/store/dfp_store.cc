@@ -132,4 +132,14 @@ Status dfp_store_forget(const std::string& slotKey, const std::optional<std::str
   });
 }
 
+Status removeStoreFile() {
+  const LogDeferral lines;
+  const MutexLock lock(initPthreadMutex());
+  const auto path = storeFilePath();
+  if (!path || !ports().files.exists(*path)) return {};
+  // A process that has read the file and is about to write it would bring it back.
+  const auto attempt = ports().files.lockBeside(*path);
+  return attempt.status.isBusy() ? attempt.status : ports().files.removeFile(*path);
+}
+
 }  // namespace zor

@@ -40,6 +40,10 @@ Status dfp_store_write(const std::string& slotKey, const std::optional<std::stri
 Status dfp_store_forget(const std::string& slotKey, const std::optional<std::string>& seen)
     ZOR_EXCLUDES(initPthreadMutex());
 
+// Removes the file, with the entries of the user's other applications, which share it. Success: it
+// is not there now. Callable from any thread.
+Status removeStoreFile() ZOR_EXCLUDES(initPthreadMutex());
+
 }  // namespace zor
 
 #endif  // ZOR_STORE_DFP_STORE_H_

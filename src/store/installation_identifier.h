@@ -22,6 +22,9 @@ Status installationIdentifierStatus();
 // Has this process forget the identifier, as if it had just started; for tests.
 void forgetInstallationIdentifier();
 
+// Forgets the one that this process has found: the next call looks for it again.
+void forgetInstallationIdentifier();
+
 }  // namespace zor
 
 #endif  // ZOR_STORE_INSTALLATION_IDENTIFIER_H_

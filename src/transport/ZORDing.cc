@@ -4,6 +4,7 @@
 #include <tuple>
 #include <utility>
 
+#include "consent/consent.h"
 #include "literals/literals.h"
 #include "platform/ports.h"
 #include "session/ZORHttpsURLSession.h"
@@ -22,10 +23,6 @@ Mutex& makeBackupIPsMutex() {
   auto& mutex = *new Mutex;
   holdOverFork(ForkRank::transport, mutex);
   return mutex;
-}
-
-std::string backupAddressesKey() {
-  return literals::kSlotKeyPrefix.str() + literals::kBackupAddressesKeySuffix.str();
 }
 
 // The host that certificates must match. Never absent: that would accept those of every host.
@@ -162,11 +159,12 @@ void ZORDing::requestBackupIp() {
 
 void ZORDing::saveCloudBackup(const std::optional<Data>& body) {
   const auto document = body ? documentInBackupAnswer(*body) : std::nullopt;
-  if (!document) return;
+  if (!document || !isPermitted()) return;
   if (document->empty()) {
     std::ignore = ports().defaults.removeObject(backupAddressesKey());
   } else {
     std::ignore = ports().defaults.setObject(backupAddressesKey(), *document);
+    if (!isPermitted()) std::ignore = ports().defaults.removeObject(backupAddressesKey());
   }
 }
 

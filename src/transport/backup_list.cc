@@ -7,6 +7,10 @@
 
 namespace zor {
 
+std::string backupAddressesKey() {
+  return literals::kSlotKeyPrefix.str() + literals::kBackupAddressesKeySuffix.str();
+}
+
 std::optional<std::string> documentInBackupAnswer(const Data& body) {
   const auto answer = valueFromJson(textOf(body));
   if (!answer) return std::nullopt;

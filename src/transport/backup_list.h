@@ -17,6 +17,9 @@ namespace zor {
 // reads it. It is the service's text, so this bounds it: some thousands of addresses.
 constexpr std::size_t kMaxBackupDocumentBytes = 64U << 10;
 
+// The key in the user defaults under which the document is kept.
+std::string backupAddressesKey();
+
 // The document to keep that the service's answer carries; "": keep none. nullopt: the answer says
 // nothing, or more than is kept, so what is kept stays.
 std::optional<std::string> documentInBackupAnswer(const Data& body);

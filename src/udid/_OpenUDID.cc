@@ -348,6 +348,12 @@ Status _OpenUDID::statusOfKeeping() {
   return session().kept;
 }
 
+void _OpenUDID::forgetProcessValue() {
+  Session& state = session();
+  const MutexLock lock(state.mutex);
+  state.kOpenUDIDSessionCache.clear();
+}
+
 std::string _OpenUDID::_generateFreshOpenUDID() {
   const Md5Digest digest = ports().crypto.md5(utf8Bytes(ports().random.uuidString()));
   const std::uint32_t number = ports().random.randomNumber();

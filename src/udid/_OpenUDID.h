@@ -52,6 +52,9 @@ class _OpenUDID {
   // How the last call that had something to keep fared. Success: it is on the disk.
   static Status statusOfKeeping();
 
+  // Forgets the value that this process has found: the next one is found afresh.
+  static void forgetProcessValue();
+
   // A new identifier.
   static std::string _generateFreshOpenUDID();
 

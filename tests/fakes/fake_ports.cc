@@ -35,6 +35,12 @@ class FakePasteboard final : public Pasteboard {
     return {};
   }
 
+  Status clear(const std::string& type) override {
+    _owner.boards[_name].erase(type);
+    if (_owner.boards[_name].empty()) _owner.boards.erase(_name);
+    return {};
+  }
+
  private:
   Status statusIn(const std::map<std::string, int>& errors) const {
     const auto found = errors.find(_name);

@@ -191,6 +191,10 @@ class FilesUnder final : public FilePort {
     if (diskFull) return failure("write", path, ENOSPC);
     return _real.writeAtomically(path, data);
   }
+  Status removeFile(const std::string& path) override {
+    if (diskFull) return failure("remove", path, EROFS);
+    return _real.removeFile(path);
+  }
   Reading<std::unique_ptr<FileHandle>> openForUpdating(const std::string& path) override {
     return _real.openForUpdating(path);
   }

@@ -1,5 +1,9 @@
 #include "platform/linux/pasteboards_linux.h"
 
+#include <unistd.h>
+
+#include <tuple>
+
 #include "literals/literals.h"
 #include "platform/linux/library_folders.h"
 #include "platform/linux/linux_ports.h"
@@ -25,6 +29,13 @@ class LinuxPasteboard final : public Pasteboard {
     }
     const Status folder = makeFolders(_folder);
     return folder.isSuccess() ? replaceFile(path, textOf(data)) : folder;
+  }
+
+  Status clear(const std::string& type) override {
+    Status status = removeFileAt(pathForType(type));
+    // An empty folder says that somebody was here; one with other types stays.
+    if (status.isSuccess()) std::ignore = ::rmdir(_folder.c_str());
+    return status;
   }
 
  private:

@@ -3,7 +3,7 @@
 # Hosts in C, Objective-C and Swift import the C interface; the headers in C++ are a module within it,
 # for hosts that compile C++.
 function(zor_write_module_map file headers)
-  set(c_headers ZORFingerPrintC.h ZORVersion.h)
+  set(c_headers ZORErrors.h ZORFingerPrintC.h ZORVersion.h)
   set(c_lines "")
   set(cxx_lines "")
   foreach(header IN LISTS headers)

@@ -63,6 +63,18 @@ class MacPasteboard final : public Pasteboard {
     }
   }
 
+  Status clear(const std::string& /*type*/) override {
+    @autoreleasepool {
+      @try {
+        // The library's pasteboards hold one type each.
+        [_board clearContents];
+        return {};
+      } @catch (NSException*) {
+        return outOfReach("cannot clear a pasteboard");
+      }
+    }
+  }
+
  private:
   NSPasteboard* const _board;
 };

@@ -163,12 +163,17 @@ class TemporaryFile {
   std::string _path;
 };
 
+// Without this a power cut may bring back whole what was replaced or removed; the change itself has
+// happened.
+void synchronizeFolderOf(const std::string& path) {
+  const FileDescriptor folder =
+      openFile(folderOf(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY);
+  if (folder.isOpen()) std::ignore = ::fsync(folder.get());
+}
+
 int renameOver(const std::string& from, const std::string& to) {
   if (retryOnSignal([&] { return ::rename(from.c_str(), to.c_str()); }) != 0) return errno;
-  const FileDescriptor folder =
-      openFile(folderOf(to), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY);
-  // Without this a power cut may bring the old file back whole; the change itself has happened.
-  if (folder.isOpen()) std::ignore = ::fsync(folder.get());
+  synchronizeFolderOf(to);
   return 0;
 }
 
@@ -302,6 +307,15 @@ Status replaceFile(const std::string& path, std::string_view content,
   if (error == 0) return {};
   temporary.remove();
   return systemFailure("write", path, error);
+}
+
+Status removeFileAt(const std::string& path) {
+  if (!isUsablePath(path)) return systemFailure("remove", path, EINVAL);
+  if (retryOnSignal([&] { return ::unlink(path.c_str()); }) != 0) {
+    return errno == ENOENT || errno == ENOTDIR ? Status() : systemFailure("remove", path);
+  }
+  synchronizeFolderOf(path);
+  return {};
 }
 
 Status makeFolders(const std::string& path) {

@@ -78,6 +78,10 @@ Reading<Data> readWholeFile(const std::string& path, std::size_t limitBytes);
 Status replaceFile(const std::string& path, std::string_view content,
                    const std::optional<timespec>& modifiedAt = std::nullopt);
 
+// Removes the file at `path`, or the symbolic link itself. Success: nothing is there now, and the
+// removal is on the disk.
+Status removeFileAt(const std::string& path);
+
 // Creates the folder and those above it, whatever the umask for this user only. Success: it is
 // there now.
 Status makeFolders(const std::string& path);

@@ -85,6 +85,8 @@ Status PosixFiles::writeAtomically(const std::string& path, const Data& data) {
   return replaceFile(path, textOf(data));
 }
 
+Status PosixFiles::removeFile(const std::string& path) { return removeFileAt(path); }
+
 Reading<std::unique_ptr<FileHandle>> PosixFiles::openForUpdating(const std::string& path) {
   const auto file = openRegularFile(path, O_RDWR);
   if (!file) return file.status();

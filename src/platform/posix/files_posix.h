@@ -18,6 +18,7 @@ class PosixFiles : public FilePort {
   // The marks among the attributes are the backend's business.
   Status createFile(const std::string& path, const FileAttributes& attributes) override;
   Status writeAtomically(const std::string& path, const Data& data) final;
+  Status removeFile(const std::string& path) final;
   Reading<std::unique_ptr<FileHandle>> openForUpdating(const std::string& path) final;
   LockAttempt lockBeside(const std::string& path) final;
 };

@@ -1,0 +1,28 @@
+// What the library keeps for this application, as one list that can be erased.
+#ifndef ZOR_FINGERPRINT_LOCAL_DATA_H_
+#define ZOR_FINGERPRINT_LOCAL_DATA_H_
+
+#include <ZORFingerPrint/ZORPrivacy.h>
+#include <ZORFingerPrint/ZORValue.h>
+
+#include <vector>
+
+namespace zor {
+
+enum class Erasure {
+  everything,
+  allButConsent,  // After a refusal, which has to be remembered.
+  dryRun,         // Nothing is removed; the answer says what would be.
+};
+
+// Removes what is kept, in an order in which nothing that was removed comes back from what is left;
+// consent goes last. One that was cut short, by a kill say, is finished by the next. Waits for
+// failure records that are on their way to their file; starts no thread. Throws std::bad_alloc.
+std::vector<ZORErasedItem> eraseKeptData(Erasure erasure);
+
+// A list of {"item", "outcome", "reason"}, as the C interface and zorfp give it.
+ZORValue erasureAsValue(const std::vector<ZORErasedItem>& items);
+
+}  // namespace zor
+
+#endif  // ZOR_FINGERPRINT_LOCAL_DATA_H_
