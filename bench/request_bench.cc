@@ -150,9 +150,8 @@ void DeadName_baseline_bare_exchanges(benchmark::State& state) {
   breakTheName();
   const std::string byName = literals::kFingerprintURL.str();
   const auto byAddress = zor_replaceHostForRequest("127.53.21.1", requestFor(byName)).url;
-  const auto bootstrap =
-      formatText(literals::kHttpDnsBootstrapFormat.view(),
-                 {literals::kHttpDnsFirstAddress.str(), literals::kHttpDnsHost.str()});
+  const auto bootstrap = formatText(literals::kHttpDnsBootstrapFormat.view(),
+                                    {"127.53.10.101", literals::kHttpDnsHost.str()});
   const auto query =
       formatText(literals::kHttpDnsQueryFormat.view(), {"127.53.20.1", "fingerprint.localhost"});
   BareCurl curl;  // Keeps its connections from round to round, as the library does.

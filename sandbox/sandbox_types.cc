@@ -4,6 +4,7 @@
 
 #include "literals/literals.h"
 #include "support/url.h"
+#include "transport/ZORHttpDnsConfig.h"
 
 namespace zor::sandbox {
 namespace {
@@ -32,11 +33,7 @@ constexpr std::array<std::pair<Certificate, const char*>, 7> kCertificateNames{{
 }  // namespace
 
 SandboxSettings::SandboxSettings()
-    : bootstrapAddresses{literals::kHttpDnsFirstAddress.str(),
-                         literals::kHttpDnsSecondAddress.str(),
-                         literals::kHttpDnsThirdAddress.str(),
-                         literals::kHttpDnsFourthAddress.str(),
-                         literals::kHttpDnsFifthAddress.str()},
+    : bootstrapAddresses(ZORHttpDnsConfig::defaultConfig().ips()),
       certificateNames{hostOfUrl(literals::kFingerprintURL.str()).value_or(""),
                        hostOfUrl(literals::kBackupURL.str()).value_or(""),
                        hostOfUrl(literals::kPingbackURL.str()).value_or(""),

@@ -244,6 +244,8 @@ std::uint64_t ZORSecPingbackStore::fileSize() {
 
 bool ZORSecPingbackStore::checkIfNeedUpload(const PingbackUploadCompletion& completion) {
   if (!isPermitted()) return false;
+  // An operator may do without the service; the records then stay in their file.
+  if (literals::kPingbackURL.view().empty()) return false;
   const auto lastUpload = lastUploadTime();
   const double now = ports().clock.secondsSince1970();
   if (!lastUpload || !isPingbackUploadDue(now, *lastUpload)) return false;

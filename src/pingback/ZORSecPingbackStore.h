@@ -80,7 +80,8 @@ class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPing
   // the store is gone by then.
   //
   // Success (status 200, no error) empties the file. A failure keeps it unless it is too large, is
-  // itself recorded, and makes the next call try again.
+  // itself recorded, and makes the next call try again. Nothing is ever due when the operator has
+  // no service for it.
   bool checkIfNeedUpload(const PingbackUploadCompletion& completion = {});
 
   // Keeps the store usable in the child of a fork. Once, and only for a store never destroyed.

@@ -8,7 +8,7 @@ namespace zor {
 
 // HTTPDNS answered with another status than 200. Made, but not passed on.
 constexpr std::int64_t kErrorHttpDnsStatus = -71001;
-// HTTPDNS answered without addresses.
+// HTTPDNS answered without addresses, or the operator has no such service.
 constexpr std::int64_t kErrorHttpDnsNoAddresses = -71003;
 
 }  // namespace zor

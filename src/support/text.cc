@@ -119,12 +119,26 @@ std::string formatText(std::string_view format,
                        std::initializer_list<std::optional<std::string>> arguments) {
   std::string result;
   auto next = arguments.begin();
-  for (std::size_t from = 0;;) {
-    const std::size_t placeholder = format.find("%@", from);
-    result += format.substr(from, placeholder - from);
-    if (placeholder == std::string_view::npos) return result;
-    result += next != arguments.end() ? (next++)->value_or("(null)") : "(null)";
-    from = placeholder + 2;
+  for (std::size_t from = 0; from < format.size();) {
+    const std::string_view piece = format.substr(from, 2);
+    if (piece == "%@") {
+      result += next != arguments.end() ? (next++)->value_or("(null)") : "(null)";
+      from += 2;
+    } else {
+      result += piece.front();
+      from += piece == "%%" ? 2 : 1;
+    }
+  }
+  return result;
+}
+
+std::vector<std::string> split(std::string_view text, std::string_view separator) {
+  std::vector<std::string> pieces;
+  for (;;) {
+    const std::size_t end = text.find(separator);
+    pieces.emplace_back(text.substr(0, end));
+    if (end == std::string_view::npos) return pieces;
+    text.remove_prefix(end + separator.size());
   }
 }
 

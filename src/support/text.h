@@ -15,10 +15,15 @@
 
 namespace zor {
 
-// `format` with each "%@" replaced by the next argument, an absent one by "(null)". Arguments are
-// not searched for placeholders. Missing arguments read as "(null)", surplus ones are dropped.
+// `format` with each "%@" replaced by the next argument, an absent one by "(null)", and each "%%"
+// by
+// "%". Arguments are not searched for either. Missing arguments read as "(null)", surplus ones are
+// dropped; a "%" before anything else stands for itself.
 std::string formatText(std::string_view format,
                        std::initializer_list<std::optional<std::string>> arguments);
+
+// The pieces of `text` between the separators, empty ones included; `separator` is not empty.
+std::vector<std::string> split(std::string_view text, std::string_view separator);
 
 // The shortest decimal digits that read back to the same double: "86400", "0", "1700000000.25",
 // "1e+21". Infinities give "inf" and "-inf", not-a-number gives "nan".

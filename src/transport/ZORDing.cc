@@ -25,6 +25,9 @@ Mutex& makeBackupIPsMutex() {
   return mutex;
 }
 
+// An operator may do without one. A list that is kept from another time is not used then.
+bool hasBackupService() { return !literals::kBackupURL.view().empty(); }
+
 // The host that certificates must match. Never absent: that would accept those of every host.
 std::string expectedHost(const URLRequest& request) { return hostOfUrl(request.url).value_or(""); }
 
@@ -142,6 +145,7 @@ void ZORDing::performRequestUsingBackupIP(const URLRequest& request, const std::
 }
 
 void ZORDing::requestBackupIp() {
+  if (!hasBackupService()) return;
   URLRequest request;
   request.url = literals::kBackupURL.str();
   const std::string host = expectedHost(request);
@@ -169,6 +173,7 @@ void ZORDing::saveCloudBackup(const std::optional<Data>& body) {
 }
 
 std::optional<std::string> ZORDing::randomBackupIP() {
+  if (!hasBackupService()) return std::nullopt;
   const auto ips = loadBackupIPs();
   if (ips == nullptr) return std::nullopt;
   return chooseOne(*ips);

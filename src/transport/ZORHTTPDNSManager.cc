@@ -31,17 +31,6 @@ URLRequest plainRequest(std::string url) {
   return request;
 }
 
-// Empty pieces are kept.
-std::vector<std::string> split(std::string_view text, std::string_view separator) {
-  std::vector<std::string> pieces;
-  for (;;) {
-    const std::size_t end = text.find(separator);
-    pieces.emplace_back(text.substr(0, end));
-    if (end == std::string_view::npos) return pieces;
-    text.remove_prefix(end + separator.size());
-  }
-}
-
 ZORError statusError(const std::string& url) {
   return {literals::kHttpDnsStatusErrorDomain.str(), kErrorHttpDnsStatus,
           formatText(literals::kHttpDnsStatusErrorFormat.view(), {url})};
@@ -50,6 +39,11 @@ ZORError statusError(const std::string& url) {
 ZORError noAddressesError() {
   return {literals::kHttpDnsAnswerErrorDomain.str(), kErrorHttpDnsNoAddresses,
           literals::kHttpDnsAnswerErrorText.str()};
+}
+
+ZORError routeOffError() {
+  return {literals::kHttpDnsAnswerErrorDomain.str(), kErrorHttpDnsNoAddresses,
+          literals::kHttpDnsOffText.str()};
 }
 
 std::atomic<const std::shared_ptr<ZORHTTPDNSManager>*> scopedInstance{nullptr};
@@ -100,6 +94,12 @@ void ZORHTTPDNSManager::resolveIpForHost(const std::string& host, const SuccessB
                                          const FailureBlock& failed) {
   if (const auto ips = ipsForHost(host); ips && !ips->empty()) {
     if (success) callIgnoringExceptions(success, *ips);
+    return;
+  }
+  if (isOff()) {
+    const ZORError error = routeOffError();
+    sendPingback(std::nullopt, error, "");
+    if (failed) callIgnoringExceptions(failed, error);
     return;
   }
   addResolveCallback(success, failed, host);
@@ -278,6 +278,11 @@ ZORHTTPDNSManager::Callbacks ZORHTTPDNSManager::takeCallbacks(const std::string&
   }
   _resolvedStatus.erase(host);
   return callbacks;
+}
+
+bool ZORHTTPDNSManager::isOff() {
+  const MutexLock lock(mutext);
+  return _config.isOff();
 }
 
 std::string ZORHTTPDNSManager::httpDnsHost() {

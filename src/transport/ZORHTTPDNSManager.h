@@ -63,7 +63,8 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   // Selector: resolveIpForHost:success:failed:
   //
   // Absent:   blocks may be empty.
-  // Calls:    one of the blocks, or neither when the service's fixed addresses make no URL.
+  // Calls:    one of the blocks, or neither when the service's fixed addresses make no URL. Without
+  //           an HTTPDNS service it is the second, at once, and a failure record says so.
   void resolveIpForHost(const std::string& host, const SuccessBlock& success,
                         const FailureBlock& failed);
 
@@ -118,6 +119,7 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
 
   Callbacks takeCallbacks(const std::string& host);
   std::string httpDnsHost();
+  bool isOff();
   void startAfreshInChild() ZOR_RELEASE(mutext);
 
   // Guards the members up to the session. Not recursive; never held while a request is sent or a

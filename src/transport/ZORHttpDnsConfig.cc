@@ -1,14 +1,14 @@
 #include "transport/ZORHttpDnsConfig.h"
 
 #include "literals/literals.h"
+#include "support/text.h"
 
 namespace zor {
 
 ZORHttpDnsConfig ZORHttpDnsConfig::defaultConfig() {
-  return {literals::kHttpDnsHost.str(),
-          {literals::kHttpDnsFirstAddress.str(), literals::kHttpDnsSecondAddress.str(),
-           literals::kHttpDnsThirdAddress.str(), literals::kHttpDnsFourthAddress.str(),
-           literals::kHttpDnsFifthAddress.str()}};
+  const std::string_view addresses = literals::kHttpDnsAddresses.view();
+  if (addresses.empty()) return {"", {}};
+  return {literals::kHttpDnsHost.str(), split(addresses, " ")};
 }
 
 }  // namespace zor

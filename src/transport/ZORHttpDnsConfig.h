@@ -9,19 +9,20 @@
 namespace zor {
 
 // The name of the HTTPDNS service and the addresses that lead to it while it is not resolved. A
-// plain value.
+// plain value. Both are empty when there is no such service.
 class ZORHttpDnsConfig {
  public:
   ZORHttpDnsConfig(std::string httpDnsHost, std::vector<std::string> ips)
       : _httpDnsHost(std::move(httpDnsHost)), _ips(std::move(ips)) {}
 
-  // The operator's service. Selector: defaultConfig
+  // The operator's service, or none. Selector: defaultConfig
   static ZORHttpDnsConfig defaultConfig();
 
   const std::string& httpDnsHost() const { return _httpDnsHost; }
   void setHttpDnsHost(std::string httpDnsHost) { _httpDnsHost = std::move(httpDnsHost); }
   const std::vector<std::string>& ips() const { return _ips; }
   void setIps(std::vector<std::string> ips) { _ips = std::move(ips); }
+  bool isOff() const { return _httpDnsHost.empty() && _ips.empty(); }
 
  private:
   std::string _httpDnsHost;

@@ -58,9 +58,8 @@ class SandboxServiceTest : public ::testing::Test {
     CurlClient client(service);
     const std::string query =
         withAddress(literals::kHttpDnsQueryFormat.str(), "127.53.20.1", "a.b");
-    const std::string bootstrap =
-        withAddress(literals::kHttpDnsBootstrapFormat.str(), literals::kHttpDnsFourthAddress.str(),
-                    literals::kHttpDnsHost.str());
+    const std::string bootstrap = withAddress(literals::kHttpDnsBootstrapFormat.str(),
+                                              "127.153.110.104", literals::kHttpDnsHost.str());
     const std::string answerHeader = "x-zor-answer";
     EXPECT_EQ(client.get(bootstrap, false).headers[answerHeader], "127.53.20.1");
     EXPECT_EQ(client.get(query, false).headers[answerHeader], "127.53.21.1,127.53.21.2");

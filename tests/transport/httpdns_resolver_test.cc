@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -177,6 +178,15 @@ TEST_F(HttpDnsResolver, ABootstrapThatMakesNoUrlLeavesItsHostInFlightForGood) {
     EXPECT_EQ(resolved("b.example"), Texts{});
   }
   EXPECT_EQ(network.urls(), Texts{});
+}
+
+TEST_F(HttpDnsResolver, WithoutAServiceEveryLookUpFailsAtOnceAndARecordSaysWhy) {
+  resolver = ZORHTTPDNSManager::create(ZORHttpDnsConfig("", {}));
+  resolve("a.example");  // Answered before it returns.
+  EXPECT_EQ(notes, Texts{"a.example failed -71003"});
+  EXPECT_EQ(network.urls(), Texts{});
+  ASSERT_EQ(network.failures().size(), 1U);
+  EXPECT_THAT(network.failures()[0].second, ::testing::HasSubstr("no HTTPDNS service"));
 }
 
 TEST_F(HttpDnsResolver, APieceThatIsNoHostEndsAsAFailedLookUpAndLeadsNowhere) {
