@@ -13,6 +13,7 @@
 #include "cli/terminal.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
+#include "support/json_codec.h"
 
 namespace zor::cli {
 namespace {
@@ -77,7 +78,11 @@ void print(const FetchedFingerprint& outcome, bool json) {
   }
 }
 
-int reportNoAnswer(bool json) {
+// With every route silent the library gives up after 223 s, by the sum of the limits on its
+// requests.
+constexpr double kLongestChainSeconds = 223;
+
+int reportNoAnswer(double timeoutSeconds, bool json) {
   if (json) {
     printJson(
         ZORValue::dictionary({{"success", false},
@@ -85,7 +90,12 @@ int reportNoAnswer(bool json) {
                               {"cached", false},
                               {"error", errorAsJson(nullptr, nullptr, "no answer in time")}}));
   }
-  printDiagnostic("No answer in time.");
+  std::string message = "No answer within " + jsonForDisplay(timeoutSeconds) + " s.";
+  if (timeoutSeconds < kLongestChainSeconds) {
+    message += " With every route silent it takes up to 223 s to try them all; \"--timeout 230\" " +
+               std::string("waits for that, and \"zorfp doctor\" shows which route answers.");
+  }
+  printDiagnostic(message);
   return kNoAnswerInTime;
 }
 
@@ -110,7 +120,7 @@ int runFingerprint(const FingerprintOptions& options, HostPorts& host) {
   startFingerprint(waiter);
   const auto outcome = waiter->wait("Asking the fingerprint service",
                                     std::chrono::duration<double>(options.timeoutSeconds));
-  if (!outcome) return reportNoAnswer(options.json);
+  if (!outcome) return reportNoAnswer(options.timeoutSeconds, options.json);
   print(*outcome, options.json);
   constexpr std::chrono::seconds kForTheBackupAddresses{2};
   host.urlLoading().waitUntilIdle(kForTheBackupAddresses);

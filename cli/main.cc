@@ -43,8 +43,9 @@ std::string refuseNotANumber(const std::string& text) {
 }
 
 void addFingerprint(CLI::App& app, Arguments& arguments, Command& command) {
-  CLI::App* sub = app.add_subcommand("fingerprint", "Get this machine's fingerprint");
-  sub->add_option("--timeout", arguments.fingerprint.timeoutSeconds, "Timeout in seconds")
+  CLI::App* sub = app.add_subcommand("fingerprint", "Fetch this machine's fingerprint");
+  sub->add_option("--timeout", arguments.fingerprint.timeoutSeconds,
+                  "Timeout in seconds; with every route silent the library tries for up to 223")
       ->check(CLI::Range(0.0, 86400.0))
       ->check(refuseNotANumber)
       ->capture_default_str();

@@ -18,9 +18,9 @@ class [[nodiscard]] Status {
   static Status ofSystem(std::string failure, int systemError, std::string reason) {
     return Status(Kind::systemError, std::move(failure), systemError, std::move(reason));
   }
-  // Another process held a lock for too long.
-  static Status busy(std::string failure) {
-    return Status(Kind::busy, std::move(failure), 0, "another process holds the lock");
+  // A lock was held for too long by `holder`, such as "another process".
+  static Status busy(std::string failure, const std::string& holder) {
+    return Status(Kind::busy, std::move(failure), 0, holder + " holds the lock");
   }
   // What was given, or what stands in the place, is nothing to work with: too large, a link, a text
   // that is not UTF-8. Trying again will not help.

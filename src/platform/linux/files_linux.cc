@@ -1,12 +1,19 @@
+#include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "literals/literals.h"
+#include "platform/linux/file_reading.h"
 #include "platform/linux/library_folders.h"
 #include "platform/linux/linux_ports.h"
+#include "platform/linux/text_lines.h"
 #include "platform/posix/file_io.h"
 #include "platform/posix/files_posix.h"
 
@@ -40,6 +47,46 @@ int synchronizeToDisk(int descriptor) {
 }
 
 void copyMarks(const std::string& /*from*/, const std::string& /*to*/) {}
+
+namespace {
+
+// The process in a line of /proc/locks, when that is a lock on the file `place` ("08:01:123"):
+// "1: FLOCK  ADVISORY  WRITE 4711 08:01:123 0 EOF".
+std::optional<std::string> holderInLine(std::string_view line, std::string_view place) {
+  const auto fields = words(line);
+  if (fields.size() < 6 || fields[1] != "FLOCK" || fields[5] != place) return std::nullopt;
+  return std::string(fields[4]);
+}
+
+// "process 4711 (editor)", with what keeps it from going on. From /proc/PID/stat: "4711 (editor)
+// T".
+std::string describedProcess(const std::string& identifier) {
+  const std::string stat = readSmallFile("/proc/" + identifier + "/stat").value_or("");
+  const std::size_t name = stat.find('(');
+  const std::size_t end = stat.rfind(')');
+  std::string text = "process " + identifier;
+  if (name == std::string::npos || end == std::string::npos || end + 2 >= stat.size()) return text;
+  text += " " + stat.substr(name, end + 1 - name);
+  const char state = stat[end + 2];
+  if (state == 'T' || state == 't') text += ", which is stopped,";
+  if (state == 'D') text += ", which waits for a device,";
+  return text;
+}
+
+}  // namespace
+
+std::string lockHolder(int descriptor) {
+  struct stat status {};
+  const auto locks = readSmallFile("/proc/locks");
+  if (!locks || ::fstat(descriptor, &status) != 0) return "another process";
+  char place[64];
+  std::snprintf(place, sizeof place, "%02x:%02x:%ju", major(status.st_dev), minor(status.st_dev),
+                static_cast<std::uintmax_t>(status.st_ino));
+  for (const std::string_view line : lines(*locks)) {
+    if (const auto holder = holderInLine(line, place)) return describedProcess(*holder);
+  }
+  return "another process";
+}
 
 // Not strerror(), which speaks the host's language and is shared between threads.
 std::string systemErrorText(int error) {

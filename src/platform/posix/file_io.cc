@@ -340,7 +340,8 @@ LockAttempt FileSystemLock::acquire(const std::string& path) {
     std::unique_ptr<FileSystemLock> lock(new FileSystemLock(descriptor));
     while (retryOnSignal([&] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) != 0) {
       if (errno != EWOULDBLOCK) return {nullptr, systemFailure("lock", path)};
-      if (!budget.waitAMoment()) return {nullptr, Status::busy("cannot lock " + path)};
+      if (budget.waitAMoment()) continue;
+      return {nullptr, Status::busy("cannot lock " + path, lockHolder(descriptor))};
     }
     // Removed by somebody while we waited: the others wait at a new file of that name.
     if (isFileAt(descriptor, path)) return {std::move(lock), {}};

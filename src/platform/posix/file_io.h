@@ -117,6 +117,10 @@ int synchronizeToDisk(int descriptor);
 // such marks; neither is a failure.
 void copyMarks(const std::string& from, const std::string& to);
 
+// Who holds a lock on that open file, for people: "process 4711 (editor), which is stopped,";
+// "another process" where the system does not tell.
+std::string lockHolder(int descriptor);
+
 // An errno value in English.
 std::string systemErrorText(int error);
 
