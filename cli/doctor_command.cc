@@ -9,6 +9,7 @@
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
 #include "literals/literals.h"
+#include "pingback/ZORSecPingback.h"
 #include "platform/ports.h"
 #include "session/ZORHttpsURLSession.h"
 #include "session/trust_decision.h"
@@ -224,6 +225,10 @@ int runDoctor(bool json, HostPorts& host) {
     printJson(list);
   } else {
     printChecks(checks);
+  }
+  if (!ZORSecPingback::canBeWritten()) {
+    printDiagnostic(
+        "The program has no bundle information, so the library keeps no failure records.");
   }
   return serviceReached ? kDone : kTransport;
 }

@@ -5,6 +5,7 @@
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
+#include "literals/labels.h"
 #include "store/installation_identifier.h"
 
 namespace zor::cli {
@@ -12,9 +13,11 @@ int runVersion(bool json) {
   const std::string version = ZORFingerPrint::VERSION();
   const std::string platform = ZORFingerPrint::PLATFORM();
   if (json) {
-    printJson(ZORValue::dictionary({{"version", version}, {"platform", platform}}));
+    printJson(ZORValue::dictionary(
+        {{"version", version}, {"platform", platform}, {"profile", profileName()}}));
   } else {
-    std::cout << "zorfp " << version << " (" << platform << ")" << std::endl;
+    std::cout << "zorfp " << version << " (" << platform << "), profile " << profileName()
+              << std::endl;
   }
   return kDone;
 }

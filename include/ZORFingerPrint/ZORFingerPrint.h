@@ -71,6 +71,13 @@ class ZOR_EXPORT ZORFingerPrint final {
   // absent or empty leaves an earlier one in force. The other settings hold for this process.
   static void setWithConfig(const ZORConfig& config);
 
+  // Names the application whose values the library keeps, in place of the main bundle, for the rest
+  // of the process: for interpreters and plug-ins, whose main bundle is another program's. To be
+  // called before any other function of the library and while no other thread uses it. False, and
+  // nothing changes: the library is in use or the application named otherwise already, or a text is
+  // empty, longer than 200 bytes, not valid UTF-8 or has a NUL inside. Nothing is thrown.
+  static bool setApplication(const std::string& identifier, const std::string& version);
+
   // Keeps what the person at the machine answered, in the user defaults: it counts for every
   // process of this application, also for later runs. `unknown` takes the answer back.
   //

@@ -56,6 +56,14 @@ ZOR_FINGERPRINT_API char* zor_fingerprint_environment(void);
 /* Forgets the cached fingerprint. */
 ZOR_FINGERPRINT_API void zor_fingerprint_clear_cache(void);
 
+/* Names the application whose values the library keeps, in place of the main bundle, for the rest
+ * of the process: for interpreters and plug-ins, whose main bundle is another program's. To be
+ * called before any other function of the library and while no other thread uses it. 1: done. 0,
+ * and nothing changes: the library is in use or the application named otherwise already, or a text
+ * is NULL, empty, longer than 200 bytes or not valid UTF-8. */
+ZOR_FINGERPRINT_API int zor_fingerprint_set_application(const char* identifier,
+                                                        const char* version);
+
 /* Makes `path`, an absolute path of a folder, the place of the store file, for this run and later
  * ones. NULL and "" change nothing. */
 ZOR_FINGERPRINT_API void zor_fingerprint_set_store_path(const char* path);

@@ -300,6 +300,14 @@ void ZORFingerPrint::setWithConfig(const ZORConfig& config) {
   std::ignore = ports().defaults.setObject(literals::kStorePathDefaultsKey.str(), *path);
 }
 
+bool ZORFingerPrint::setApplication(const std::string& identifier, const std::string& version) try {
+  if (!nameApplication(identifier, version)) return false;
+  ZORSecPingback::applicationWasNamed();
+  return true;
+} catch (...) {
+  return false;
+}
+
 std::string ZORFingerPrint::PLATFORM() { return ZORDataCollector_mac::PLATFORM(); }
 
 std::string ZORFingerPrint::VERSION() { return ZORDataCollector_mac::VERSION(); }

@@ -85,6 +85,13 @@ void zor_fingerprint_clear_cache(void) {
   zor::callIgnoringExceptions([] { ZORFingerPrint::sharedInstance()->clearFingerprintCache(); });
 }
 
+int zor_fingerprint_set_application(const char* identifier, const char* version) {
+  if (identifier == nullptr || version == nullptr) return 0;
+  bool done = false;
+  zor::callIgnoringExceptions([&] { done = ZORFingerPrint::setApplication(identifier, version); });
+  return done ? 1 : 0;
+}
+
 void zor_fingerprint_set_store_path(const char* path) {
   if (path == nullptr) return;
   zor::callIgnoringExceptions([path] {

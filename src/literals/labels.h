@@ -1,4 +1,5 @@
-// The platform and version labels; floors below the collector use them directly.
+// The labels of what was built: platform, version, operator. Floors below the collector use them
+// directly.
 #ifndef ZOR_LITERALS_LABELS_H_
 #define ZOR_LITERALS_LABELS_H_
 
@@ -11,6 +12,14 @@ std::string platformLabel();
 
 // The collector's version; not the plain "1.0.0" of the block key derivation.
 std::string versionLabel();
+
+// The name of the operator's profile that this library was built for.
+std::string profileName();
+
+// `name`, of a file or anything else that a user's applications share, made this profile's own, so
+// that libraries of several operators do not meet there: "<name>.<profile>", but `name` itself for
+// the default profile.
+std::string nameInProfile(std::string name);
 
 }  // namespace zor
 

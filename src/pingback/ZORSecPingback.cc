@@ -28,12 +28,16 @@ std::optional<std::string> infoText(BundlePort& bundle, const std::string& key) 
   return value && value->isText() ? std::optional(*value->text()) : std::nullopt;
 }
 
+void captureApplication(BundlePort& bundle) {
+  _dfp_s_aid = keep(bundle.bundleIdentifier());
+  _dfp_s_av = keep(infoText(bundle, literals::kBundleShortVersionKey.str()));
+}
+
 void capture(BundlePort& bundle) {
   _dfp_sdk = keep(literals::kPingbackLibraryName.str());
   _dfp_s_v = keep(versionLabel());
   _dfp_sys = keep(literals::kPingbackPlatformName.str());
-  _dfp_s_aid = keep(bundle.bundleIdentifier());
-  _dfp_s_av = keep(infoText(bundle, literals::kBundleShortVersionKey.str()));
+  captureApplication(bundle);
 }
 
 // The fingerprint that the cache keeps now, if any.
@@ -60,6 +64,9 @@ void ZORSecPingback::load() {
   std::call_once(once, [] { capture(ports().bundle); });
 }
 
+// The texts captured before stay: another thread may hold one.
+void ZORSecPingback::applicationWasNamed() { captureApplication(ports().bundle); }
+
 ZORSecPingback::ZORSecPingback(std::int64_t error, std::optional<std::string> type,
                                std::optional<std::string> desc)
     : _s_d(storedFingerprint()), _s_e(error), _s_et(std::move(type)), _s_ed(std::move(desc)) {}
@@ -70,6 +77,7 @@ std::optional<ZORValue> ZORSecPingback::toDictionary() const {
                             {literals::kPingbackErrorClassKey.str(), _s_e},
                             {literals::kPingbackErrorTypeKey.str(), entry(_s_et)},
                             {literals::kPingbackErrorDescriptionKey.str(), entry(_s_ed)}});
+  if (!canBeWritten()) return std::nullopt;
   const std::pair<std::string, const std::string*> environment[] = {
       {literals::kPingbackLibraryKey.str(), _dfp_sdk},
       {literals::kPingbackLibraryVersionKey.str(), _dfp_s_v},
@@ -77,10 +85,14 @@ std::optional<ZORValue> ZORSecPingback::toDictionary() const {
       {literals::kPingbackApplicationKey.str(), _dfp_s_aid},
       {literals::kPingbackApplicationVersionKey.str(), _dfp_s_av}};
   for (const auto& [key, value] : environment) {
-    if (value == nullptr) return std::nullopt;
     record.set(key, wellFormedUtf8(*value));
   }
   return record;
+}
+
+bool ZORSecPingback::canBeWritten() {
+  return _dfp_sdk != nullptr && _dfp_s_v != nullptr && _dfp_sys != nullptr &&
+         _dfp_s_aid != nullptr && _dfp_s_av != nullptr;
 }
 
 ScopedPingbackEnvironment::ScopedPingbackEnvironment(BundlePort& bundle)

@@ -41,6 +41,10 @@ class ZORSecPingback {
   // a later change of the main bundle is not seen.
   static void load();
 
+  // Captures the application's two values again, once it has been named at run time. Not while
+  // another thread uses the library.
+  static void applicationWasNamed();
+
   // Selector: initWithError:errorType:errorDesc:
   // `error` is the class of the failure: 0 the fingerprint request, 1 the transport, 2 the upload
   // of the records. The record takes the fingerprint that is stored in the defaults now.
@@ -48,9 +52,13 @@ class ZORSecPingback {
                  std::optional<std::string> desc);
 
   // The nine entries, built anew: texts, the absent ones "", and the class as an integer. Bytes
-  // that are no UTF-8 show as U+FFFD. nullopt when one of the five values above is missing: a
-  // record without its application is not written.
+  // that are not valid UTF-8 show as U+FFFD. nullopt when one of the five values above is missing:
+  // a record without its application is not written.
   std::optional<ZORValue> toDictionary() const;
+
+  // Whether this process can write records: false where one of the five values is missing, in a
+  // host without bundle information for instance.
+  static bool canBeWritten();
 
   // Hands this record to the shared store; the write happens later, on the store's queue. The
   // store reports its own failures too, so this and the two below are defined beside it, in

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "consent/consent.h"
+#include "literals/labels.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
 #include "pingback/record_array.h"
@@ -83,13 +84,13 @@ std::string describeFailure(const std::optional<URLResponse>& response,
 std::optional<std::string> filePath() {
   const auto directory = ports().files.libraryDirectory();
   if (!directory) return std::nullopt;
-  return pathByAppending(*directory, literals::kPingbackFileName.str());
+  return pathByAppending(*directory, nameInProfile(literals::kPingbackFileName.str()));
 }
 
 std::shared_ptr<ZORSecPingbackStore> makeStore() {
   const std::string directory = ports().files.libraryDirectory().value_or("");
   return ZORSecPingbackStore::create(
-      std::make_shared<ZORSecFileUti>(literals::kPingbackFileName.str(), directory));
+      std::make_shared<ZORSecFileUti>(nameInProfile(literals::kPingbackFileName.str()), directory));
 }
 
 }  // namespace
@@ -296,11 +297,22 @@ void ZORSecPingbackStore::finishUpload(std::size_t utf16Units, const std::option
                                               literals::kPingbackFailureKeyEnd.str());
 }
 
+namespace {
+
+void logMissingApplicationOnce() {
+  static std::atomic<bool> logged{false};
+  if (logged.exchange(true)) return;
+  logLine(literals::kPingbackNoApplicationLogLine.str());
+}
+
+}  // namespace
+
 void ZORSecPingback::send() const { pingback(*this); }
 
 void ZORSecPingback::pingback(const std::optional<ZORSecPingback>& record) {
   // Asked here as well as at the write: without permission no store comes into being.
   if (!record || !isPermitted()) return;
+  if (!canBeWritten()) return logMissingApplicationOnce();
   GetPingbackStore()->writeDictionary(record->toDictionary(), /*async=*/true);
 }
 

@@ -21,6 +21,37 @@ class BundlePort {
   virtual std::optional<ZORValue> infoValue(const std::string& key) = 0;
 };
 
+// How a host names its application at run time, where the main bundle is not its own: an
+// interpreter's, or that of the program which loaded a plug-in. Both are texts with content.
+struct ApplicationName {
+  std::string identifier;
+  std::string version;
+};
+
+// Takes the place of the main bundle's identifier and versions for the rest of the process. False:
+// the application has another name already, its values are in use under the main bundle's, or a
+// text is empty, too long (200 bytes), not valid UTF-8, or has a NUL. Callable from any thread.
+bool nameApplication(const std::string& identifier, const std::string& version);
+
+// The name in force; null: there is none. For the backends' ports.
+const ApplicationName* applicationName();
+// The same, for whoever keeps something under it: from now on it stays.
+const ApplicationName* fixedApplicationName();
+// What a named application's info dictionary holds under `key`.
+std::optional<ZORValue> infoOfNamedApplication(const ApplicationName& name, const std::string& key);
+
+// Undoes nameApplication() and fixedApplicationName() at the end of a scope; for tests.
+class ScopedApplicationName {
+ public:
+  ScopedApplicationName();
+  ~ScopedApplicationName();
+  ScopedApplicationName(const ScopedApplicationName&) = delete;
+  ScopedApplicationName& operator=(const ScopedApplicationName&) = delete;
+
+ private:
+  const ApplicationName* const _previous;
+};
+
 }  // namespace zor
 
 #endif  // ZOR_PLATFORM_BUNDLE_PORT_H_

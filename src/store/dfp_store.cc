@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "crypto/text_cipher.h"
+#include "literals/labels.h"
 #include "literals/literals.h"
 #include "platform/log.h"
 #include "platform/ports.h"
@@ -29,7 +30,7 @@ std::optional<std::string> storeDirectory() {
 }
 
 std::string pathIn(const std::string& directory) {
-  return pathByAppending(directory, literals::kStoreFileName.str());
+  return pathByAppending(directory, nameInProfile(literals::kStoreFileName.str()));
 }
 
 // What a store file with that content holds; a damaged one holds nothing.

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "literals/labels.h"
 #include "literals/literals.h"
 #include "platform/log.h"
 #include "platform/ports.h"
@@ -76,11 +77,6 @@ std::string dateText(ZORDate date) {
                 static_cast<int>(clock.minutes().count()),
                 static_cast<int>(clock.seconds().count()));
   return text;
-}
-
-std::string slotName(unsigned index) {
-  return formatText(literals::kSharedSlotNameFormat.view(),
-                    {literals::kSharedSlotPrefix.str(), std::to_string(index)});
 }
 
 // The text under `key`. An empty one names nothing, and one beyond bounds is not ours: both are
@@ -169,7 +165,7 @@ Findings readFindings(const std::string& application) {
   Findings findings;
   readLocal(findings);
   for (unsigned index = 0; index < kSharedIdentifierSlots; ++index) {
-    readSlot(slotName(index), application, findings);
+    readSlot(sharedSlotName(index), application, findings);
   }
   return findings;
 }
@@ -320,6 +316,11 @@ std::string findIdentifier(ZORError* error) {
 }
 
 }  // namespace
+
+std::string sharedSlotName(unsigned index) {
+  return nameInProfile(formatText(literals::kSharedSlotNameFormat.view(),
+                                  {literals::kSharedSlotPrefix.str(), std::to_string(index)}));
+}
 
 std::string _OpenUDID::_dfp_value() { return _dfp_valueWithError(nullptr); }
 

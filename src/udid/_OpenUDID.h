@@ -14,6 +14,8 @@ namespace zor {
 
 // Slots in which applications leave their copy of the identifier.
 constexpr unsigned kSharedIdentifierSlots = 100;
+// The pasteboard that is the slot of that index.
+std::string sharedSlotName(unsigned index);
 
 // The codes of the errors that describe an outcome; the domain is the shared identifier's own.
 enum class SharedIdentifierOutcome : std::int64_t {

@@ -6,16 +6,10 @@
 
 #include "literals/literals.h"
 #include "platform/ports.h"
-#include "support/text.h"
 #include "udid/_OpenUDID.h"
 
 namespace zor {
 namespace {
-
-std::string slotName(unsigned index) {
-  return formatText(literals::kSharedSlotNameFormat.view(),
-                    {literals::kSharedSlotPrefix.str(), std::to_string(index)});
-}
 
 // A slot is a copy of the dictionary of its application, which tells it from the others'.
 bool isOwnSlot(const std::string& name, const ZORValue& copy) {
@@ -33,7 +27,7 @@ std::vector<std::string> ownSlots() {
   const auto copy = sharedIdentifierCopy();
   if (!copy) return names;
   for (unsigned index = 0; index < kSharedIdentifierSlots; ++index) {
-    std::string name = slotName(index);
+    std::string name = sharedSlotName(index);
     if (isOwnSlot(name, *copy)) names.push_back(std::move(name));
   }
   return names;

@@ -51,6 +51,10 @@ TEST_F(PingbackRecord, IsNotMadeWithoutIdentifierOrVersionOfTheApplication) {
   machine.bundle.info.set("CFBundleShortVersionString", "2.5");
   machine.bundle.identifier.reset();
   EXPECT_FALSE(recordOf());
+  const ScopedPingbackEnvironment environment(machine.bundle);
+  for (int turn = 0; turn < 2; ++turn) ZORSecPingback::sendWithError(0, "type", "text");
+  EXPECT_EQ(machine.log.lines(),
+            std::vector<std::string>{literals::kPingbackNoApplicationLogLine.str()});
 }
 
 TEST_F(PingbackRecord, TextThatIsNotUtf8StillMakesAJsonRecord) {

@@ -57,11 +57,13 @@ class LinuxBundle final : public BundlePort {
  public:
   std::optional<std::string> bundleIdentifier() override {
     noteProbeSource("main bundle");
+    if (const auto* name = applicationName()) return name->identifier;
     return _bundle.identifier;
   }
 
   std::optional<ZORValue> infoValue(const std::string& key) override {
     noteProbeSource("main bundle");
+    if (const auto* name = applicationName()) return infoOfNamedApplication(*name, key);
     const ZORValue* value = _bundle.info.find(key);
     return value != nullptr ? std::optional(*value) : std::nullopt;
   }

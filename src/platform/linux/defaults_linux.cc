@@ -72,6 +72,7 @@ std::string executableName() {
 std::optional<std::string> standardPath() {
   const auto folder = folderOfLibrary(literals::kConfigHomeVariable.c_str(), ".config");
   if (!folder) return std::nullopt;
+  std::ignore = fixedApplicationName();  // It names the file.
   const auto identifier = linuxBundlePort().bundleIdentifier();
   return *folder + "/" + safeFileName(identifier ? *identifier : executableName()) + ".json";
 }

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "literals/labels.h"
 #include "literals/literals.h"
 #include "support/ascii.h"
 
@@ -73,7 +74,7 @@ std::optional<std::string> folderOfLibrary(const char* variable, const char* und
     if (!base) return std::nullopt;
     *base += std::string("/") + underHome;
   }
-  return *base + "/zorfingerprint";
+  return *base + "/" + nameInProfile("zorfingerprint");
 }
 
 }  // namespace zor

@@ -16,8 +16,9 @@ std::string safeFileName(std::string_view name);
 // The user's home folder: $HOME, else the user database. nullopt: neither gives an absolute path.
 std::optional<std::string> homeFolder();
 
-// "<base>/zorfingerprint": the base is the value of the environment variable `variable` when that
-// is an absolute path, else `underHome` in the home folder. nullopt: there is neither.
+// "<base>/zorfingerprint", with the profile's name behind it where that is not the default: the
+// base is the value of the environment variable `variable` when that is an absolute path, else
+// `underHome` in the home folder. nullopt: there is neither.
 std::optional<std::string> folderOfLibrary(const char* variable, const char* underHome);
 
 }  // namespace zor

@@ -12,6 +12,7 @@ class MacBundle final : public BundlePort {
  public:
   std::optional<std::string> bundleIdentifier() override {
     noteProbeSource("main bundle");
+    if (const auto* name = applicationName()) return name->identifier;
     @autoreleasepool {
       return textFromString(NSBundle.mainBundle.bundleIdentifier);
     }
@@ -19,6 +20,7 @@ class MacBundle final : public BundlePort {
 
   std::optional<ZORValue> infoValue(const std::string& key) override {
     noteProbeSource("main bundle");
+    if (const auto* name = applicationName()) return infoOfNamedApplication(*name, key);
     @autoreleasepool {
       NSString* name = foundationString(key);
       if (name == nil) return std::nullopt;

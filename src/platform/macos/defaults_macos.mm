@@ -1,5 +1,7 @@
 #import <Foundation/Foundation.h>
 
+#include "literals/labels.h"
+#include "platform/bundle_port.h"
 #include "platform/log.h"
 #include "platform/macos/macos_ports.h"
 #include "platform/macos/values_macos.h"
@@ -15,8 +17,8 @@ class MacDefaults final : public DefaultsPort {
     @autoreleasepool {
       Values values;
       for (const std::string& key : keys) {
-        NSString* name = foundationString(key);
-        id object = name != nil ? [NSUserDefaults.standardUserDefaults objectForKey:name] : nil;
+        NSString* name = nameOf(key);
+        id object = name != nil ? [standardDefaults() objectForKey:name] : nil;
         values.push_back(valueFromObject(object));
       }
       return values;
@@ -41,24 +43,39 @@ class MacDefaults final : public DefaultsPort {
   }
 
  private:
+  // The domain is the application's; libraries of several operators in it keep apart by the key.
+  static NSString* nameOf(const std::string& key) { return foundationString(nameInProfile(key)); }
+
+  // Those of the application as its host named it, else of the main bundle.
+  static NSUserDefaults* standardDefaults() {
+    static NSUserDefaults* defaults = [] {
+      const ApplicationName* name = fixedApplicationName();
+      NSString* domain = name != nullptr ? foundationString(name->identifier) : nil;
+      NSUserDefaults* named =
+          domain != nil ? [[NSUserDefaults alloc] initWithSuiteName:domain] : nil;
+      return named != nil ? named : NSUserDefaults.standardUserDefaults;
+    }();
+    return defaults;
+  }
+
   static constexpr const char* kFailure = "cannot keep a value of the user defaults";
   static constexpr const char* kNotUtf8 = "it is not valid UTF-8";
 
   static bool set(const std::string& key, const ZORValue& value) {
     @autoreleasepool {
-      NSString* name = foundationString(key);
+      NSString* name = nameOf(key);
       id object = objectFromValue(value);
       if (name == nil || object == nil) return false;
-      [NSUserDefaults.standardUserDefaults setObject:object forKey:name];
+      [standardDefaults() setObject:object forKey:name];
       return true;
     }
   }
 
   static bool remove(const std::string& key) {
     @autoreleasepool {
-      NSString* name = foundationString(key);
+      NSString* name = nameOf(key);
       if (name == nil) return false;
-      [NSUserDefaults.standardUserDefaults removeObjectForKey:name];
+      [standardDefaults() removeObjectForKey:name];
       return true;
     }
   }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "literals/literals.h"
 #include "platform/linux/bundle_linux.h"
 #include "tests/fakes/child_process.h"
 #include "tests/fakes/temporary_folder.h"
@@ -115,6 +116,26 @@ TEST(Bundle, TheEmbeddedNoteTellsWhoTheProgramIs) {
   EXPECT_STREQ(line,
                "org.example.host {\"CFBundleIdentifier\":\"org.example.host\","
                "\"CFBundleShortVersionString\":\"2.5~rc1\",\"CFBundleVersion\":\"250\"}\n");
+}
+
+TEST(Bundle, AnApplicationIsNamedOnceAndOnlyBeforeItsNameIsInUse) {
+  const ScopedApplicationName scope;
+  BundlePort& bundle = systemPorts().bundle;
+  for (const std::string& wrong :
+       {std::string(), std::string("\xff"), std::string("a\0b", 3), std::string(201, 'x')}) {
+    EXPECT_FALSE(nameApplication(wrong, "1"));
+    EXPECT_FALSE(nameApplication("app", wrong));
+  }
+  EXPECT_TRUE(nameApplication("org.example.script", "7"));
+  EXPECT_TRUE(nameApplication("org.example.script", "7"));
+  EXPECT_FALSE(nameApplication("org.example.other", "7"));
+  EXPECT_EQ(bundle.bundleIdentifier(), "org.example.script");
+  EXPECT_EQ(bundle.infoValue(literals::kBundleVersionKey.str()), "7");
+  EXPECT_EQ(bundle.infoValue("CFBundleIdentifier"), std::nullopt);
+
+  const ScopedApplicationName unnamed;
+  EXPECT_EQ(fixedApplicationName(), nullptr);
+  EXPECT_FALSE(nameApplication("org.example.late", "7"));
 }
 
 }  // namespace
