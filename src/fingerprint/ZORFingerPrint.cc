@@ -1,7 +1,5 @@
 #include <ZORFingerPrint/ZORFingerPrint.h>
 
-#include <algorithm>
-#include <new>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -17,10 +15,9 @@
 #include "platform/ports.h"
 #include "store/dfp_cache.h"
 #include "store/installation_identifier.h"
-#include "support/fork_hooks.h"
 #include "support/guarded_call.h"
 #include "support/json_codec.h"
-#include "support/mutex.h"
+#include "support/process_generation.h"
 #include "support/text.h"
 #include "transport/ZORDing.h"
 
@@ -92,11 +89,6 @@ std::optional<ZORError> erasureError(const std::vector<ZORErasedItem>& items) {
 class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
     : public std::enable_shared_from_this<Implementation> {
  public:
-  Implementation();
-  ~Implementation();
-  Implementation(const Implementation&) = delete;
-  Implementation& operator=(const Implementation&) = delete;
-
   // What a caller gets to see of the cache.
   struct Look {
     std::string fingerprint;  // "" when there is none or it is expired.
@@ -106,88 +98,42 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
 
   // Queues `callback` for the end of the request when the cache is expired. A caller who finds a
   // fingerprint or a request in flight waits for no file.
-  Look lookAtCacheOrJoin(const ZORFingerprintCallback& callback) ZOR_EXCLUDES(mutext);
+  Look lookAtCacheOrJoin(const ZORFingerprintCallback& callback);
 
   // Called by the one caller that was told to start a request, with no lock held. The fingerprint
   // that was stored meanwhile, which makes a request unnecessary; else "".
-  std::string startRequest() ZOR_EXCLUDES(mutext);
+  std::string startRequest();
 
   // Selector: requestFingerprint
   // Collects the report and sends it.
-  void requestFingerprint() ZOR_EXCLUDES(mutext);
+  void requestFingerprint();
 
   // Selector: requestComplete:error:fingerprint:
   // Ends the request: every waiting callback is called, in order, on this thread.
   void requestComplete(bool success, const ZORFingerprintError& error,
-                       const std::string& fingerprint) ZOR_EXCLUDES(mutext);
+                       const std::string& fingerprint);
 
   // Selector: setFingerprint:
   static void setFingerprint(const ZORValue& data);
 
  private:
-  class InstanceRegistry;
+  // Of one process: the child of a fork neither waits for a request of its parent nor has the
+  // callbacks that wait for it.
+  struct State {
+    // Guards what follows. Held for that alone: not while the cache is read or written, a request
+    // is started, a callback runs or a log line is sent.
+    Mutex mutext{LockRank::facade};
+    std::vector<ZORFingerprintCallback> _requestCallbacks ZOR_GUARDED_BY(mutext);
+    // Spelled so in the interface: a request is in flight.
+    bool _isExcuting ZOR_GUARDED_BY(mutext) = false;
+  };
 
   void send(const std::string& report);
   void finish(const FingerprintOutcome& outcome);
-  void startAfreshInChild() ZOR_RELEASE(mutext);
 
-  // Guards what is marked so. Held for that alone: not while the cache is read or written, a
-  // request is started, a callback runs or a log line is sent.
-  Mutex mutext ZOR_ACQUIRED_BEFORE(initPthreadMutex());
-  std::vector<ZORFingerprintCallback> _requestCallbacks ZOR_GUARDED_BY(mutext);
+  OwnedPerProcess<State> _state;
   const std::shared_ptr<ZORDing> _httpAdapter = ZORDing::create();
-  // Spelled so in the interface: a request is in flight.
-  bool _isExcuting ZOR_GUARDED_BY(mutext) = false;
 };
-
-// The instances there are, so that a fork leaves none of them waiting for a request of the parent.
-class ZORFingerPrint::Implementation::InstanceRegistry {
- public:
-  static InstanceRegistry& shared() {
-    static auto& registry = *new InstanceRegistry;
-    return registry;
-  }
-
-  void add(Implementation& instance) {
-    const MutexLock lock(_mutex);
-    _instances.push_back(&instance);
-  }
-
-  void remove(Implementation& instance) {
-    const MutexLock lock(_mutex);
-    _instances.erase(std::find(_instances.begin(), _instances.end(), &instance));
-  }
-
- private:
-  InstanceRegistry() {
-    registerForkHook(
-        {ForkRank::facade, this,
-         [](void* self) { static_cast<InstanceRegistry*>(self)->holdForFork(); },
-         [](void* self) { static_cast<InstanceRegistry*>(self)->releaseInParent(); },
-         [](void* self) { static_cast<InstanceRegistry*>(self)->startAfreshInChild(); }});
-  }
-
-  void holdForFork() ZOR_NO_THREAD_SAFETY_ANALYSIS {
-    _mutex.lock();
-    for (Implementation* instance : _instances) instance->mutext.lock();
-  }
-  void releaseInParent() ZOR_NO_THREAD_SAFETY_ANALYSIS {
-    for (Implementation* instance : _instances) instance->mutext.unlock();
-    _mutex.unlock();
-  }
-  void startAfreshInChild() ZOR_NO_THREAD_SAFETY_ANALYSIS {
-    for (Implementation* instance : _instances) instance->startAfreshInChild();
-    _mutex.unlock();
-  }
-
-  // Guards the list. Taken before the instances' own locks, and together with them by forks only.
-  Mutex _mutex;
-  std::vector<Implementation*> _instances ZOR_GUARDED_BY(_mutex);
-};
-
-ZORFingerPrint::Implementation::Implementation() { InstanceRegistry::shared().add(*this); }
-
-ZORFingerPrint::Implementation::~Implementation() { InstanceRegistry::shared().remove(*this); }
 
 ZORFingerPrint::Implementation::Look ZORFingerPrint::Implementation::lookAtCacheOrJoin(
     const ZORFingerprintCallback& callback) {
@@ -197,9 +143,10 @@ ZORFingerPrint::Implementation::Look ZORFingerPrint::Implementation::lookAtCache
     // Deliberate: valid times without a fingerprint are a success with "".
     return {cache.fingerprint.value_or(""), false, false};
   }
-  const MutexLock lock(mutext);
-  if (callback) _requestCallbacks.push_back(callback);
-  return {"", true, !std::exchange(_isExcuting, true)};
+  State& state = _state.get();
+  const MutexLock lock(state.mutext);
+  if (callback) state._requestCallbacks.push_back(callback);
+  return {"", true, !std::exchange(state._isExcuting, true)};
 }
 
 std::string ZORFingerPrint::Implementation::startRequest() {
@@ -259,28 +206,23 @@ void ZORFingerPrint::Implementation::setFingerprint(const ZORValue& data) {
 
 void ZORFingerPrint::Implementation::requestComplete(bool success, const ZORFingerprintError& error,
                                                      const std::string& fingerprint) {
+  State& state = _state.get();
   std::vector<ZORFingerprintCallback> waiting;
   {
-    const MutexLock lock(mutext);
-    _isExcuting = false;
-    waiting.swap(_requestCallbacks);
+    const MutexLock lock(state.mutext);
+    state._isExcuting = false;
+    waiting.swap(state._requestCallbacks);
   }
   for (const ZORFingerprintCallback& callback : waiting) {
     tell(callback, success, error, fingerprint);
+    if (_state.find() != &state) return;  // The callback forked; the others are the parent's.
   }
 }
 
-void ZORFingerPrint::Implementation::startAfreshInChild() {
-  // Built anew without destroying the callbacks: what they hold is the host's and may wait for a
-  // lock of a thread that is not here.
-  new (&_requestCallbacks) std::vector<ZORFingerprintCallback>;
-  _isExcuting = false;
-  mutext.unlock();
-}
-
 std::shared_ptr<ZORFingerPrint> ZORFingerPrint::sharedInstance() {
-  static const auto& instance = *new std::shared_ptr<ZORFingerPrint>(create());
-  return instance;
+  static constinit MadeOnce<const std::shared_ptr<ZORFingerPrint>> instance;
+  return instance.get(
+      [] { return std::make_unique<const std::shared_ptr<ZORFingerPrint>>(create()); });
 }
 
 std::shared_ptr<ZORFingerPrint> ZORFingerPrint::create() {

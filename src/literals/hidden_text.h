@@ -19,9 +19,9 @@ class HiddenTextBase {
  protected:
   constexpr explicit HiddenTextBase(std::uint32_t key) : _key(key) {}
 
-  // Unscrambles `size` bytes in place unless that has happened; afterwards a single load.
-  void revealOnce(char* scrambled, std::size_t size) const {
-    if (!_revealed.load(std::memory_order_acquire)) reveal(scrambled, size);
+  // Unscrambles `size` bytes into `clear` unless that has happened; afterwards a single load.
+  void revealOnce(const char* scrambled, char* clear, std::size_t size) const {
+    if (_state.load(std::memory_order_acquire) != kRevealed) reveal(scrambled, clear, size);
   }
 
   // One step of the key stream.
@@ -33,28 +33,33 @@ class HiddenTextBase {
   }
 
  private:
-  void reveal(char* scrambled, std::size_t size) const;
+  static constexpr std::uint32_t kHidden = 0;
+  static constexpr std::uint32_t kRevealed = 1;
+
+  void reveal(const char* scrambled, char* clear, std::size_t size) const;
 
   std::uint32_t _key;
-  mutable std::atomic<bool> _revealed{false};
+  // One of the two above, or the generation of the process whose thread is unscrambling the text.
+  mutable std::atomic<std::uint32_t> _state{kHidden};
 };
 
-// A text scrambled at compile time into writable data and revealed where it lies at its first use.
-// `Size` counts the terminating NUL. Callable from any thread; the text lives as long as the
-// process.
+// A text scrambled at compile time and revealed beside its scrambled form at its first use, so that
+// a fork in the middle leaves the child what it needs to begin again. `Size` counts the terminating
+// NUL. Callable from any thread; the text lives as long as the process.
 template <std::size_t Size>
 class HiddenText : public HiddenTextBase {
  public:
   consteval HiddenText(const char (&clear)[Size], std::uint32_t key) : HiddenTextBase(key) {
     for (std::size_t index = 0; index < Size; ++index) {
       key = nextKey(key);
-      _text[index] = static_cast<char>(static_cast<unsigned char>(clear[index]) ^ (key & 0xFF));
+      _scrambled[index] =
+          static_cast<char>(static_cast<unsigned char>(clear[index]) ^ (key & 0xFF));
     }
   }
 
   const char* c_str() const {
-    revealOnce(_text, Size);
-    return _text;
+    revealOnce(_scrambled, _clear, Size);
+    return _clear;
   }
   std::string_view view() const { return {c_str(), Size - 1}; }
   std::string str() const { return std::string(view()); }
@@ -63,7 +68,8 @@ class HiddenText : public HiddenTextBase {
   static constexpr std::size_t length() { return Size - 1; }
 
  private:
-  mutable char _text[Size] = {};
+  char _scrambled[Size] = {};
+  mutable char _clear[Size] = {};
 };
 
 }  // namespace zor

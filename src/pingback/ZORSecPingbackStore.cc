@@ -15,7 +15,7 @@
 #include "platform/log.h"
 #include "platform/ports.h"
 #include "session/ZORHttpsURLSession.h"
-#include "support/fork_hooks.h"
+#include "support/process_generation.h"
 #include "support/text.h"
 
 namespace zor {
@@ -95,48 +95,23 @@ std::shared_ptr<ZORSecPingbackStore> makeStore() {
 
 }  // namespace
 
-// What GetPingbackStore() hands out.
+// What GetPingbackStore() hands out: each process has a store of its own, with its own queue and
+// its own open file.
 struct ScopedPingbackStore::Slot {
-  std::once_flag made;
-  std::shared_ptr<ZORSecPingbackStore> store;
+  struct Made {
+    const std::shared_ptr<ZORSecPingbackStore> store = makeStore();
+  };
+  OwnedPerProcess<Made> own;
 };
 
 namespace {
 
 std::atomic<ScopedPingbackStore::Slot*> scopedSlot{nullptr};
 
-// The store of this process. A lock instead of a function's static: making the store takes file
-// access, and a static that another thread was making during a fork would never be made in the
-// child.
-struct ProcessStore {
-  ProcessStore() { holdOverFork(ForkRank::pingback, mutex); }
-
-  static ProcessStore& shared() {
-    static auto& process = *new ProcessStore;
-    return process;
-  }
-
-  Mutex mutex;  // Guards `store`. The ports' locks are taken under it.
-  std::shared_ptr<ZORSecPingbackStore> store ZOR_GUARDED_BY(mutex);
-};
-
-std::shared_ptr<ZORSecPingbackStore> processStore() {
-  ProcessStore& process = ProcessStore::shared();
-  const LogDeferral lines;
-  const MutexLock lock(process.mutex);
-  if (!process.store) {
-    process.store = makeStore();
-    process.store->surviveFork();
-  }
-  return process.store;
-}
-
-// Null: nobody has asked for one yet.
-std::shared_ptr<ZORSecPingbackStore> storeInUse() {
-  if (auto* slot = scopedSlot.load(std::memory_order_acquire)) return slot->store;
-  ProcessStore& process = ProcessStore::shared();
-  const MutexLock lock(process.mutex);
-  return process.store;
+ScopedPingbackStore::Slot& slotInUse() {
+  static constinit MadeOnce<ScopedPingbackStore::Slot> usual;
+  auto* const scoped = scopedSlot.load(std::memory_order_acquire);
+  return scoped != nullptr ? *scoped : usual.get();
 }
 
 // Not through the store, which would make the file and start a thread.
@@ -169,11 +144,6 @@ ZORSecPingbackStore::ZORSecPingbackStore(Private, std::shared_ptr<ZORSecFileUti>
       _urlSession(ZORHttpsURLSession::create()),
       _file_io(literals::kPingbackQueueLabel.str(), 1) {}
 
-void ZORSecPingbackStore::surviveFork() {
-  holdOverFork(ForkRank::pingback, _fileMutex);
-  _file_io.surviveFork(ForkRank::queue);
-}
-
 // A log line of the store reaches the host's handler on `_file_io`, and the handler may come back.
 void ZORSecPingbackStore::onQueueAndWait(const OperationQueue::Operation& operation) {
   if (_file_io.isCurrent()) {
@@ -186,7 +156,6 @@ void ZORSecPingbackStore::onQueueAndWait(const OperationQueue::Operation& operat
 // Only on `_file_io`.
 Status ZORSecPingbackStore::onOpenFile(const FileOperation& operation) {
   const LogDeferral deferral;
-  const MutexLock lock(_fileMutex);
   const OpenFile open(*_file);
   operation(*_file);
   return _file->close();
@@ -330,24 +299,23 @@ bool arePingbacksKept() {
 }
 
 Status erasePingbacks() {
-  if (const auto store = storeInUse()) std::ignore = store->fileSize();  // The queue is serial.
+  if (auto* const made = slotInUse().own.find()) {
+    std::ignore = made->store->fileSize();  // The queue is serial.
+  }
   const Status time = ports().defaults.removeObject(uploadTimeKey());
   const Status records = emptyFile();
   return records.isSuccess() ? time : records;
 }
 
-std::shared_ptr<ZORSecPingbackStore> GetPingbackStore() {
-  auto* slot = scopedSlot.load(std::memory_order_acquire);
-  if (slot == nullptr) return processStore();
-  std::call_once(slot->made, [slot] { slot->store = makeStore(); });
-  return slot->store;
-}
+std::shared_ptr<ZORSecPingbackStore> GetPingbackStore() { return slotInUse().own.get().store; }
 
 ScopedPingbackStore::ScopedPingbackStore()
     : _slot(std::make_unique<Slot>()), _previous(scopedSlot.exchange(_slot.get())) {}
 
 ScopedPingbackStore::~ScopedPingbackStore() {
-  if (_slot->store) std::ignore = _slot->store->fileSize();  // The queue is serial.
+  if (auto* const made = _slot->own.find()) {
+    std::ignore = made->store->fileSize();  // The queue is serial.
+  }
   scopedSlot.store(_previous);
 }
 

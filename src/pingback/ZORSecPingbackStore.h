@@ -8,14 +8,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "files/ZORSecFileUti.h"
 #include "platform/operation_queue.h"
 #include "platform/url_loading_port.h"
-#include "support/mutex.h"
 #include "support/status.h"
 
 namespace zor {
@@ -84,9 +82,6 @@ class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPing
   // no service for it.
   bool checkIfNeedUpload(const PingbackUploadCompletion& completion = {});
 
-  // Keeps the store usable in the child of a fork. Once, and only for a store never destroyed.
-  void surviveFork();
-
  private:
   using FileOperation = std::function<void(ZORSecFileUti& file)>;
 
@@ -98,9 +93,6 @@ class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPing
                     const std::optional<URLResponse>& response,
                     const std::optional<ZORError>& error);
 
-  // Held while the queue touches the file, so that a fork finds it closed; see surviveFork(). No
-  // other lock of the library but those of the ports is taken under it.
-  Mutex _fileMutex;
   const std::shared_ptr<ZORSecFileUti> _file;
   bool _lockIsStuck = false;  // Only on `_file_io`: the last wait for the lock was in vain.
   const std::shared_ptr<ZORHttpsURLSession> _urlSession;
@@ -114,8 +106,8 @@ bool arePingbacksKept();
 // when an upload was tried; writes queued in this process come first. Makes no store and no file.
 Status erasePingbacks();
 
-// The store of this process, over the file in the user's library folder. Made at the first call and
-// never destroyed. Callable from any thread.
+// The store of this process, over the file in the user's library folder. Made at the first call in
+// each process and never destroyed. Callable from any thread.
 std::shared_ptr<ZORSecPingbackStore> GetPingbackStore();
 
 // Gives GetPingbackStore() a store of its own, made at the first call within, for its lifetime; the

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "literals/literals.h"
+#include "support/process_generation.h"
 #include "support/text.h"
 
 namespace zor {
@@ -14,8 +15,8 @@ constexpr std::size_t kMaxNameBytes = 200;
 
 // Stands for "the main bundle's name stays".
 const ApplicationName& unnamed() {
-  static const auto& name = *new ApplicationName;
-  return name;
+  static constinit MadeOnce<const ApplicationName> name;
+  return name.get();
 }
 
 // Null until the application is named or its name is in use.

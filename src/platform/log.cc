@@ -4,29 +4,15 @@
 #include <utility>
 
 #include "platform/ports.h"
-#include "support/fork_hooks.h"
 #include "support/guarded_call.h"
-#include "support/mutex.h"
+#include "support/process_generation.h"
 
 namespace zor {
 namespace {
 
-struct HandlerSlot {
-  HandlerSlot() { holdOverFork(ForkRank::portState, mutex); }
-
-  // Guards `handler`. Nothing is called under it.
-  Mutex mutex;
-  std::shared_ptr<const LogHandler> handler ZOR_GUARDED_BY(mutex);
-};
-
-HandlerSlot& slot() {
-  static auto& instance = *new HandlerSlot;
-  return instance;
-}
-
-std::shared_ptr<const LogHandler> currentHandler() {
-  const MutexLock lock(slot().mutex);
-  return slot().handler;
+InheritedPointer<LogHandler>& handlerInUse() {
+  static constinit MadeOnce<InheritedPointer<LogHandler>> pointer;
+  return pointer.get();
 }
 
 // The outermost deferral of this thread.
@@ -49,7 +35,7 @@ void logLine(const std::string& line) {
     deferral->_lines.push_back(line);
     return;
   }
-  const auto handler = currentHandler();
+  const auto handler = handlerInUse().get();
   if (handler == nullptr) {
     ports().log.writeLine(line);
     return;
@@ -58,9 +44,7 @@ void logLine(const std::string& line) {
 }
 
 void setLogHandler(LogHandler handler) {
-  auto replacement = handler ? std::make_shared<const LogHandler>(std::move(handler)) : nullptr;
-  const MutexLock lock(slot().mutex);
-  slot().handler.swap(replacement);
+  handlerInUse().set(handler ? std::make_shared<const LogHandler>(std::move(handler)) : nullptr);
 }
 
 }  // namespace zor

@@ -1,7 +1,7 @@
 #include "platform/operation_queue.h"
 
 #include <exception>
-#include <new>
+#include <functional>
 #include <utility>
 
 #include "support/guarded_call.h"
@@ -22,34 +22,38 @@ OperationQueue::OperationQueue(std::string name, std::size_t maxConcurrentOperat
       _qualityOfService(qualityOfService) {}
 
 OperationQueue::~OperationQueue() {
+  State* const state = _state.find();
+  if (state == nullptr) return;
   std::vector<std::thread> workers;
   {
-    const MutexLock lock(_mutex);
-    _ending = true;
-    workers.swap(_workers);
-    _operationWaits.notifyAll();
+    const MutexLock lock(state->mutex);
+    state->ending = true;
+    workers.swap(state->workers);
+    state->operationWaits.notifyAll();
   }
   for (std::thread& worker : workers) worker.join();
 }
 
 void OperationQueue::addOperation(Operation operation) {
+  State& state = _state.get();
   {
-    const MutexLock lock(_mutex);
-    _waiting.push_back(std::move(operation));
-    startWorkerIfNeeded();
-    if (!_workers.empty()) {
-      _operationWaits.notifyOne();
+    const MutexLock lock(state.mutex);
+    state.waiting.push_back(std::move(operation));
+    startWorkerIfNeeded(state);
+    if (!state.workers.empty()) {
+      state.operationWaits.notifyOne();
       return;
     }
-    operation = std::move(_waiting.back());
-    _waiting.pop_back();
+    operation = std::move(state.waiting.back());
+    state.waiting.pop_back();
   }
   runQueueOperation(std::move(operation));
 }
 
 void OperationQueue::prepare() {
-  const MutexLock lock(_mutex);
-  if (_workers.empty()) startWorker();
+  State& state = _state.get();
+  const MutexLock lock(state.mutex);
+  if (state.workers.empty()) startWorker(state);
 }
 
 void OperationQueue::addOperationAndWait(const Operation& operation) {
@@ -67,71 +71,48 @@ void OperationQueue::addOperationAndWait(const Operation& operation) {
 }
 
 void OperationQueue::waitUntilAllOperationsAreFinished() {
-  const MutexLock lock(_mutex);
-  while (!_waiting.empty() || _running > 0) _ranEmpty.wait(_mutex);
+  State& state = _state.get();
+  const MutexLock lock(state.mutex);
+  while (!state.waiting.empty() || state.running > 0) state.ranEmpty.wait(state.mutex);
 }
 
 bool OperationQueue::isCurrent() const { return currentQueue == this; }
 
-void OperationQueue::startWorkerIfNeeded() {
-  const bool everyWorkerIsTaken = _running + _waiting.size() > _workers.size();
-  if (everyWorkerIsTaken && _workers.size() < _maxConcurrentOperations) startWorker();
+void OperationQueue::startWorkerIfNeeded(State& state) {
+  const bool everyWorkerIsTaken = state.running + state.waiting.size() > state.workers.size();
+  if (everyWorkerIsTaken && state.workers.size() < _maxConcurrentOperations) startWorker(state);
 }
 
-void OperationQueue::startWorker() {
+void OperationQueue::startWorker(State& state) {
   try {
     const SignalsBlocked signalsBlocked;
-    _workers.emplace_back(&OperationQueue::runWorker, this);
+    state.workers.emplace_back(&OperationQueue::runWorker, this, std::ref(state));
   } catch (const std::exception&) {
-    // No thread or no memory to be had: the workers there are go on, or the caller runs the
+    // No thread or no memory is available: the other workers go on, or the caller runs the
     // operation.
   }
 }
 
-void OperationQueue::runWorker() {
+void OperationQueue::runWorker(State& state) {
   prepareQueueThread(_name, _qualityOfService);
   currentQueue = this;
   for (;;) {
     Operation operation;
     {
-      const MutexLock lock(_mutex);
-      while (_waiting.empty() && !_ending) _operationWaits.wait(_mutex);
-      if (_waiting.empty()) return;
-      operation = std::move(_waiting.front());
-      _waiting.pop_front();
-      ++_running;
+      const MutexLock lock(state.mutex);
+      while (state.waiting.empty() && !state.ending) state.operationWaits.wait(state.mutex);
+      if (state.waiting.empty()) return;
+      operation = std::move(state.waiting.front());
+      state.waiting.pop_front();
+      ++state.running;
     }
     // What it captured goes before the queue counts as idle.
     runQueueOperation(std::exchange(operation, nullptr));
-    const MutexLock lock(_mutex);
-    --_running;
-    if (_waiting.empty() && _running == 0) _ranEmpty.notifyAll();
+    if (_state.find() != &state) return;  // The operation forked, and this is the child.
+    const MutexLock lock(state.mutex);
+    --state.running;
+    if (state.waiting.empty() && state.running == 0) state.ranEmpty.notifyAll();
   }
-}
-
-void OperationQueue::surviveFork(ForkRank rank) {
-  registerForkHook({rank, this,
-                    [](void* queue) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<OperationQueue*>(queue)->_mutex.lock();
-                    },
-                    [](void* queue) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<OperationQueue*>(queue)->_mutex.unlock();
-                    },
-                    [](void* queue) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<OperationQueue*>(queue)->startAfreshInChild();
-                    }});
-}
-
-void OperationQueue::startAfreshInChild() {
-  // The threads do not exist here and nobody waits on the conditions: all are built anew without
-  // destroying the copies. Nor are the operations ever destroyed, not even at exit: what they own
-  // may wait for a lock of a thread that is not here.
-  new (&_waiting) std::deque<Operation>;
-  new (&_workers) std::vector<std::thread>;
-  new (&_operationWaits) ConditionVariable;
-  new (&_ranEmpty) ConditionVariable;
-  _running = 0;
-  _mutex.unlock();
 }
 
 }  // namespace zor

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/queue_thread.h"
-#include "support/fork_hooks.h"
 #include "support/mutex.h"
+#include "support/process_generation.h"
 
 namespace zor {
 
@@ -20,7 +20,8 @@ namespace zor {
 //
 // Threads: every member may be called from any thread. No lock is held while an operation runs.
 // Fork: a child starts with an empty queue and no threads; operations waiting or running in the
-// parent stay the parent's.
+// parent stay the parent's. If an operation forks and returns in the child, its thread ends there,
+// and with it the child.
 // Lifetime: queues live as long as the process; tests wait until theirs are idle.
 class OperationQueue {
  public:
@@ -52,32 +53,30 @@ class OperationQueue {
   // Whether the calling thread is one of this queue's.
   bool isCurrent() const;
 
-  // Registers the queue's behaviour over a fork, described above. Once, and only for a queue that
-  // is never destroyed.
-  void surviveFork(ForkRank rank);
-
   const std::string& name() const { return _name; }
   std::size_t maxConcurrentOperationCount() const { return _maxConcurrentOperations; }
 
  private:
-  void runWorker();
-  void startWorkerIfNeeded() ZOR_REQUIRES(_mutex);
-  void startWorker() ZOR_REQUIRES(_mutex);
-  void startAfreshInChild() ZOR_RELEASE(_mutex);
+  struct State {
+    // Guards the members below. Nothing is called under it but the start of a thread.
+    Mutex mutex{LockRank::queue};
+    // Two conditions: a new operation wakes one worker, an idle queue wakes those who wait for it.
+    ConditionVariable operationWaits;  // Work was added, or the queue is ending.
+    ConditionVariable ranEmpty;
+    std::deque<Operation> waiting ZOR_GUARDED_BY(mutex);
+    std::vector<std::thread> workers ZOR_GUARDED_BY(mutex);
+    std::size_t running ZOR_GUARDED_BY(mutex) = 0;
+    bool ending ZOR_GUARDED_BY(mutex) = false;
+  };
+
+  void runWorker(State& state);
+  void startWorkerIfNeeded(State& state) ZOR_REQUIRES(state.mutex);
+  void startWorker(State& state) ZOR_REQUIRES(state.mutex);
 
   const std::string _name;
   const std::size_t _maxConcurrentOperations;
   const QualityOfService _qualityOfService;
-
-  // Guards the members below. Nothing is called under it but the start of a thread.
-  Mutex _mutex;
-  // Two conditions: a new operation wakes one worker, an idle queue wakes those who wait for it.
-  ConditionVariable _operationWaits;  // Work was added, or the queue is ending.
-  ConditionVariable _ranEmpty;
-  std::deque<Operation> _waiting ZOR_GUARDED_BY(_mutex);
-  std::vector<std::thread> _workers ZOR_GUARDED_BY(_mutex);
-  std::size_t _running ZOR_GUARDED_BY(_mutex) = 0;
-  bool _ending ZOR_GUARDED_BY(_mutex) = false;
+  OwnedPerProcess<State> _state;
 };
 
 }  // namespace zor

@@ -5,8 +5,8 @@
 #include "platform/operation_queue.h"
 #include "platform/ports.h"
 #include "session/trust_decision.h"
-#include "support/fork_hooks.h"
 #include "support/guarded_call.h"
+#include "support/process_generation.h"
 
 namespace zor {
 namespace {
@@ -15,19 +15,6 @@ constexpr std::size_t kMaxCompletionsAtOnce = 2;
 
 bool hasStatusOK(const std::optional<URLResponse>& response) {
   return response && response->statusCode == kStatusOK;
-}
-
-OperationQueue& makeQueue() {
-  auto& queue = *new OperationQueue(literals::kHttpsQueueName.str(), kMaxCompletionsAtOnce,
-                                    QualityOfService::userInitiated);
-  queue.surviveFork(ForkRank::queue);
-  return queue;
-}
-
-Mutex& makeAcceptHostMutex() {
-  auto& mutex = *new Mutex;
-  holdOverFork(ForkRank::transport, mutex);
-  return mutex;
 }
 
 // A refusal has come while an exchange of several steps was under way: this step is not taken.
@@ -43,8 +30,11 @@ void endWithoutSending(const TransportCompletion& completionHandler) {
 }  // namespace
 
 OperationQueue& zor_httpsOperationQueue() {
-  static OperationQueue& queue = makeQueue();
-  return queue;
+  static constinit MadeOnce<OperationQueue> queue;
+  return queue.get([] {
+    return std::make_unique<OperationQueue>(literals::kHttpsQueueName.str(), kMaxCompletionsAtOnce,
+                                            QualityOfService::userInitiated);
+  });
 }
 
 bool zor_isRequestSuccess(const std::optional<Data>& /*body*/,
@@ -57,11 +47,6 @@ void zor_callBlock(const TransportCompletion& block, const std::optional<Data>& 
                    const std::optional<URLResponse>& response,
                    const std::optional<ZORError>& error) {
   if (block) callIgnoringExceptions(block, body, response, error);
-}
-
-Mutex& acceptHostMutex() {
-  static Mutex& mutex = makeAcceptHostMutex();
-  return mutex;
 }
 
 std::shared_ptr<ZORHttpsURLSession> ZORHttpsURLSession::create() {
@@ -87,13 +72,12 @@ void ZORHttpsURLSession::performRequestRetryCount(const URLRequest& request,
 }
 
 std::optional<std::string> ZORHttpsURLSession::acceptHost() const {
-  const MutexLock lock(acceptHostMutex());
-  return _acceptHost;
+  const auto host = _acceptHost.get();
+  return host != nullptr ? std::optional(*host) : std::nullopt;
 }
 
 void ZORHttpsURLSession::setAcceptHost(const std::optional<std::string>& acceptHost) {
-  const MutexLock lock(acceptHostMutex());
-  _acceptHost = acceptHost;
+  _acceptHost.set(acceptHost ? std::make_shared<const std::string>(*acceptHost) : nullptr);
 }
 
 void ZORHttpsURLSession::didReceiveChallenge(const AuthenticationChallenge& challenge,

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "platform/url_loading_port.h"
-#include "support/mutex.h"
+#include "support/process_generation.h"
 
 namespace zor {
 
@@ -28,11 +28,6 @@ bool zor_isRequestSuccess(const std::optional<Data>& body,
 void zor_callBlock(const TransportCompletion& block, const std::optional<Data>& body,
                    const std::optional<URLResponse>& response,
                    const std::optional<ZORError>& error);
-
-// Guards the `acceptHost` of every session; covers no more than the copy of a text and is taken
-// last. One lock shared by all instances: fork hooks can only hold locks that live as long as the
-// process.
-Mutex& acceptHostMutex();
 
 // A URL session with its own answer to the server-trust question. Callable from any thread.
 class ZORHttpsURLSession final : public URLSessionDelegate,
@@ -72,7 +67,7 @@ class ZORHttpsURLSession final : public URLSessionDelegate,
 
  private:
   std::unique_ptr<URLSession> _urlSession;  // Set by create(), then constant.
-  std::optional<std::string> _acceptHost ZOR_GUARDED_BY(acceptHostMutex());
+  InheritedPointer<std::string> _acceptHost;
   // Part of the interface without a use; attempts are counted in the chain of each request.
   [[maybe_unused]] std::uint64_t _tryIndex = 0;
 };

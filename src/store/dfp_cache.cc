@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "literals/literals.h"
 #include "platform/ports.h"
 #include "store/dfp_store.h"
+#include "support/process_generation.h"
 #include "support/text.h"
 
 namespace zor {
@@ -92,10 +94,13 @@ std::optional<double> endOfValidity(const CacheTimes& times) {
 }
 
 const std::vector<std::string>& cacheKeys() {
-  static const auto& keys = *new std::vector<std::string>{
-      dfp_slot_key(literals::kFingerprintSlot.view()), dfp_slot_key(literals::kExpirySlot.view()),
-      dfp_slot_key(literals::kLifetimeSlot.view()), dfp_slot_key(literals::kStoredAtSlot.view())};
-  return keys;
+  static constinit MadeOnce<const std::vector<std::string>> keys;
+  return keys.get([] {
+    return std::make_unique<const std::vector<std::string>>(std::vector{
+        dfp_slot_key(literals::kFingerprintSlot.view()), dfp_slot_key(literals::kExpirySlot.view()),
+        dfp_slot_key(literals::kLifetimeSlot.view()),
+        dfp_slot_key(literals::kStoredAtSlot.view())});
+  });
 }
 
 CacheState cacheState() {

@@ -11,7 +11,7 @@
 #include "literals/literals.h"
 #include "platform/log.h"
 #include "platform/ports.h"
-#include "support/fork_hooks.h"
+#include "support/process_generation.h"
 #include "support/text.h"
 
 namespace zor {
@@ -58,12 +58,11 @@ std::string dfp_slot_key(std::string_view slotPiece) {
 }
 
 Mutex& initPthreadMutex() {
-  static Mutex& mutex = []() -> Mutex& {
-    auto& made = *new Mutex;
-    holdOverFork(ForkRank::storeFile, made);
-    return made;
-  }();
-  return mutex;
+  struct StoreMutex {
+    Mutex mutex{LockRank::storeFile};
+  };
+  static constinit PerProcess<StoreMutex> own;
+  return own.get().mutex;
 }
 
 std::optional<std::string> storeFilePath() {

@@ -16,9 +16,9 @@ namespace zor {
 // thread.
 std::string dfp_slot_key(std::string_view slotPiece);
 
-// The process-wide store mutex, `mutex`, made at the first call. It guards every read-modify-write
-// of the store file. Nothing is called or waited for under it but the file itself: the lock that
-// holds other processes off is taken before it.
+// The store mutex of this process, `mutex`, made at the first call. It guards every
+// read-modify-write of the store file. Nothing is called or waited for under it but the file
+// itself: the lock that holds other processes off is taken before it.
 Mutex& initPthreadMutex();
 
 // Where the store file lies: in the folder that the host chose, else in the library folder.

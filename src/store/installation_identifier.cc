@@ -7,26 +7,23 @@
 #include "platform/ports.h"
 #include "store/dfp_cache.h"
 #include "store/dfp_store.h"
-#include "support/fork_hooks.h"
+#include "support/process_generation.h"
 
 namespace zor {
 namespace {
 
-// The identifier of this process. A lock instead of a once-flag: a flag that another thread was
-// setting during a fork would never be set in the child.
+// The identifier of this process.
 struct Kept {
-  Kept() { holdOverFork(ForkRank::sharedIdentifier, mutex); }
-
   // Guards what follows. Nothing is called and no file is touched under it.
-  Mutex mutex;
+  Mutex mutex{LockRank::installationIdentifier};
   std::string identifier ZOR_GUARDED_BY(mutex);
   bool settled ZOR_GUARDED_BY(mutex) = false;  // Else `identifier` is empty or made up for now.
   Status status ZOR_GUARDED_BY(mutex);
 };
 
 Kept& kept() {
-  static auto& instance = *new Kept;
-  return instance;
+  static constinit PerProcess<Kept> own;
+  return own.get();
 }
 
 std::string slotKey() { return dfp_slot_key(literals::kIdentifierSlot.view()); }
@@ -43,13 +40,14 @@ Reading<std::string> readIdentifier() {
 // Takes over what was found, or decides on a new one. True: it is to be kept.
 bool settle(const Reading<std::string>& found) {
   std::string made = found ? *found : ports().random.uuidString();
-  const MutexLock lock(kept().mutex);
-  if (kept().settled) return false;
+  Kept& own = kept();
+  const MutexLock lock(own.mutex);
+  if (own.settled) return false;
   // One that was made up earlier stays the same.
-  if (found || kept().identifier.empty()) kept().identifier = std::move(made);
-  kept().status = found.status();
-  kept().settled = !found.isUnreadable();
-  return kept().settled && !found;
+  if (found || own.identifier.empty()) own.identifier = std::move(made);
+  own.status = found.status();
+  own.settled = !found.isUnreadable();
+  return own.settled && !found;
 }
 
 // One of the two places is enough.
@@ -60,8 +58,9 @@ Status keep(const std::string& identifier) {
 }
 
 std::optional<std::string> settledIdentifier() {
-  const MutexLock lock(kept().mutex);
-  return kept().settled ? std::optional(kept().identifier) : std::nullopt;
+  Kept& own = kept();
+  const MutexLock lock(own.mutex);
+  return own.settled ? std::optional(own.identifier) : std::nullopt;
 }
 
 }  // namespace
@@ -69,28 +68,31 @@ std::optional<std::string> settledIdentifier() {
 std::string installationIdentifier() {
   if (auto settled = settledIdentifier()) return *settled;
   const bool isNew = settle(readIdentifier());
+  Kept& own = kept();
   std::string identifier;
   {
-    const MutexLock lock(kept().mutex);
-    identifier = kept().identifier;
+    const MutexLock lock(own.mutex);
+    identifier = own.identifier;
   }
   if (!isNew) return identifier;
   const Status status = keep(identifier);
-  const MutexLock lock(kept().mutex);
-  kept().status = status;
+  const MutexLock lock(own.mutex);
+  own.status = status;
   return identifier;
 }
 
 Status installationIdentifierStatus() {
-  const MutexLock lock(kept().mutex);
-  return kept().status;
+  Kept& own = kept();
+  const MutexLock lock(own.mutex);
+  return own.status;
 }
 
 void forgetInstallationIdentifier() {
-  const MutexLock lock(kept().mutex);
-  kept().identifier.clear();
-  kept().settled = false;
-  kept().status = {};
+  Kept& own = kept();
+  const MutexLock lock(own.mutex);
+  own.identifier.clear();
+  own.settled = false;
+  own.status = {};
 }
 
 }  // namespace zor

@@ -1,30 +1,66 @@
-// The standard mutex types with clang's thread-safety annotations on them.
+// The standard mutex types with clang's thread-safety annotations and a checked order.
 #ifndef ZOR_SUPPORT_MUTEX_H_
 #define ZOR_SUPPORT_MUTEX_H_
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 
 #include "support/thread_annotations.h"
 
 namespace zor {
 
-// A plain, non-recursive mutex. Each one says at its declaration what it guards and its place in
-// the lock order. Take it with MutexLock only; lock() and unlock() are for the fork hooks.
+// The lock order: a thread takes a lock only if its rank comes after those of all locks that the
+// thread holds. docs/architecture.md has the same list.
+enum class LockRank : std::uint8_t {
+  facade,                  // ZORFingerPrint's `mutext`.
+  resolver,                // ZORHTTPDNSManager's `mutext`.
+  sharedIdentifierSearch,  // The search for the shared identifier.
+  sharedIdentifier,        // The shared identifier that was found.
+  installationIdentifier,  // The installation identifier that was found.
+  storeFile,               // The store file's `mutex`.
+  userDefaults,            // The user defaults in memory.
+  networkModule,           // The opening of the network module.
+  loader,                  // The requests that wait for the loader's thread.
+  connections,             // The sockets of the loader's connections.
+  libraries,               // Who may be inside libcurl and OpenSSL.
+  queue,                   // The operations of a queue.
+  value,                   // A shared constant: the log handler, an accepted host, a backup list.
+  last,                    // Locks of one function, and of programs and tests.
+};
+
+// Note that the calling thread is about to take a lock, and that it is about to release one. Both
+// are called by debug builds only. The first ends the process with a line on standard error if that
+// breaks the order.
+void enterLockRank(LockRank rank) noexcept;
+void leaveLockRank(LockRank rank) noexcept;
+
+// A plain, non-recursive mutex. Each one says at its declaration what it guards. Take it with
+// MutexLock only.
 class ZOR_CAPABILITY("mutex") Mutex {
  public:
-  Mutex() = default;
+  explicit Mutex(LockRank rank = LockRank::last) : _rank(rank) {}
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  void lock() ZOR_ACQUIRE() { _mutex.lock(); }
-  void unlock() ZOR_RELEASE() { _mutex.unlock(); }
-  bool tryLock() ZOR_TRY_ACQUIRE(true) { return _mutex.try_lock(); }
+  void lock() ZOR_ACQUIRE() {
+#ifndef NDEBUG
+    enterLockRank(_rank);
+#endif
+    _mutex.lock();
+  }
+  void unlock() ZOR_RELEASE() {
+#ifndef NDEBUG
+    leaveLockRank(_rank);  // First: whoever waits for the mutex may destroy it.
+#endif
+    _mutex.unlock();
+  }
 
  private:
   friend class ConditionVariable;
   std::mutex _mutex;
+  [[maybe_unused]] const LockRank _rank;
 };
 
 // Holds a mutex for a scope.

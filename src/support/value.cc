@@ -18,6 +18,14 @@ union NeverDestroyed {
   Object object;
 };
 
+// Made when the library is loaded, before all else of it: a function's statics have a guard, which
+// a fork can freeze.
+#define ZOR_MADE_FIRST __attribute__((init_priority(101)))
+ZOR_MADE_FIRST const NeverDestroyed<Array> noElements;
+ZOR_MADE_FIRST const NeverDestroyed<Dictionary> noEntries;
+ZOR_MADE_FIRST const NeverDestroyed<ZORValue> noValue;
+#undef ZOR_MADE_FIRST
+
 // Exact, so that equality is transitive: a large integer is not rounded for it.
 template <typename Integer>
 bool equal(Integer integer, double real) {
@@ -151,15 +159,13 @@ std::optional<ZORDate> ZORValue::date() const noexcept {
 }
 
 const Array& ZORValue::elements() const noexcept {
-  static const NeverDestroyed<Array> none;
   const auto* array = std::get_if<Array>(&_held);
-  return array != nullptr ? *array : none.object;
+  return array != nullptr ? *array : noElements.object;
 }
 
 const Dictionary& ZORValue::entries() const noexcept {
-  static const NeverDestroyed<Dictionary> none;
   const auto* dictionary = std::get_if<std::unique_ptr<Dictionary>>(&_held);
-  return dictionary != nullptr ? **dictionary : none.object;
+  return dictionary != nullptr ? **dictionary : noEntries.object;
 }
 
 std::size_t ZORValue::size() const noexcept {
@@ -176,8 +182,7 @@ const ZORValue* ZORValue::find(const char* key) const noexcept {
 }
 
 const ZORValue& ZORValue::valueOrNull(const ZORValue* value) noexcept {
-  static const NeverDestroyed<ZORValue> null;
-  return value != nullptr ? *value : null.object;
+  return value != nullptr ? *value : noValue.object;
 }
 
 const ZORValue& ZORValue::operator[](std::string_view key) const noexcept {

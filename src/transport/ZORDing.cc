@@ -8,7 +8,6 @@
 #include "literals/literals.h"
 #include "platform/ports.h"
 #include "session/ZORHttpsURLSession.h"
-#include "support/fork_hooks.h"
 #include "support/url.h"
 #include "transport/ZORHTTPDNSManager.h"
 #include "transport/backup_list.h"
@@ -18,12 +17,6 @@ namespace zor {
 namespace {
 
 constexpr std::uint64_t kServiceAttempts = 2;
-
-Mutex& makeBackupIPsMutex() {
-  auto& mutex = *new Mutex;
-  holdOverFork(ForkRank::transport, mutex);
-  return mutex;
-}
 
 // An operator may do without one. A list that is kept from another time is not used then.
 bool hasBackupService() { return !literals::kBackupURL.view().empty(); }
@@ -103,11 +96,6 @@ URLRequest zor_replaceHostForRequest(const std::string& host, const URLRequest& 
   return replaced;
 }
 
-Mutex& backupIPsMutex() {
-  static Mutex& mutex = makeBackupIPsMutex();
-  return mutex;
-}
-
 std::shared_ptr<ZORDing> ZORDing::create() { return std::make_shared<ZORDing>(Private{}); }
 
 ZORDing::ZORDing(Private)
@@ -180,19 +168,20 @@ std::optional<std::string> ZORDing::randomBackupIP() {
 }
 
 std::shared_ptr<const std::vector<std::string>> ZORDing::loadBackupIPs() {
+  BackupList& list = _backupList.get();
   {
-    const MutexLock lock(backupIPsMutex());
-    if (_backupIPs != nullptr) return _backupIPs;
+    const MutexLock lock(list.mutex);
+    if (list._backupIPs != nullptr) return list._backupIPs;
   }
   const auto kept = ports().defaults.objectForKey(backupAddressesKey());
   if (!kept || kept->text() == nullptr) return nullptr;
   auto ips = addressesInBackupDocument(*kept->text());
   if (ips.empty()) return nullptr;
-  const MutexLock lock(backupIPsMutex());
-  if (_backupIPs == nullptr) {
-    _backupIPs = std::make_shared<const std::vector<std::string>>(std::move(ips));
+  const MutexLock lock(list.mutex);
+  if (list._backupIPs == nullptr) {
+    list._backupIPs = std::make_shared<const std::vector<std::string>>(std::move(ips));
   }
-  return _backupIPs;
+  return list._backupIPs;
 }
 
 }  // namespace zor

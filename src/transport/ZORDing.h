@@ -9,6 +9,7 @@
 
 #include "platform/url_loading_port.h"
 #include "support/mutex.h"
+#include "support/process_generation.h"
 
 namespace zor {
 
@@ -18,10 +19,6 @@ class ZORHttpsURLSession;
 // literal, a name included, leaves a request without URL, which the loader refuses: an attempt that
 // failed, never a request to somewhere else.
 URLRequest zor_replaceHostForRequest(const std::string& host, const URLRequest& request);
-
-// Guards the backup list of every runner; nothing is called under it. One lock shared by all
-// instances: fork hooks can only hold locks that live as long as the process.
-Mutex& backupIPsMutex();
 
 // The request runner: by name, then by an address from HTTPDNS, then by a backup address, twice
 // each, and every attempt judged by the certificate of the host that the request names. Each
@@ -72,13 +69,18 @@ class ZORDing final : public std::enable_shared_from_this<ZORDing> {
   const std::shared_ptr<ZORHttpsURLSession>& backupUrlSession() const { return _backupUrlSession; }
 
  private:
+  struct BackupList {
+    Mutex mutex{LockRank::value};
+    // Null until loaded, then constant.
+    std::shared_ptr<const std::vector<std::string>> _backupIPs ZOR_GUARDED_BY(mutex);
+  };
+
   // Null: none is known.
   std::shared_ptr<const std::vector<std::string>> loadBackupIPs();
 
   const std::shared_ptr<ZORHttpsURLSession> _urlSession;
   const std::shared_ptr<ZORHttpsURLSession> _backupUrlSession;
-  // Null until loaded, then constant.
-  std::shared_ptr<const std::vector<std::string>> _backupIPs ZOR_GUARDED_BY(backupIPsMutex());
+  OwnedPerProcess<BackupList> _backupList;
 };
 
 }  // namespace zor

@@ -1,7 +1,6 @@
 #include "transport/ZORHTTPDNSManager.h"
 
 #include <atomic>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -9,7 +8,6 @@
 #include "platform/ports.h"
 #include "session/ZORHttpsURLSession.h"
 #include "support/error_codes.h"
-#include "support/fork_hooks.h"
 #include "support/guarded_call.h"
 #include "support/text.h"
 #include "support/url.h"
@@ -73,12 +71,9 @@ std::vector<std::string> httpDnsAddresses(const URLResponse& response) {
 
 std::shared_ptr<ZORHTTPDNSManager> ZORHTTPDNSManager::sharedInstance() {
   if (const auto* replacement = scopedInstance.load(std::memory_order_acquire)) return *replacement;
-  static const auto& instance = *[] {
-    const auto* made = new std::shared_ptr<ZORHTTPDNSManager>(create());
-    (*made)->surviveFork();
-    return made;
-  }();
-  return instance;
+  static constinit MadeOnce<const std::shared_ptr<ZORHTTPDNSManager>> instance;
+  return instance.get(
+      [] { return std::make_unique<const std::shared_ptr<ZORHTTPDNSManager>>(create()); });
 }
 
 std::shared_ptr<ZORHTTPDNSManager> ZORHTTPDNSManager::create(ZORHttpDnsConfig config) {
@@ -96,7 +91,7 @@ void ZORHTTPDNSManager::resolveIpForHost(const std::string& host, const SuccessB
     if (success) callIgnoringExceptions(success, *ips);
     return;
   }
-  if (isOff()) {
+  if (_config.isOff()) {
     const ZORError error = routeOffError();
     sendPingback(std::nullopt, error, "");
     if (failed) callIgnoringExceptions(failed, error);
@@ -107,27 +102,30 @@ void ZORHTTPDNSManager::resolveIpForHost(const std::string& host, const SuccessB
 }
 
 std::optional<std::vector<std::string>> ZORHTTPDNSManager::ipsForHost(const std::string& host) {
-  const MutexLock lock(mutext);
-  const auto found = _resolvedResults.find(host);
-  if (found == _resolvedResults.end()) return std::nullopt;
+  State& state = _state.get();
+  const MutexLock lock(state.mutext);
+  const auto found = state._resolvedResults.find(host);
+  if (found == state._resolvedResults.end()) return std::nullopt;
   return found->second;
 }
 
 std::optional<std::string> ZORHTTPDNSManager::ipForHost(const std::string& host,
                                                         std::int64_t /*index*/) {
-  const MutexLock lock(mutext);
-  const auto found = _resolvedResults.find(host);
-  if (found == _resolvedResults.end() || found->second.empty()) return std::nullopt;
+  State& state = _state.get();
+  const MutexLock lock(state.mutext);
+  const auto found = state._resolvedResults.find(host);
+  if (found == state._resolvedResults.end() || found->second.empty()) return std::nullopt;
   return found->second.front();
 }
 
 bool ZORHTTPDNSManager::checkIfNeedResolveHost(const std::string& host) {
-  const MutexLock lock(mutext);
-  return _resolvedStatus.count(host) == 0;
+  State& state = _state.get();
+  const MutexLock lock(state.mutext);
+  return state._resolvedStatus.count(host) == 0;
 }
 
 void ZORHTTPDNSManager::resolveHttpDnsForHostIfNeed(const std::string& host) {
-  const std::string serviceHost = httpDnsHost();
+  const std::string serviceHost = _config.httpDnsHost();
   if (const auto ips = ipsForHost(serviceHost); ips && !ips->empty()) {
     resolveHost(host);
     return;
@@ -145,22 +143,24 @@ void ZORHTTPDNSManager::resolveHttpDnsForHostIfNeed(const std::string& host) {
 
 void ZORHTTPDNSManager::addResolveCallback(const SuccessBlock& success, const FailureBlock& failed,
                                            const std::string& host) {
-  const MutexLock lock(mutext);
-  Callbacks& callbacks = _callbacks[host];
+  State& state = _state.get();
+  const MutexLock lock(state.mutext);
+  Callbacks& callbacks = state._callbacks[host];
   append(callbacks.success, success);
   append(callbacks.failed, failed);
 }
 
 void ZORHTTPDNSManager::resolveHttpDns() {
   std::optional<std::string> address;
-  std::string serviceHost;
+  const std::string serviceHost = _config.httpDnsHost();
+  if (const auto& ips = _config.ips(); !ips.empty()) {
+    address = ips[ports().random.randomNumber() % ips.size()];
+  }
   {
-    const MutexLock lock(mutext);
-    if (const auto& ips = _config.ips(); !ips.empty()) {
-      address = ips[ports().random.randomNumber() % ips.size()];
-    }
-    serviceHost = _config.httpDnsHost();
-    if (!_resolvedStatus.insert(serviceHost).second) return;  // Its result answers the blocks.
+    State& state = _state.get();
+    const MutexLock lock(state.mutext);
+    if (!state._resolvedStatus.insert(serviceHost).second)
+      return;  // Its result answers the blocks.
   }
   auto url = httpDnsUrl(literals::kHttpDnsBootstrapFormat.view(), address, serviceHost);
   // Deliberate: the host stays marked, so nobody who asks for it is answered any more.
@@ -169,16 +169,15 @@ void ZORHTTPDNSManager::resolveHttpDns() {
 }
 
 void ZORHTTPDNSManager::resolveHost(const std::string& host) {
-  std::string serviceHost;
   std::int64_t failedCount = 0;
   {
-    const MutexLock lock(mutext);
-    serviceHost = _config.httpDnsHost();
-    failedCount = _hostFailedCount;
+    State& state = _state.get();
+    const MutexLock lock(state.mutext);
+    failedCount = state._hostFailedCount;
     // Deliberate: only a look-up under way stops another; a host that is known is asked for again.
-    if (!_resolvedStatus.insert(host).second) return;
+    if (!state._resolvedStatus.insert(host).second) return;
   }
-  const auto address = ipForHost(serviceHost, failedCount);
+  const auto address = ipForHost(_config.httpDnsHost(), failedCount);
   // Without a usable address the request has no URL. It is sent all the same: the loader refuses
   // it, and the look-up ends like any that failed.
   sendResolveRequest(
@@ -227,9 +226,10 @@ void ZORHTTPDNSManager::sendRequest(const URLRequest& request, const RequestSucc
 
 void ZORHTTPDNSManager::resolveHostResult(const std::string& host, const ResolvedResults& result) {
   {
-    const MutexLock lock(mutext);
-    _hostFailedCount = 0;
-    for (const auto& [resolved, ips] : result) _resolvedResults[resolved] = ips;
+    State& state = _state.get();
+    const MutexLock lock(state.mutext);
+    state._hostFailedCount = 0;
+    for (const auto& [resolved, ips] : result) state._resolvedResults[resolved] = ips;
   }
   sheduleSuccessCallbackForHost(host);
 }
@@ -237,19 +237,18 @@ void ZORHTTPDNSManager::resolveHostResult(const std::string& host, const Resolve
 void ZORHTTPDNSManager::resolveHostFailed(const std::string& host,
                                           const std::optional<ZORError>& failed) {
   bool repeats = false;
-  std::string serviceHost;
   {
-    const MutexLock lock(mutext);
-    repeats = _hostFailedCount < _hostRetryCount;
+    State& state = _state.get();
+    const MutexLock lock(state.mutext);
+    repeats = state._hostFailedCount < _hostRetryCount;
     if (repeats) {
-      ++_hostFailedCount;
-      _resolvedStatus.erase(host);
+      ++state._hostFailedCount;
+      state._resolvedStatus.erase(host);
     }
-    serviceHost = _config.httpDnsHost();
   }
   if (!repeats) {
     sheduleFailedCallbackForHost(host, failed);
-  } else if (host == serviceHost) {
+  } else if (host == _config.httpDnsHost()) {
     resolveHttpDns();
   } else {
     resolveHost(host);
@@ -270,44 +269,15 @@ void ZORHTTPDNSManager::sheduleFailedCallbackForHost(const std::string& host,
 
 // The look-up of `host` is over: ends its mark together with taking those who wait.
 ZORHTTPDNSManager::Callbacks ZORHTTPDNSManager::takeCallbacks(const std::string& host) {
-  const MutexLock lock(mutext);
+  State& state = _state.get();
+  const MutexLock lock(state.mutext);
   Callbacks callbacks;
-  if (const auto found = _callbacks.find(host); found != _callbacks.end()) {
+  if (const auto found = state._callbacks.find(host); found != state._callbacks.end()) {
     callbacks = std::move(found->second);
-    _callbacks.erase(found);
+    state._callbacks.erase(found);
   }
-  _resolvedStatus.erase(host);
+  state._resolvedStatus.erase(host);
   return callbacks;
-}
-
-bool ZORHTTPDNSManager::isOff() {
-  const MutexLock lock(mutext);
-  return _config.isOff();
-}
-
-std::string ZORHTTPDNSManager::httpDnsHost() {
-  const MutexLock lock(mutext);
-  return _config.httpDnsHost();
-}
-
-void ZORHTTPDNSManager::surviveFork() {
-  registerForkHook({ForkRank::resolver, this,
-                    [](void* resolver) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<ZORHTTPDNSManager*>(resolver)->mutext.lock();
-                    },
-                    [](void* resolver) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<ZORHTTPDNSManager*>(resolver)->mutext.unlock();
-                    },
-                    [](void* resolver) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<ZORHTTPDNSManager*>(resolver)->startAfreshInChild();
-                    }});
-}
-
-void ZORHTTPDNSManager::startAfreshInChild() {
-  // Built anew without destroying the copies: what the blocks own may hold locks of lost threads.
-  new (&_resolvedStatus) std::set<std::string>;
-  new (&_callbacks) std::map<std::string, Callbacks>;
-  mutext.unlock();
 }
 
 ScopedHTTPDNSManager::ScopedHTTPDNSManager(std::shared_ptr<ZORHTTPDNSManager> replacement)

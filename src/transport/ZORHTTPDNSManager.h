@@ -14,6 +14,7 @@
 
 #include "platform/url_loading_port.h"
 #include "support/mutex.h"
+#include "support/process_generation.h"
 #include "transport/ZORHttpDnsConfig.h"
 
 namespace zor {
@@ -39,7 +40,7 @@ std::vector<std::string> httpDnsAddresses(const URLResponse& response);
 //
 // Threads: every member may be called from any thread. Blocks run with no lock held, on
 // zor_httpsOperationQueue() or, where the answer is already known, on the calling thread.
-// Fork: a child keeps what is known and forgets the look-ups under way with their blocks.
+// Fork: a child starts with nothing known and no look-up under way.
 class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSManager> {
   struct Private {};
 
@@ -78,9 +79,6 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   // Whether no look-up for `host` is under way. Selector: checkIfNeedResolveHost:
   bool checkIfNeedResolveHost(const std::string& host);
 
-  // Registers the behaviour over a fork. Once, and only for a resolver that is never destroyed.
-  void surviveFork();
-
  private:
   using ResolvedResults = std::map<std::string, std::vector<std::string>>;
   using RequestSuccess =
@@ -118,21 +116,23 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   void sheduleFailedCallbackForHost(const std::string& host, const std::optional<ZORError>& error);
 
   Callbacks takeCallbacks(const std::string& host);
-  std::string httpDnsHost();
-  bool isOff();
-  void startAfreshInChild() ZOR_RELEASE(mutext);
 
-  // Guards the members up to the session. Not recursive; never held while a request is sent or a
-  // block runs. Spelled so in the interface.
-  Mutex mutext;
+  // Of one process.
+  struct State {
+    // Guards the members below. Not recursive; never held while a request is sent or a block runs.
+    // Spelled so in the interface.
+    Mutex mutext{LockRank::resolver};
+    // Failed look-ups since the last success, of all hosts together.
+    std::int64_t _hostFailedCount ZOR_GUARDED_BY(mutext) = 0;
+    // Hosts with a look-up under way.
+    std::set<std::string> _resolvedStatus ZOR_GUARDED_BY(mutext);
+    std::map<std::string, Callbacks> _callbacks ZOR_GUARDED_BY(mutext);
+    ResolvedResults _resolvedResults ZOR_GUARDED_BY(mutext);
+  };
+
+  OwnedPerProcess<State> _state;
   const std::int64_t _hostRetryCount = 2;
-  // Failed look-ups since the last success, of all hosts together.
-  std::int64_t _hostFailedCount ZOR_GUARDED_BY(mutext) = 0;
-  // Hosts with a look-up under way.
-  std::set<std::string> _resolvedStatus ZOR_GUARDED_BY(mutext);
-  std::map<std::string, Callbacks> _callbacks ZOR_GUARDED_BY(mutext);
-  ResolvedResults _resolvedResults ZOR_GUARDED_BY(mutext);
-  ZORHttpDnsConfig _config ZOR_GUARDED_BY(mutext);
+  const ZORHttpDnsConfig _config;
   // Without an acceptHost: the service is asked by address, and answers that lead astray are found
   // out when the address is used, by the certificate.
   const std::shared_ptr<ZORHttpsURLSession> _session;

@@ -15,8 +15,7 @@
 #include "literals/literals.h"
 #include "platform/log.h"
 #include "platform/ports.h"
-#include "support/fork_hooks.h"
-#include "support/mutex.h"
+#include "support/process_generation.h"
 #include "support/text.h"
 
 namespace zor {
@@ -27,26 +26,21 @@ constexpr std::size_t kMaxNameBytes = 256;
 
 struct Session {
   // Makes those who settle the identifier or change what is kept take turns: two first calls at
-  // once would otherwise generate two. Whoever finds the cache filled does not need it. Taken
-  // before `mutex`; the lock that holds other processes off the slots is taken before both.
-  Mutex settling;
+  // once would otherwise generate two. Whoever finds the cache filled does not need it. The lock
+  // that holds other processes off the slots is taken before both.
+  Mutex settling{LockRank::sharedIdentifierSearch};
   // Generated while something could not be read; empty: none.
   std::string madeUpForNow ZOR_GUARDED_BY(settling);
 
-  Mutex mutex;  // Guards what follows. Nothing is called under it.
+  Mutex mutex{LockRank::sharedIdentifier};  // Guards what follows. Nothing is called under it.
   // Empty until the first value has been found.
   std::string kOpenUDIDSessionCache ZOR_GUARDED_BY(mutex);
   Status kept ZOR_GUARDED_BY(mutex);
 };
 
 Session& session() {
-  static Session& shared = *[] {
-    auto* made = new Session;
-    holdOverFork(ForkRank::sharedIdentifier, made->settling);
-    holdOverFork(ForkRank::sharedIdentifier, made->mutex);
-    return made;
-  }();
-  return shared;
+  static constinit PerProcess<Session> shared;
+  return shared.get();
 }
 
 ZORError outcomeError(SharedIdentifierOutcome code, std::string description) {

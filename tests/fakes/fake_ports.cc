@@ -212,7 +212,7 @@ std::unique_ptr<URLSession> ScriptedURLLoading::createSession(
 }
 
 void ScriptedURLLoading::setScript(Script script) {
-  const MutexLock lock(_mutex);
+  const MutexLock lock(_scriptMutex);
   _script = std::move(script);
 }
 
@@ -222,7 +222,7 @@ std::vector<URLRequest> ScriptedURLLoading::requests() {
 }
 
 ScriptedURLLoading::Answer ScriptedURLLoading::answer(const URLRequest& request) {
-  const MutexLock lock(_mutex);
+  const MutexLock lock(_scriptMutex);
   return _script ? _script(request) : unreachable();
 }
 

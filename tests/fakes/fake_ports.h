@@ -242,8 +242,10 @@ class ScriptedURLLoading final : public URLLoadingPort {
   friend class ScriptedURLSession;
   Answer answer(const URLRequest& request);
 
+  // Held while the script runs, which may call the library: before the library's own locks.
+  Mutex _scriptMutex{LockRank::facade};
+  Script _script ZOR_GUARDED_BY(_scriptMutex);
   Mutex _mutex;
-  Script _script ZOR_GUARDED_BY(_mutex);
   std::vector<URLRequest> _requests ZOR_GUARDED_BY(_mutex);
 };
 

@@ -4,14 +4,18 @@
 #include <stdlib.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <filesystem>
 #include <thread>
 
 #include "literals/literals.h"
 #include "sandbox/sandbox_service.h"
 #include "store/dfp_cache.h"
 #include "store/dfp_store.h"
+#include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
 #include "tests/fakes/real_network.h"
+#include "tests/fakes/temporary_folder.h"
 #include "tests/transport/scripted_network.h"
 
 namespace zor {
@@ -127,6 +131,22 @@ TEST_F(EndToEnd, AHostileAnswerFailsAndTheNextCallerIsServed) {
   }
   service.clearScripts();
   EXPECT_NE(ask(host), "-");
+}
+
+TEST_F(EndToEnd, EveryChildOfAForkDuringTheVeryFirstCallCompletesOne) {
+  ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
+#if defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the thread sanitizer lets no thread start in the child of a fork";
+#endif
+  const int kTries = 60;
+  for (int number = 0; number < kTries; ++number) {
+    const std::string home = machine.root + "/home" + std::to_string(number);
+    std::filesystem::create_directory(home);
+    const std::string port = number % 3 == 0 ? "0" : std::to_string(service.port());
+    const std::string command = "HOME=" + home + " " ZOR_TEST_BINARY_DIR "/bin/zor_forking_host " +
+                                port + " " + std::to_string(number * 500) + " 2>>" + home + "/log";
+    EXPECT_EQ(std::system(command.c_str()), 0) << number << testing::readText(home + "/log");
+  }
 }
 
 }  // namespace

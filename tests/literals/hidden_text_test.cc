@@ -2,8 +2,10 @@
 
 #include <ZORFingerPrint/ZORVersion.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
 
 namespace zor {
@@ -72,6 +75,30 @@ TEST(HiddenText, ThreadsThatRevealAtOnceAllReadTheClearText) {
     for (std::string& place : seen) threads.emplace_back([&place, &text] { place = text.str(); });
     for (std::thread& thread : threads) thread.join();
     for (const std::string& place : seen) EXPECT_EQ(place, "a text that is long enough.");
+  }
+}
+
+TEST(HiddenText, TheChildOfAForkReadsTextsThatAThreadOfItsParentWasRevealing) {
+  ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
+  for (int round = 0; round < 200; ++round) {
+    const HiddenText<28> texts[] = {{"a text that is long enough.", 12345U},
+                                    {"a text that is long enough.", 54321U}};
+    std::atomic<bool> begun{false};
+    std::thread revealing([&texts, &begun] {
+      begun = true;
+      for (const auto& text : texts) text.c_str();
+    });
+    while (!begun) {
+    }
+    EXPECT_EQ(testing::inChildProcess([&texts] {
+                ::alarm(20);
+                for (const auto& text : texts) {
+                  if (text.view() != "a text that is long enough.") return 1;
+                }
+                return 0;
+              }),
+              0);
+    revealing.join();
   }
 }
 

@@ -11,7 +11,6 @@
 #include "support/json_codec.h"
 #include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
-#include "tests/fakes/lasting.h"
 #include "tests/fakes/temporary_folder.h"
 
 namespace zor {
@@ -186,20 +185,21 @@ TEST_F(PingbackStore, AKilledWriterLeavesAReadableFile) {
 
 TEST_F(PingbackStore, TheChildOfAForkRecordsWhileTheParentsStoreIsBusy) {
   ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
-  // Hooks stay for the rest of the process, and so does what they are for.
-  const auto& lasting = testing::lasting(openStore(machine));
-  lasting->surviveFork();
-  auto heldElsewhere = machine.files.lockBeside(path).lock;
-  lasting->writeDictionary(record(1), true);
-  lasting->writeDictionary(record(2), true);
+  const ScopedPingbackStore scope;
+  const auto parents = GetPingbackStore();
+  const std::string shared = parents->file()->fullPath();
+  auto heldElsewhere = machine.files.lockBeside(shared).lock;
+  parents->writeDictionary(record(1), true);
+  parents->writeDictionary(record(2), true);
   testing::ChildProcess child([&] {
-    lasting->writeDictionary(record(3), false);
-    return content().find(R"({"n":3})") == std::string::npos ? 1 : 0;
+    GetPingbackStore()->writeDictionary(record(3), false);
+    return testing::readText(shared).find(R"({"n":3})") == std::string::npos ? 1 : 0;
   });
   heldElsewhere.reset();
   EXPECT_EQ(child.wait(), 0);
-  std::ignore = lasting->fileSize();
-  EXPECT_EQ(testing::json(content()).size(), 3U) << "Each process writes its own records, once.";
+  std::ignore = parents->fileSize();
+  EXPECT_EQ(testing::json(testing::readText(shared)).size(), 3U)
+      << "Each process writes its own records, once.";
 }
 
 }  // namespace

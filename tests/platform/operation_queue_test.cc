@@ -54,8 +54,7 @@ TEST(OperationQueue, AnOperationThatThrowsTakesNoOtherWithIt) {
 }
 
 TEST(OperationQueue, WorksAfreshInTheChildOfAFork) {
-  auto& queue = *new OperationQueue("test.fork", 2);
-  queue.surviveFork(ForkRank::queue);
+  OperationQueue queue("test.fork", 2);
   std::atomic<bool> stop{false};
   std::atomic<bool> started{false};
   queue.addOperation([&] {
@@ -78,8 +77,7 @@ TEST(OperationQueue, WorksAfreshInTheChildOfAFork) {
 
 TEST(OperationQueue, TheChildOfAForkDestroysNothingOfTheParentsEvenAtExit) {
   ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
-  auto& queue = *new OperationQueue("test.exit", 1);
-  queue.surviveFork(ForkRank::queue);
+  static OperationQueue queue("test.exit", 1);  // Destroyed at the exit of the child.
   std::atomic<bool> stop{false};
   queue.addOperation([&] {
     while (!stop) usleep(0);

@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "tests/fakes/child_process.h"
-#include "tests/fakes/lasting.h"
 #include "tests/transport/scripted_network.h"
 
 namespace zor {
@@ -249,10 +248,6 @@ TEST_F(HttpDnsResolver, AnswersEveryCallerOnceWhateverComesBetween) {
 
 TEST_F(HttpDnsResolver, AChildForgetsLookUpsUnderWayAndMakesItsOwn) {
   ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
-  // Never destroyed, as what survives a fork must be.
-  resolver =
-      testing::lasting(ZORHTTPDNSManager::create(ZORHttpDnsConfig("dns.example", {"192.0.2.1"})));
-  resolver->surviveFork();
   network.resolve("a.example", "10.0.0.1");
   {
     const CompletionsHeld held;

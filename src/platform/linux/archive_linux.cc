@@ -35,8 +35,8 @@ class LinuxArchive final : public ArchivePort {
 }  // namespace
 
 ArchivePort& linuxArchivePort() {
-  static auto& port = *new LinuxArchive;
-  return port;
+  static constinit MadeOnce<LinuxArchive> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -98,8 +98,8 @@ std::string executablePath() {
 }
 
 BundlePort& linuxBundlePort() {
-  static auto& port = *new LinuxBundle;
-  return port;
+  static constinit MadeOnce<LinuxBundle> port;
+  return port.get();
 }
 
 }  // namespace zor

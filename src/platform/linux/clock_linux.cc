@@ -19,8 +19,8 @@ class LinuxClock final : public ClockPort {
 }  // namespace
 
 ClockPort& linuxClockPort() {
-  static auto& port = *new LinuxClock;
-  return port;
+  static constinit MadeOnce<LinuxClock> port;
+  return port.get();
 }
 
 }  // namespace zor

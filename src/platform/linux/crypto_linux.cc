@@ -85,8 +85,8 @@ class LinuxCrypto final : public CryptoPort {
 }  // namespace
 
 CryptoPort& linuxCryptoPort() {
-  static auto& port = *new LinuxCrypto;
-  return port;
+  static constinit MadeOnce<LinuxCrypto> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -13,7 +13,6 @@
 #include "platform/log.h"
 #include "platform/posix/file_io.h"
 #include "platform/probe_trace.h"
-#include "support/fork_hooks.h"
 #include "support/json_codec.h"
 #include "support/text.h"
 
@@ -99,24 +98,24 @@ bool LinuxDefaults::holds(const ZORValue& values, const Condition& condition) {
 
 Reading<DefaultsPort::Values> LinuxDefaults::read(const std::vector<std::string>& keys) {
   noteProbeSource("user defaults");
-  const Status status = refresh();
-  const MutexLock lock(_mutex);
-  dropChangesOfParent();
+  State& state = _state.get();
+  const Status status = refresh(state);
+  const MutexLock lock(state.mutex);
   Values values;
   values.reserve(keys.size());
   for (const std::string& key : keys) {
-    if (!_known && _waiting.count(key) == 0 && !status.isSuccess()) return status;
-    values.push_back(valueInMemory(key));
+    if (!state.known && state.waiting.count(key) == 0 && !status.isSuccess()) return status;
+    values.push_back(valueInMemory(state, key));
   }
   return values;
 }
 
-std::optional<ZORValue> LinuxDefaults::valueInMemory(const std::string& key) {
-  if (!_waiting.empty()) {
-    const auto waiting = _waiting.find(key);
-    if (waiting != _waiting.end()) return waiting->second.value;
+std::optional<ZORValue> LinuxDefaults::valueInMemory(State& state, const std::string& key) {
+  if (!state.waiting.empty()) {
+    const auto waiting = state.waiting.find(key);
+    if (waiting != state.waiting.end()) return waiting->second.value;
   }
-  const ZORValue* found = _stored.find(key);
+  const ZORValue* found = state.stored.find(key);
   return found != nullptr ? valueFromFiled(*found) : std::nullopt;
 }
 
@@ -145,48 +144,48 @@ Status LinuxDefaults::removeIfStill(const std::vector<std::string>& keys, const 
 }
 
 Status LinuxDefaults::apply(WaitingChanges changes) {
-  const Status seen = refresh();
+  State& state = _state.get();
+  const Status seen = refresh(state);
   bool storable = true;
   bool anyNew = false;
   {
-    const MutexLock lock(_mutex);
-    dropChangesOfParent();
+    const MutexLock lock(state.mutex);
     for (auto& [key, change] : changes) {
-      if (seen.isSuccess() && holdsAlready(key, change)) continue;
+      if (seen.isSuccess() && holdsAlready(state, key, change)) continue;
       anyNew = true;
       // Such a value must not keep the others from being written.
       storable = storable && isValidUtf8(key) && (!change.value || change.filed);
       change.madeUnseen = !seen.isSuccess();
-      change.number = ++_changeCount;
-      _waiting.insert_or_assign(key, std::move(change));
+      change.number = ++state.changeCount;
+      state.waiting.insert_or_assign(key, std::move(change));
     }
   }
   if (!anyNew) return {};
-  const Status status = commit();
-  if (!status.isSuccess()) logOnce(status);
-  if (!storable) logOnce(notText());
+  const Status status = commit(state);
+  if (!status.isSuccess()) logOnce(state, status);
+  if (!storable) logOnce(state, notText());
   return status.isSuccess() && !storable ? notText() : status;
 }
 
-bool LinuxDefaults::holdsAlready(const std::string& key, const Waiting& change) {
-  if (_waiting.count(key) != 0) return false;
-  const ZORValue* found = _stored.find(key);
+bool LinuxDefaults::holdsAlready(State& state, const std::string& key, const Waiting& change) {
+  if (state.waiting.count(key) != 0) return false;
+  const ZORValue* found = state.stored.find(key);
   if (!change.value) return found == nullptr;
   return change.filed && found != nullptr && *found == *change.filed;
 }
 
-Status LinuxDefaults::commit() {
-  const auto& file = path();
+Status LinuxDefaults::commit(State& state) {
+  const auto& file = path(state);
   if (!file) return Status::unusable(kFailure, "the user has no folder for them");
   Status status = makeFolders(parentFolder(*file));
   if (!status.isSuccess()) return status;
   // Without the lock the file is written all the same: it is whole, and the later write wins.
   const LockAttempt attempt = FileSystemLock::acquire(lockPathBeside(*file));
-  const WaitingChanges changes = storableChanges();
+  const WaitingChanges changes = storableChanges(state);
   if (changes.empty()) return {};  // Another thread has written ours with its own.
   status = rewrite(*file, changes);
   // What is too large for the file would hold up every later change.
-  if (status.isSuccess() || status.isUnusable()) forget(changes);
+  if (status.isSuccess() || status.isUnusable()) forget(state, changes);
   return status;
 }
 
@@ -215,89 +214,64 @@ Status LinuxDefaults::rewrite(const std::string& path, const WaitingChanges& cha
   return replaceFile(path, *text, laterThan(version ? version->modifiedAt : timespec{}));
 }
 
-LinuxDefaults::WaitingChanges LinuxDefaults::storableChanges() {
-  const MutexLock lock(_mutex);
+LinuxDefaults::WaitingChanges LinuxDefaults::storableChanges(State& state) {
+  const MutexLock lock(state.mutex);
   WaitingChanges changes;
-  for (const auto& [key, change] : _waiting) {
+  for (const auto& [key, change] : state.waiting) {
     if (isValidUtf8(key) && (!change.value || change.filed)) changes.emplace(key, change);
   }
   return changes;
 }
 
-void LinuxDefaults::forget(const WaitingChanges& kept) {
-  const MutexLock lock(_mutex);
+void LinuxDefaults::forget(State& state, const WaitingChanges& kept) {
+  const MutexLock lock(state.mutex);
   for (const auto& [key, change] : kept) {
-    const auto waiting = _waiting.find(key);
+    const auto waiting = state.waiting.find(key);
     // One that was changed again meanwhile is still to be written.
-    if (waiting != _waiting.end() && waiting->second.number == change.number) {
-      _waiting.erase(waiting);
+    if (waiting != state.waiting.end() && waiting->second.number == change.number) {
+      state.waiting.erase(waiting);
     }
   }
 }
 
-Status LinuxDefaults::refresh() {
-  const auto& file = path();
+Status LinuxDefaults::refresh(State& state) {
+  const auto& file = path(state);
   if (!file) return {};
   const auto version = versionAt(*file);
   if (version.isUnreadable()) return version.status();
   {
-    const MutexLock lock(_mutex);
-    if (_known && version.content() == _version) return {};
+    const MutexLock lock(state.mutex);
+    if (state.known && version.content() == state.version) return {};
   }
   // The look at the version comes first: should the file be replaced in between, the next look
   // reads it again.
   Content content = readContent(*file);
   if (!content.status.isSuccess()) return content.status;
-  const MutexLock lock(_mutex);
-  _stored = std::move(content.values);
-  _version = version.content();
-  _known = true;
+  const MutexLock lock(state.mutex);
+  state.stored = std::move(content.values);
+  state.version = version.content();
+  state.known = true;
   return {};
 }
 
-const std::optional<std::string>& LinuxDefaults::path() {
-  const MutexLock lock(_mutex);
-  if (!_located) _path = _locate();
-  _located = true;
-  return _path;
+const std::optional<std::string>& LinuxDefaults::path(State& state) {
+  const MutexLock lock(state.mutex);
+  if (!state.located) state.path = _locate();
+  state.located = true;
+  return state.path;
 }
 
-void LinuxDefaults::logOnce(const Status& status) {
+void LinuxDefaults::logOnce(State& state, const Status& status) {
   {
-    const MutexLock lock(_mutex);
-    if (!_loggedReasons.insert(status.reason()).second) return;
+    const MutexLock lock(state.mutex);
+    if (!state.loggedReasons.insert(status.reason()).second) return;
   }
   logLine("zorfingerprint: user defaults are not kept: " + status.sentence());
 }
 
-// The parent tries its changes itself; made again here, they could undo what it did later.
-void LinuxDefaults::dropChangesOfParent() {
-  if (_forked) _waiting.clear();
-  _forked = false;
-}
-
-void LinuxDefaults::surviveForks() {
-  registerForkHook({ForkRank::portState, this,
-                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<LinuxDefaults*>(self)->_mutex.lock();
-                    },
-                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      static_cast<LinuxDefaults*>(self)->_mutex.unlock();
-                    },
-                    [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                      auto* const defaults = static_cast<LinuxDefaults*>(self);
-                      defaults->_forked = true;
-                      defaults->_mutex.unlock();
-                    }});
-}
-
 DefaultsPort& linuxDefaultsPort() {
-  static auto& port = *[] {
-    auto* const defaults = new LinuxDefaults(standardPath);
-    defaults->surviveForks();
-    return defaults;
-  }();
-  return port;
+  static constinit MadeOnce<LinuxDefaults> port;
+  return port.get([] { return std::make_unique<LinuxDefaults>(standardPath); });
 }
 
 }  // namespace zor

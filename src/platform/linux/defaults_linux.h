@@ -17,6 +17,7 @@
 
 #include "platform/defaults_port.h"
 #include "support/mutex.h"
+#include "support/process_generation.h"
 #include "support/status.h"
 
 namespace zor {
@@ -41,9 +42,6 @@ class LinuxDefaults final : public DefaultsPort {
   Reading<Values> read(const std::vector<std::string>& keys) override;
   Status change(const std::vector<Change>& changes) override;
   Status removeIfStill(const std::vector<std::string>& keys, const Values& seen) override;
-
-  // For an object that is never destroyed: makes it usable in the child of a fork.
-  void surviveForks();
 
  private:
   // Keys with the values that they must have in the file for a change to be made; absent: none.
@@ -77,35 +75,39 @@ class LinuxDefaults final : public DefaultsPort {
   static bool holds(const ZORValue& values, const Condition& condition);
   static Waiting waitingFor(const Change& change);
 
-  Status apply(WaitingChanges changes) ZOR_EXCLUDES(_mutex);
+  // Of one process: a child reads the file anew, and leaves the parent's changes to the parent.
+  struct State {
+    // Guards what follows. Held for looks at memory only: never while a file is read or written, a
+    // lock between processes is waited for or a line is logged. Nothing is taken under it.
+    Mutex mutex{LockRank::userDefaults};
+    bool located ZOR_GUARDED_BY(mutex) = false;
+    std::optional<std::string> path ZOR_GUARDED_BY(mutex);  // Fixed once it is located.
+    bool known ZOR_GUARDED_BY(mutex) = false;  // Whether the file has ever been looked at.
+    std::optional<Version> version ZOR_GUARDED_BY(mutex);  // Absent: there was no file.
+    ZORValue stored ZOR_GUARDED_BY(mutex) = ZORValue::dictionary();
+    WaitingChanges waiting ZOR_GUARDED_BY(mutex);
+    std::uint64_t changeCount ZOR_GUARDED_BY(mutex) = 0;
+    std::set<std::string> loggedReasons ZOR_GUARDED_BY(mutex);
+  };
+
+  Status apply(WaitingChanges changes);
   // Puts the changes that wait into the file.
-  Status commit() ZOR_EXCLUDES(_mutex);
+  Status commit(State& state) ZOR_EXCLUDES(state.mutex);
   static Status rewrite(const std::string& path, const WaitingChanges& changes);
-  void logOnce(const Status& status) ZOR_EXCLUDES(_mutex);
+  static void logOnce(State& state, const Status& status) ZOR_EXCLUDES(state.mutex);
 
   // Brings the values in memory up to date; a failure says why the file cannot be read now.
-  Status refresh() ZOR_EXCLUDES(_mutex);
-  const std::optional<std::string>& path() ZOR_EXCLUDES(_mutex);
-  std::optional<ZORValue> valueInMemory(const std::string& key) ZOR_REQUIRES(_mutex);
-  bool holdsAlready(const std::string& key, const Waiting& change) ZOR_REQUIRES(_mutex);
-  WaitingChanges storableChanges() ZOR_EXCLUDES(_mutex);
-  void forget(const WaitingChanges& kept) ZOR_EXCLUDES(_mutex);
-  void dropChangesOfParent() ZOR_REQUIRES(_mutex);
+  Status refresh(State& state) ZOR_EXCLUDES(state.mutex);
+  const std::optional<std::string>& path(State& state) ZOR_EXCLUDES(state.mutex);
+  static std::optional<ZORValue> valueInMemory(State& state, const std::string& key)
+      ZOR_REQUIRES(state.mutex);
+  static bool holdsAlready(State& state, const std::string& key, const Waiting& change)
+      ZOR_REQUIRES(state.mutex);
+  static WaitingChanges storableChanges(State& state) ZOR_EXCLUDES(state.mutex);
+  static void forget(State& state, const WaitingChanges& kept) ZOR_EXCLUDES(state.mutex);
 
   const Locator _locate;
-
-  // Guards what follows. Held for looks at memory only: never while a file is read or written, a
-  // lock between processes is waited for or a line is logged. Nothing is taken under it.
-  Mutex _mutex;
-  bool _located ZOR_GUARDED_BY(_mutex) = false;
-  std::optional<std::string> _path ZOR_GUARDED_BY(_mutex);  // Fixed once it is located.
-  bool _known ZOR_GUARDED_BY(_mutex) = false;  // Whether the file has ever been looked at.
-  std::optional<Version> _version ZOR_GUARDED_BY(_mutex);  // Absent: there was no file.
-  ZORValue _stored ZOR_GUARDED_BY(_mutex) = ZORValue::dictionary();
-  WaitingChanges _waiting ZOR_GUARDED_BY(_mutex);
-  std::uint64_t _changeCount ZOR_GUARDED_BY(_mutex) = 0;
-  std::set<std::string> _loggedReasons ZOR_GUARDED_BY(_mutex);
-  bool _forked ZOR_GUARDED_BY(_mutex) = false;
+  OwnedPerProcess<State> _state;
 };
 
 }  // namespace zor

@@ -169,8 +169,8 @@ class LinuxDevices final : public DevicePort {
 }  // namespace
 
 DevicePort& linuxDevicePort() {
-  static auto& port = *new LinuxDevices;
-  return port;
+  static constinit MadeOnce<LinuxDevices> port;
+  return port.get();
 }
 
 }  // namespace zor

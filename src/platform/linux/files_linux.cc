@@ -95,8 +95,8 @@ std::string systemErrorText(int error) {
 }
 
 FilePort& linuxFilePort() {
-  static auto& port = *new LinuxFiles;
-  return port;
+  static constinit MadeOnce<LinuxFiles> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -77,8 +77,8 @@ class LinuxIntegrity final : public IntegrityPort {
 }  // namespace
 
 IntegrityPort& linuxIntegrityPort() {
-  static auto& port = *new LinuxIntegrity;
-  return port;
+  static constinit MadeOnce<LinuxIntegrity> port;
+  return port.get();
 }
 
 }  // namespace zor

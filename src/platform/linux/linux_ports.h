@@ -4,6 +4,7 @@
 #define ZOR_PLATFORM_LINUX_LINUX_PORTS_H_
 
 #include "platform/ports.h"
+#include "support/process_generation.h"
 
 namespace zor {
 

@@ -51,8 +51,8 @@ class LinuxLog final : public LogPort {
 }  // namespace
 
 LogPort& linuxLogPort() {
-  static auto& port = *new LinuxLog;
-  return port;
+  static constinit MadeOnce<LinuxLog> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -1,6 +1,7 @@
 #include "platform/linux/net_module_linux.h"
 
 #include <dlfcn.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -8,12 +9,13 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "platform/linux/net/library_gate.h"
 #include "platform/linux/net/net_build.h"
 #include "platform/log.h"
-#include "support/fork_hooks.h"
-#include "support/mutex.h"
+#include "support/process_generation.h"
 
 namespace zor {
 namespace {
@@ -49,8 +51,8 @@ std::vector<fs::path> candidates() {
   return paths;
 }
 
-// Null: `problem` says why.
-net::Loader* loaderFrom(const fs::path& path, std::string& problem) {
+// Null: `problem` says why. From inside the gate.
+const net::Module* moduleFrom(const fs::path& path, std::string& problem) {
   // Lazily, as a program that links those libraries has them; the module itself is bound at once.
   void* const handle = ::dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
   if (handle == nullptr) {
@@ -64,66 +66,73 @@ net::Loader* loaderFrom(const fs::path& path, std::string& problem) {
     problem = path.string() + " is of another build";
     return nullptr;
   }
-  net::Loader* const loader = module->loader();
-  if (loader == nullptr) problem = path.string() + " cannot set up its libraries";
-  return loader;
+  return module;
 }
 
-net::Loader* openLoader(std::string& problem) {
+const net::Module* openModule(std::string& problem) {
   problem = "it is not there";
   for (const fs::path& path : candidates()) {
     std::error_code error;
     if (!fs::exists(path, error)) continue;
-    if (net::Loader* const loader = loaderFrom(path, problem)) return loader;
+    if (const auto* const module = moduleFrom(path, problem)) return module;
   }
   return nullptr;
 }
 
-// The module and its loader. Never destroyed.
-class OpenModule {
- public:
-  OpenModule() {
-    registerForkHook({ForkRank::loader, this,
-                      [](void* self) { static_cast<OpenModule*>(self)->holdForFork(); },
-                      [](void* self) { static_cast<OpenModule*>(self)->releaseInParent(); },
-                      [](void* self) { static_cast<OpenModule*>(self)->startAfreshInChild(); }});
-  }
-
-  net::Loader* loader() ZOR_EXCLUDES(_mutex) {
-    std::string problem;
-    {
-      const MutexLock lock(_mutex);
-      if (_loader == nullptr) _loader = openLoader(problem);
-      if (_loader != nullptr) return _loader;
-    }
-    logLine("zorfingerprint: the network module cannot be opened: " + problem);
+// Null: `problem` says why.
+net::Loader* makeLoader(net::LibraryGate& gate, std::string& problem) {
+  const net::InsideLibraries inside(gate);
+  if (!inside) {
+    problem = "the process exits, or was forked while its parent was using the module";
     return nullptr;
   }
+  const net::Module* const module = openModule(problem);
+  if (module == nullptr) return nullptr;
+  net::Loader* const loader = module->makeLoader(gate);
+  if (loader == nullptr) problem = "its libraries cannot be set up";
+  return loader;
+}
 
- private:
-  void holdForFork() ZOR_NO_THREAD_SAFETY_ANALYSIS {
-    _mutex.lock();
-    if (_loader != nullptr) _loader->holdForFork();
-  }
-  void releaseInParent() ZOR_NO_THREAD_SAFETY_ANALYSIS {
-    if (_loader != nullptr) _loader->releaseInParent();
-    _mutex.unlock();
-  }
-  void startAfreshInChild() ZOR_NO_THREAD_SAFETY_ANALYSIS {
-    if (_loader != nullptr) _loader->startAfreshInChild();
-    _mutex.unlock();
-  }
-
-  // Guards the member below. Held while the module is opened, so that it is opened once.
-  Mutex _mutex;
-  net::Loader* _loader ZOR_GUARDED_BY(_mutex) = nullptr;
+struct ProcessLoader {
+  // Guards the member below. Held while the module is opened, so that one loader is made.
+  Mutex mutex{LockRank::networkModule};
+  net::Loader* loader ZOR_GUARDED_BY(mutex) = nullptr;
 };
+
+constinit PerProcess<net::LibraryGate> gates;
+constinit PerProcess<ProcessLoader> loaders;
+
+// Of the thread that forks, during the fork.
+constinit thread_local net::LibraryGate* heldForFork = nullptr;
+
+void holdGate() {
+  heldForFork = gates.find();
+  if (heldForFork == nullptr) return;
+  heldForFork->hold();
+  heldForFork->waitUntilOutside(net::kMaxWaitAtGate);
+}
+
+void releaseGate() {
+  if (heldForFork != nullptr) heldForFork->release();
+}
+
+// When the library is loaded. Fails only if memory runs out.
+__attribute__((constructor)) void holdGateOverForks() {
+  std::ignore = ::pthread_atfork(holdGate, releaseGate, nullptr);
+}
 
 }  // namespace
 
 net::Loader* netLoader() {
-  static auto& module = *new OpenModule;
-  return module.loader();
+  std::string problem;
+  {
+    ProcessLoader& own = loaders.get();
+    const MutexLock lock(own.mutex);
+    if (own.loader == nullptr) own.loader = makeLoader(gates.get(), problem);
+    if (own.loader != nullptr) return own.loader;
+  }
+  logLine("zorfingerprint: the network module cannot be opened: " + problem);
+  return nullptr;
 }
 
 }  // namespace zor

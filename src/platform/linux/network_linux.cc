@@ -81,8 +81,8 @@ class LinuxNetwork final : public PosixNetwork {
 }  // namespace
 
 NetworkPort& linuxNetworkPort() {
-  static auto& port = *new LinuxNetwork;
-  return port;
+  static constinit MadeOnce<LinuxNetwork> port;
+  return port.get();
 }
 
 }  // namespace zor

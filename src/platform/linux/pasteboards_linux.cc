@@ -62,8 +62,8 @@ std::unique_ptr<Pasteboard> LinuxPasteboards::pasteboardWithName(const std::stri
 }
 
 PasteboardPort& linuxPasteboardPort() {
-  static auto& port = *new LinuxPasteboards(standardFolder);
-  return port;
+  static constinit MadeOnce<LinuxPasteboards> port;
+  return port.get([] { return std::make_unique<LinuxPasteboards>(standardFolder); });
 }
 
 }  // namespace zor

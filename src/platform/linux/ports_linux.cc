@@ -3,12 +3,14 @@
 namespace zor {
 
 const PortSet& systemPorts() {
-  static const auto& set = *new PortSet{
-      linuxDevicePort(),    linuxSystemPort(), linuxNetworkPort(),   linuxWiFiPort(),
-      linuxIntegrityPort(), linuxBundlePort(), linuxDefaultsPort(),  linuxPasteboardPort(),
-      linuxArchivePort(),   linuxFilePort(),   linuxCryptoPort(),    linuxClockPort(),
-      linuxRandomPort(),    linuxLogPort(),    linuxURLLoadingPort()};
-  return set;
+  static constinit MadeOnce<const PortSet> set;
+  return set.get([] {
+    return std::make_unique<const PortSet>(
+        PortSet{linuxDevicePort(), linuxSystemPort(), linuxNetworkPort(), linuxWiFiPort(),
+                linuxIntegrityPort(), linuxBundlePort(), linuxDefaultsPort(), linuxPasteboardPort(),
+                linuxArchivePort(), linuxFilePort(), linuxCryptoPort(), linuxClockPort(),
+                linuxRandomPort(), linuxLogPort(), linuxURLLoadingPort()});
+  });
 }
 
 }  // namespace zor

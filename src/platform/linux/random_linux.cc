@@ -42,8 +42,8 @@ class LinuxRandom final : public RandomPort {
 }  // namespace
 
 RandomPort& linuxRandomPort() {
-  static auto& port = *new LinuxRandom;
-  return port;
+  static constinit MadeOnce<LinuxRandom> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -127,8 +127,8 @@ class LinuxSystem final : public SystemPort {
 }  // namespace
 
 SystemPort& linuxSystemPort() {
-  static auto& port = *new LinuxSystem;
-  return port;
+  static constinit MadeOnce<LinuxSystem> port;
+  return port.get();
 }
 
 }  // namespace zor

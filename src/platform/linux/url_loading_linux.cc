@@ -77,7 +77,7 @@ class LinuxURLSession final : public URLSession {
 
 class LinuxURLLoading final : public URLLoadingPort {
  public:
-  explicit LinuxURLLoading(URLLoadingOptions options)
+  explicit LinuxURLLoading(URLLoadingOptions options = {})
       : _options(std::make_shared<const URLLoadingOptions>(std::move(options))) {}
 
   std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate> delegate,
@@ -96,8 +96,8 @@ std::unique_ptr<URLLoadingPort> makeURLLoading(URLLoadingOptions options) {
 }
 
 URLLoadingPort& linuxURLLoadingPort() {
-  static auto& port = *new LinuxURLLoading({});
-  return port;
+  static constinit MadeOnce<LinuxURLLoading> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -132,8 +132,8 @@ class LinuxWiFi final : public WiFiPort {
 }  // namespace
 
 WiFiPort& linuxWiFiPort() {
-  static auto& port = *new LinuxWiFi;
-  return port;
+  static constinit MadeOnce<LinuxWiFi> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -48,8 +48,8 @@ class MacArchive final : public ArchivePort {
 }  // namespace
 
 ArchivePort& macosArchivePort() {
-  static auto& port = *new MacArchive;
-  return port;
+  static constinit MadeOnce<MacArchive> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -32,8 +32,8 @@ class MacBundle final : public BundlePort {
 }  // namespace
 
 BundlePort& macosBundlePort() {
-  static auto& port = *new MacBundle;
-  return port;
+  static constinit MadeOnce<MacBundle> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -15,8 +15,8 @@ class MacClock final : public ClockPort {
 }  // namespace
 
 ClockPort& macosClockPort() {
-  static auto& port = *new MacClock;
-  return port;
+  static constinit MadeOnce<MacClock> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -68,8 +68,8 @@ class MacCrypto final : public CryptoPort {
 }  // namespace
 
 CryptoPort& macosCryptoPort() {
-  static auto& port = *new MacCrypto;
-  return port;
+  static constinit MadeOnce<MacCrypto> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -84,8 +84,8 @@ class MacDefaults final : public DefaultsPort {
 }  // namespace
 
 DefaultsPort& macosDefaultsPort() {
-  static auto& port = *new MacDefaults;
-  return port;
+  static constinit MadeOnce<MacDefaults> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -178,8 +178,8 @@ class MacDevices final : public DevicePort {
 }  // namespace
 
 DevicePort& macosDevicePort() {
-  static auto& port = *new MacDevices;
-  return port;
+  static constinit MadeOnce<MacDevices> port;
+  return port.get();
 }
 
 }  // namespace zor

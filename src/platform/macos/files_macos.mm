@@ -101,8 +101,8 @@ std::string systemErrorText(int error) {
 }
 
 FilePort& macosFilePort() {
-  static auto& port = *new MacFiles;
-  return port;
+  static constinit MadeOnce<MacFiles> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -178,8 +178,8 @@ class MacIntegrity final : public IntegrityPort {
 }  // namespace
 
 IntegrityPort& macosIntegrityPort() {
-  static auto& port = *new MacIntegrity;
-  return port;
+  static constinit MadeOnce<MacIntegrity> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -19,8 +19,8 @@ class MacLog final : public LogPort {
 }  // namespace
 
 LogPort& macosLogPort() {
-  static auto& port = *new MacLog;
-  return port;
+  static constinit MadeOnce<MacLog> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -4,6 +4,7 @@
 #define ZOR_PLATFORM_MACOS_MACOS_PORTS_H_
 
 #include "platform/ports.h"
+#include "support/process_generation.h"
 
 namespace zor {
 

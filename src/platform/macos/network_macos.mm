@@ -52,8 +52,8 @@ class MacNetwork final : public PosixNetwork {
 }  // namespace
 
 NetworkPort& macosNetworkPort() {
-  static auto& port = *new MacNetwork;
-  return port;
+  static constinit MadeOnce<MacNetwork> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -99,8 +99,8 @@ class MacPasteboards final : public PasteboardPort {
 }  // namespace
 
 PasteboardPort& macosPasteboardPort() {
-  static auto& port = *new MacPasteboards;
-  return port;
+  static constinit MadeOnce<MacPasteboards> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -3,12 +3,14 @@
 namespace zor {
 
 const PortSet& systemPorts() {
-  static const auto& set = *new PortSet{
-      macosDevicePort(),    macosSystemPort(), macosNetworkPort(),   macosWiFiPort(),
-      macosIntegrityPort(), macosBundlePort(), macosDefaultsPort(),  macosPasteboardPort(),
-      macosArchivePort(),   macosFilePort(),   macosCryptoPort(),    macosClockPort(),
-      macosRandomPort(),    macosLogPort(),    macosURLLoadingPort()};
-  return set;
+  static constinit MadeOnce<const PortSet> set;
+  return set.get([] {
+    return std::make_unique<const PortSet>(
+        PortSet{macosDevicePort(), macosSystemPort(), macosNetworkPort(), macosWiFiPort(),
+                macosIntegrityPort(), macosBundlePort(), macosDefaultsPort(), macosPasteboardPort(),
+                macosArchivePort(), macosFilePort(), macosCryptoPort(), macosClockPort(),
+                macosRandomPort(), macosLogPort(), macosURLLoadingPort()});
+  });
 }
 
 }  // namespace zor

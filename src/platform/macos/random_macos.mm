@@ -21,8 +21,8 @@ class MacRandom final : public RandomPort {
 }  // namespace
 
 RandomPort& macosRandomPort() {
-  static auto& port = *new MacRandom;
-  return port;
+  static constinit MadeOnce<MacRandom> port;
+  return port.get();
 }
 
 }  // namespace zor

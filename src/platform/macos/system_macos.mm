@@ -95,8 +95,8 @@ class MacSystem final : public SystemPort {
 }  // namespace
 
 SystemPort& macosSystemPort() {
-  static auto& port = *new MacSystem;
-  return port;
+  static constinit MadeOnce<MacSystem> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -376,8 +376,8 @@ std::unique_ptr<URLLoadingPort> makeURLLoading(URLLoadingOptions options) {
 }
 
 URLLoadingPort& macosURLLoadingPort() {
-  static auto& port = *new MacURLLoading;
-  return port;
+  static constinit MadeOnce<MacURLLoading> port;
+  return port.get();
 }
 
 }  // namespace zor

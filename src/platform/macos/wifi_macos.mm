@@ -25,8 +25,8 @@ class MacWiFi final : public WiFiPort {
 }  // namespace
 
 WiFiPort& macosWiFiPort() {
-  static auto& port = *new MacWiFi;
-  return port;
+  static constinit MadeOnce<MacWiFi> port;
+  return port.get();
 }
 
 }  // namespace zor

@@ -1,21 +1,28 @@
 #include "platform/posix/file_io.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <tuple>
-#include <vector>
 
 #include "platform/lock_wait.h"
-#include "support/fork_hooks.h"
-#include "support/mutex.h"
+#include "support/process_generation.h"
 
 namespace zor {
+
+// A child's way to the descriptor of a lock of its parent.
+struct LockNote {
+  std::atomic<int> descriptor{-1};  // -1: the note is free.
+  LockNote* next = nullptr;
+};
+
 namespace {
 
 // No link is followed, no program inherits it, no terminal is taken over, no FIFO is waited for.
@@ -191,53 +198,34 @@ int makeFolder(const std::string& path) {
   return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
 }
 
-// The descriptors of the locks held or waited for. A lock belongs to the open file, which the child
-// of a fork shares: unless it closes its copy there, a lock would outlive its holder.
-class HeldLocks {
- public:
-  static HeldLocks& shared() {
-    static auto& locks = *new HeldLocks;
-    return locks;
-  }
+// The notes of the locks that are held or waited for. The list only grows, to as many as there
+// were at a time, and takes no lock, so that the child of a fork finds it whole.
+constinit std::atomic<LockNote*> firstNote{nullptr};
 
-  int open(const std::string& path) {
-    const MutexLock lock(_mutex);
-    const int descriptor = openFile(path, O_RDWR | O_CREAT | kCarefully, kOwnFileMode).release();
-    if (descriptor >= 0) _descriptors.push_back(descriptor);
-    return descriptor;
+LockNote& takeNote(int descriptor) {
+  for (LockNote* note = firstNote.load(); note != nullptr; note = note->next) {
+    int none = -1;
+    if (note->descriptor.compare_exchange_strong(none, descriptor)) return *note;
   }
-
-  void close(int descriptor) {
-    const MutexLock lock(_mutex);
-    const auto found = std::find(_descriptors.begin(), _descriptors.end(), descriptor);
-    if (found == _descriptors.end()) return;  // Closed already, in the child of a fork.
-    _descriptors.erase(found);
-    // Not by closing alone: a process that is just being started may hold a copy.
-    ::flock(descriptor, LOCK_UN);
-    ::close(descriptor);
+  auto* const note = new LockNote{{descriptor}, firstNote.load()};
+  while (!firstNote.compare_exchange_weak(note->next, note)) {
   }
+  return *note;
+}
 
- private:
-  HeldLocks() {
-    registerForkHook({ForkRank::portState, this,
-                      [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                        static_cast<HeldLocks*>(self)->_mutex.lock();
-                      },
-                      [](void* self) ZOR_NO_THREAD_SAFETY_ANALYSIS {
-                        static_cast<HeldLocks*>(self)->_mutex.unlock();
-                      },
-                      [](void* self) { static_cast<HeldLocks*>(self)->dropInChild(); }});
+// A lock belongs to the open file, which the child of a fork shares: unless the child closes its
+// copy at once, the lock outlives a parent that is killed.
+void closeInheritedLocks() {
+  for (LockNote* note = firstNote.load(); note != nullptr; note = note->next) {
+    const int descriptor = note->descriptor.exchange(-1);
+    if (descriptor >= 0) ::close(descriptor);
   }
+}
 
-  void dropInChild() ZOR_NO_THREAD_SAFETY_ANALYSIS {
-    for (const int descriptor : _descriptors) ::close(descriptor);
-    _descriptors.clear();
-    _mutex.unlock();
-  }
-
-  Mutex _mutex;  // Guards the list and each opening and closing; nothing is taken under it.
-  std::vector<int> _descriptors ZOR_GUARDED_BY(_mutex);
-};
+// When the library is loaded. Fails only if memory runs out.
+__attribute__((constructor)) void closeLocksInChildren() {
+  std::ignore = ::pthread_atfork(nullptr, nullptr, closeInheritedLocks);
+}
 
 }  // namespace
 
@@ -335,9 +323,10 @@ LockAttempt FileSystemLock::acquire(const std::string& path) {
   if (!isUsablePath(path)) return {nullptr, unusablePath("lock", path)};
   LockWaitBudget budget;
   for (;;) {
-    const int descriptor = HeldLocks::shared().open(path);
-    if (descriptor < 0) return {nullptr, systemFailure("lock", path)};
-    std::unique_ptr<FileSystemLock> lock(new FileSystemLock(descriptor));
+    FileDescriptor file = openFile(path, O_RDWR | O_CREAT | kCarefully, kOwnFileMode);
+    if (!file.isOpen()) return {nullptr, systemFailure("lock", path)};
+    const int descriptor = file.get();
+    std::unique_ptr<FileSystemLock> lock(new FileSystemLock(std::move(file)));
     while (retryOnSignal([&] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) != 0) {
       if (errno != EWOULDBLOCK) return {nullptr, systemFailure("lock", path)};
       if (budget.waitAMoment()) continue;
@@ -348,7 +337,16 @@ LockAttempt FileSystemLock::acquire(const std::string& path) {
   }
 }
 
-FileSystemLock::~FileSystemLock() { HeldLocks::shared().close(_descriptor); }
+FileSystemLock::FileSystemLock(FileDescriptor file)
+    : _note(takeNote(file.get())), _descriptor(file.release()) {}
+
+FileSystemLock::~FileSystemLock() {
+  if (_generation != processGeneration()) return;  // It is the parent's; the copy is closed.
+  // Not by closing alone: a process that is just being started may hold a copy.
+  ::flock(_descriptor, LOCK_UN);
+  _note.descriptor.store(-1);
+  ::close(_descriptor);
+}
 
 std::string lockPathBeside(const std::string& path) { return path + ".lock"; }
 

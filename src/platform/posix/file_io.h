@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "platform/file_port.h"
+#include "support/process_generation.h"
 #include "support/status.h"
 
 namespace zor {
@@ -86,6 +87,8 @@ Status removeFileAt(const std::string& path);
 // there now.
 Status makeFolders(const std::string& path);
 
+struct LockNote;
+
 // A lock between processes and threads, held until it is destroyed. The child of a fork holds none.
 class FileSystemLock final : public FileLock {
  public:
@@ -97,8 +100,11 @@ class FileSystemLock final : public FileLock {
   FileSystemLock& operator=(const FileSystemLock&) = delete;
 
  private:
-  explicit FileSystemLock(int descriptor) : _descriptor(descriptor) {}
+  explicit FileSystemLock(FileDescriptor file);
+
+  LockNote& _note;
   const int _descriptor;
+  const ProcessGeneration _generation = processGeneration();
 };
 
 // The path of the lock file that belongs to `path`.

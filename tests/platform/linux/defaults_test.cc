@@ -231,8 +231,7 @@ TEST(Defaults, AChangeThatIsTooLargeHoldsUpNoOther) {
 
 TEST(Defaults, ServeTheChildOfAForkWhileThreadsOfTheParentWrite) {
   ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
-  auto& file = *new DefaultsFile;  // Registered for forks, so never destroyed.
-  file.defaults.surviveForks();
+  DefaultsFile file;
   for (int turn = 0; turn < 20; ++turn) {
     std::thread writer([&] {
       for (double count = 0; count < 5; ++count)
@@ -247,7 +246,6 @@ TEST(Defaults, ServeTheChildOfAForkWhileThreadsOfTheParentWrite) {
     writer.join();
   }
   EXPECT_EQ(file.defaults.objectForKey("child"), 19.0);
-  std::filesystem::remove_all(file.folder.path);
 }
 
 }  // namespace

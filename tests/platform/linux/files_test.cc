@@ -259,14 +259,14 @@ TEST(Files, ALockEndsWithItsHolderThoughAChildOfTheHolderLives) {
   const TemporaryFolder folder;
   int gate[2];
   ASSERT_EQ(::pipe(gate), 0);
-  EXPECT_EQ(inChildProcess([&] {
+  EXPECT_EQ(inChildProcess([&]() -> int {
               const auto lock = files().lockBeside(folder.file("file")).lock;
               if (::fork() == 0) {
                 ::close(gate[1]);
                 char ignored = 0;
                 ::_exit(static_cast<int>(::read(gate[0], &ignored, 1)));
               }
-              return lock != nullptr ? 0 : 1;
+              ::_exit(lock != nullptr ? 0 : 1);  // As one that is killed: it releases nothing.
             }),
             0);
   EXPECT_NE(files().lockBeside(folder.file("file")).lock, nullptr);

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <exception>
 #include <iterator>
-#include <new>
 #include <thread>
 #include <utility>
 
@@ -25,9 +24,6 @@ constexpr std::chrono::milliseconds kMaxWait{60000};
 // Where nobody can end a wait, as the system had no descriptors to spare for that.
 constexpr std::chrono::milliseconds kMaxDeafWait{50};
 constexpr std::chrono::milliseconds kPauseAfterFailedWait{10};
-// How long an exit waits for the thread, and between its looks.
-constexpr std::chrono::milliseconds kMaxExitWait{50};
-constexpr std::chrono::milliseconds kPauseOfExit{1};
 
 using Clock = std::chrono::steady_clock;
 // Until a transfer wants to be looked at.
@@ -109,8 +105,8 @@ void CurlLoader::run() noexcept {
 
 void CurlLoader::open(Connections& connections) {
   {
-    const MutexLock lock(_libraryMutex);
-    if (!_leaving) connections.multi.reset(curl_multi_init());
+    const InsideLibraries inside(_gate);
+    if (inside) connections.multi.reset(curl_multi_init());
   }
   const MutexLock lock(_mutex);
   _connections = &connections;
@@ -118,8 +114,8 @@ void CurlLoader::open(Connections& connections) {
 
 void CurlLoader::close(Connections& connections) {
   {
-    const MutexLock lock(_libraryMutex);
-    if (!_leaving) {
+    const InsideLibraries inside(_gate);
+    if (inside) {
       connections.multi.reset();
       OPENSSL_thread_stop();
       return;
@@ -136,8 +132,8 @@ CurlLoader::Exchanges CurlLoader::takeWaiting() {
 CurlLoader::Transfers CurlLoader::advance(Connections& connections, Exchanges arrived,
                                           Transfers& underWay) {
   {
-    const MutexLock lock(_libraryMutex);
-    if (!_leaving) {
+    const InsideLibraries inside(_gate);
+    if (inside) {
       CURLM* const multi = connections.multi.get();
       Transfers ended = begin(connections, std::move(arrived), underWay);
       int count = 0;
@@ -145,7 +141,7 @@ CurlLoader::Transfers CurlLoader::advance(Connections& connections, Exchanges ar
       collect(multi, underWay, ended);
       collectOverdue(multi, underWay, ended);
       if (ended.empty()) _roots.prepare();
-      if (!_leaving) return ended;
+      if (!_gate.isClosed()) return ended;
       // What the exit has cut off is no failure to be told of.
       std::move(ended.begin(), ended.end(), std::back_inserter(underWay));
     }
@@ -209,49 +205,19 @@ bool CurlLoader::retire() {
   return true;
 }
 
-// An exit that comes meanwhile waits in leaveLibraries().
 bool CurlLoader::setUpLibraries() noexcept {
-  const MutexLock lock(_libraryMutex);
-  return !_leaving && curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK &&
-         OPENSSL_init_ssl(0, nullptr) == 1;
+  return curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK && OPENSSL_init_ssl(0, nullptr) == 1;
 }
 
 void CurlLoader::leaveLibraries() noexcept {
-  // A delegate that ends the process is asked under the lock; then there is nobody to wait for.
+  // A delegate that ends the process is asked inside; then there is nobody to wait for.
   if (_threadId == std::this_thread::get_id()) return;
-  _leaving = true;
+  _gate.close();
   {
     const MutexLock lock(_mutex);
     if (_connections != nullptr) _connections->watch.cutOff();
   }
-  const auto end = Clock::now() + kMaxExitWait;
-  while (!_libraryMutex.tryLock()) {
-    if (Clock::now() >= end) return;
-    std::this_thread::sleep_for(kPauseOfExit);
-  }
-  _libraryMutex.unlock();
-}
-
-void CurlLoader::holdForFork() noexcept ZOR_NO_THREAD_SAFETY_ANALYSIS {
-  _libraryMutex.lock();
-  _mutex.lock();
-}
-
-void CurlLoader::releaseInParent() noexcept ZOR_NO_THREAD_SAFETY_ANALYSIS {
-  _mutex.unlock();
-  _libraryMutex.unlock();
-}
-
-// The parent's multi handle, transfers and sockets are left as they are: whatever was done to them
-// here would be seen by the parent's servers. The exchanges that waited are never destroyed, not
-// even at exit: what they own may wait for a lock of a thread that is not here.
-void CurlLoader::startAfreshInChild() noexcept ZOR_NO_THREAD_SAFETY_ANALYSIS {
-  new (&_waiting) Exchanges;
-  _connections = nullptr;
-  _running = false;
-  _threadId = std::thread::id();
-  _mutex.unlock();
-  _libraryMutex.unlock();
+  _gate.waitUntilOutside(kMaxWaitAtGate);
 }
 
 }  // namespace zor::net

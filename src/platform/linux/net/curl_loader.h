@@ -2,12 +2,15 @@
 #ifndef ZOR_PLATFORM_LINUX_NET_CURL_LOADER_H_
 #define ZOR_PLATFORM_LINUX_NET_CURL_LOADER_H_
 
+#include <unistd.h>
+
 #include <atomic>
 #include <memory>
 #include <thread>
 #include <vector>
 
 #include "platform/linux/net/c_handles.h"
+#include "platform/linux/net/library_gate.h"
 #include "platform/linux/net/net_module.h"
 #include "platform/linux/net/socket_watch.h"
 #include "platform/linux/net/transfer.h"
@@ -17,18 +20,20 @@ namespace zor::net {
 
 class CurlLoader final : public Loader {
  public:
-  void start(std::unique_ptr<Exchange> exchange) noexcept override;
-  void holdForFork() noexcept override;
-  void releaseInParent() noexcept override;
-  void startAfreshInChild() noexcept override;
+  // `gate` outlives it.
+  explicit CurlLoader(LibraryGate& gate) : _gate(gate) {}
 
-  // Before the first start(). False: they cannot be set up, or the process is already exiting.
-  bool setUpLibraries() noexcept ZOR_EXCLUDES(_libraryMutex);
+  void start(std::unique_ptr<Exchange> exchange) noexcept override;
+
+  // Before the first start(), from inside the gate. False: they cannot be set up.
+  static bool setUpLibraries() noexcept;
 
   // At exit, before the libraries tear themselves down: when it returns, the thread is outside of
-  // them and stays there. Waits kMaxExitWait for that; a thread that is inside for longer,
+  // them and stays there. Waits kMaxWaitAtGate for that; a thread that is inside for longer,
   // verifying a chain or reading roots, stops as soon as it is back.
-  void leaveLibraries() noexcept ZOR_EXCLUDES(_libraryMutex, _mutex);
+  void leaveLibraries() noexcept ZOR_EXCLUDES(_mutex);
+
+  pid_t process() const { return _process; }
 
  private:
   using Exchanges = std::vector<std::unique_ptr<Exchange>>;
@@ -45,15 +50,13 @@ class CurlLoader final : public Loader {
 
   // The rest runs on the thread.
   void run() noexcept;
-  void open(Connections& connections) ZOR_EXCLUDES(_libraryMutex, _mutex);
-  void close(Connections& connections) ZOR_EXCLUDES(_libraryMutex);
+  void open(Connections& connections) ZOR_EXCLUDES(_mutex);
+  void close(Connections& connections);
   Exchanges takeWaiting() ZOR_EXCLUDES(_mutex);
   // One round of work. Returns what has ended.
-  Transfers advance(Connections& connections, Exchanges arrived, Transfers& underWay)
-      ZOR_EXCLUDES(_libraryMutex);
+  Transfers advance(Connections& connections, Exchanges arrived, Transfers& underWay);
   // Returns what failed at once.
-  Transfers begin(Connections& connections, Exchanges arrived, Transfers& underWay)
-      ZOR_REQUIRES(_libraryMutex);
+  Transfers begin(Connections& connections, Exchanges arrived, Transfers& underWay);
   static void collect(CURLM* multi, Transfers& underWay, Transfers& ended);
   static void collectOverdue(CURLM* multi, Transfers& underWay, Transfers& ended);
   // False: new work has come.
@@ -63,17 +66,15 @@ class CurlLoader final : public Loader {
   // thread-local storage of dlopened modules.
   std::atomic<std::thread::id> _threadId;
 
-  // Held while the libraries are set up, and by the thread while it is inside curl or OpenSSL,
-  // except for waiting, and while delegates are asked: taken before every other lock of the
-  // process. Never held while an outcome is delivered. Whoever takes it keeps the thread out of the
-  // libraries.
-  Mutex _libraryMutex;
-  std::atomic<bool> _leaving{false};  // Looked at under the lock before the libraries are entered.
-  SystemRoots _roots ZOR_GUARDED_BY(_libraryMutex);
+  // The thread is inside while it runs curl or OpenSSL, except for waiting, and while delegates are
+  // asked; never while a result is delivered.
+  LibraryGate& _gate;
+  SystemRoots _roots;  // Only inside.
+  const pid_t _process = ::getpid();
 
-  // Guards the members below. Taken after every other lock; nothing is called under it but the
-  // start of the thread and curl's wake-up.
-  Mutex _mutex;
+  // Guards the members below. Nothing is called under it but the start of the thread, curl's
+  // wake-up and the cutting off of connections.
+  Mutex _mutex{LockRank::loader};
   Exchanges _waiting ZOR_GUARDED_BY(_mutex);
   bool _running ZOR_GUARDED_BY(_mutex) = false;
   Connections* _connections ZOR_GUARDED_BY(_mutex) = nullptr;  // The thread's, while it has some.

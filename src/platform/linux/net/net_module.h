@@ -12,6 +12,8 @@
 
 namespace zor::net {
 
+class LibraryGate;
+
 struct Failure {
   URLErrorCode code = URLErrorCode::unknown;
   std::string description;  // For people; without addresses.
@@ -40,28 +42,22 @@ class Exchange {
 };
 
 // Runs exchanges on one thread of its own, which is started when there is work and ends when there
-// has been none for a while. Never destroyed.
+// has been none for a while. Never destroyed. Of one process: the child of a fork makes its own and
+// leaves its parent's alone, with all exchanges.
 class Loader {
  public:
   virtual ~Loader() = default;
   // Returns at once. Callable from any thread.
   virtual void start(std::unique_ptr<Exchange> exchange) noexcept = 0;
-
-  // Around a fork: the first before it, then one of the others on each side. The first waits until
-  // the loader's thread is outside of the libraries it drives. The child has no exchanges; those
-  // under way stay the parent's.
-  virtual void holdForFork() noexcept = 0;
-  virtual void releaseInParent() noexcept = 0;
-  virtual void startAfreshInChild() noexcept = 0;
 };
 
 // What the module exports.
 struct Module {
   // Of the build that made the module; nothing else may be used when it is not the caller's own.
   const char* interfaceDigest;
-  // Makes the process's loader at the first call; null: the libraries cannot be set up. Not to be
-  // called by two threads at once.
-  Loader* (*loader)() noexcept;
+  // Makes the loader of the calling process, whose gate `gate` is; null: the libraries cannot be
+  // set up. Called from inside the gate, once in each process if that succeeds.
+  Loader* (*makeLoader)(LibraryGate& gate) noexcept;
 };
 
 // The one exported function, `zor_net_module`. Never returns null.

@@ -71,7 +71,7 @@ class SocketWatch {
   std::atomic<bool> _isCutOff{false};
 
   // Guards the members below. Taken last; nothing is called under it but the system.
-  mutable Mutex _mutex;
+  mutable Mutex _mutex{LockRank::connections};
   ConditionVariable _changed;
   std::vector<Socket> _sockets ZOR_GUARDED_BY(_mutex);
   std::map<User, Clock::time_point> _deadlines ZOR_GUARDED_BY(_mutex);
