@@ -36,6 +36,8 @@ const char* outcomeText(EntryOutcome outcome) {
       return "absent";
     case EntryOutcome::notPermitted:
       return "not permitted";
+    case EntryOutcome::noAnswer:
+      return "no answer in time";
   }
   return "";
 }

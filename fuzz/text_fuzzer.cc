@@ -6,6 +6,7 @@
 #include "crypto/text_cipher.h"
 #include "fuzz/fuzz_input.h"
 #include "platform/linux/bundle_info.h"
+#include "platform/linux/decoded_text.h"
 #include "platform/linux/machine_uuid.h"
 #include "platform/linux/network_texts.h"
 #include "platform/linux/system_texts.h"
@@ -46,10 +47,11 @@ void describesASystem(const std::string& text) {
   systemNameFromRelease(text);
   processorModelFromList(text);
   defaultRouteInterface(text, text);
-  namesServer(text);
-  const auto id = machineIdFromText(text);
-  if (id) require(firmwareUuid(machineUuid(*id)).has_value());
-  firmwareUuid(text);
+  for (const std::string& server : serversInConfiguration(text)) require(server != "0.0.0.0");
+  require(memoryOfBlocks(text, text.size()) >= 0);
+  machineIdFromText(text);
+  require(isValidUtf8(decodedText(text)));
+  require(!isValidUtf8(text) || withoutCutCharacter(text) == text);
 }
 
 }  // namespace

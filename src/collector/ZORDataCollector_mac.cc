@@ -106,6 +106,7 @@ ZORValue ZORDataCollector_mac::collectWithAccounts(std::vector<EntryAccount>& ac
 }
 
 void ZORDataCollector_mac::_collect() {
+  const auto ahead = ports().devices.readAhead();
   for (const ReportEntry& entry : reportEntries()) _params.set(entry.key, reportValue(entry));
 }
 

@@ -20,6 +20,7 @@ bool isAbsent(const ZORValue& value) {
 
 EntryOutcome outcomeOf(const ZORValue& value, const ProbeTrace& trace) {
   if (!isAbsent(value)) return EntryOutcome::found;
+  if (trace.late()) return EntryOutcome::noAnswer;
   return trace.denied() ? EntryOutcome::notPermitted : EntryOutcome::absent;
 }
 
@@ -33,9 +34,8 @@ ZORValue entryOf(const std::optional<Value>& value) {
 // an outcome of its own.
 void addAddressAccounts(const ZORValue& block, EntryAccount reading,
                         std::vector<EntryAccount>& accounts) {
-  const EntryOutcome missing = reading.outcome == EntryOutcome::notPermitted
-                                   ? EntryOutcome::notPermitted
-                                   : EntryOutcome::absent;
+  const EntryOutcome missing =
+      reading.outcome == EntryOutcome::found ? EntryOutcome::absent : reading.outcome;
   for (const std::string& key :
        {literals::kSealedFirstInterfaceKey.str(), literals::kSealedSecondInterfaceKey.str(),
         literals::kSealedThirdInterfaceKey.str(), literals::kSealedOtherInterfacesKey.str()}) {

@@ -15,6 +15,7 @@ enum class EntryOutcome {
   found,
   absent,        // It is not there; no other user would get it.
   notPermitted,  // It is there, and this user may not read it.
+  noAnswer,      // A device, or the system, did not answer in time.
 };
 
 struct EntryAccount {

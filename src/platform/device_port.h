@@ -5,6 +5,7 @@
 #include <ZORFingerPrint/ZORTypes.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -42,8 +43,19 @@ struct PowerSource {
   ZORValue name;
 };
 
+// What a backend reads before it is asked; ends with its destruction. Confined to the thread that
+// made it.
+class ReadAhead {
+ public:
+  virtual ~ReadAhead() = default;
+};
+
 // Reads the machine at each call. Callable from any thread. What this user may not read is absent,
 // and noted in the probe's trace.
+//
+// May block: a device can be slow to answer, or never answer. On Linux no call waits longer than
+// 0.3 seconds; what has not answered by then is absent and noted in the probe's trace, and the next
+// call takes what has arrived meanwhile. On macOS the platform sets no limit.
 class DevicePort {
  public:
   virtual ~DevicePort() = default;
@@ -71,6 +83,10 @@ class DevicePort {
   // registry class on macOS, a class or bus of sysfs on Linux. nullopt: no such device or property.
   virtual std::optional<ZORValue> property(const std::string& deviceClass,
                                            const std::string& key) = 0;
+
+  // Starts to read what a whole collection asks of this port, the Wi-Fi port and the network port;
+  // meanwhile the calling thread's questions are answered from there. Null: this backend does not.
+  virtual std::unique_ptr<ReadAhead> readAhead() { return nullptr; }
 };
 
 // A property as text: text as it is, data decoded as a whole (its trailing NUL stays). nullopt:

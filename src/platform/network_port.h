@@ -31,24 +31,28 @@ struct DesignatedInterfaces {
   std::optional<std::string> third;
 };
 
-// Callable from any thread.
+// Callable from any thread. Calls that ask about interfaces may block, with the same limit as
+// DevicePort.
 class NetworkPort {
  public:
   virtual ~NetworkPort() = default;
 
-  // In the system's order. nullopt: the list could not be had.
+  // In the system's order. nullopt: the list could not be read.
   virtual std::optional<std::vector<InterfaceAddress>> interfaceAddresses() = 0;
 
   // Names as keys of the hardware-address map. On a platform without fixed names they follow from
   // the devices present: first wired, first wireless, second wired.
   virtual DesignatedInterfaces designatedInterfaces() = 0;
 
+  // The interfaces whose addresses are reported, two at most.
+  virtual std::vector<std::string> addressInterfaces() = 0;
+
   // Printed form of the raw address of `family` (4 or 16 bytes); nullopt for any other input.
   virtual std::optional<std::string> addressText(AddressFamily family, const std::uint8_t* bytes,
                                                  std::size_t size) = 0;
 
   // IPv4 name servers in configuration order, dotted quads, from a resolver state of its own.
-  // nullopt: the state could not be initialised; empty: none is configured.
+  // nullopt: the configuration could not be read; empty: none is configured.
   virtual std::optional<std::vector<std::string>> nameServers() = 0;
 };
 

@@ -21,7 +21,9 @@
 
 namespace zor {
 
-// References to one port of each kind. The ports outlive the set.
+// References to one port of each kind. The ports outlive the set. Questions to `devices`, `wifi`
+// and `network` may block for a limited time (see DevicePort); those to the others wait for no
+// device.
 struct PortSet {
   DevicePort& devices;
   SystemPort& system;

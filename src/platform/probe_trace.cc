@@ -25,4 +25,10 @@ void noteProbeDenied(std::string_view source) {
   currentTrace->_denied = true;
 }
 
+void noteProbeLate(std::string_view source) {
+  if (currentTrace == nullptr) return;
+  noteProbeSource(source);
+  currentTrace->_late = true;
+}
+
 }  // namespace zor

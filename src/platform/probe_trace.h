@@ -22,13 +22,17 @@ class ProbeTrace {
   const std::string& sources() const { return _sources; }
   // Whether something was there and could not be read for want of permission.
   bool denied() const { return _denied; }
+  // Whether something did not answer in time.
+  bool late() const { return _late; }
 
  private:
   friend void noteProbeSource(std::string_view source);
   friend void noteProbeDenied(std::string_view source);
+  friend void noteProbeLate(std::string_view source);
 
   std::string _sources;
   bool _denied = false;
+  bool _late = false;
   ProbeTrace* const _outer;
 };
 
@@ -37,6 +41,9 @@ void noteProbeSource(std::string_view source);
 
 // For backends: `source` is there and this user may not read it.
 void noteProbeDenied(std::string_view source);
+
+// For backends: `source` did not answer in time.
+void noteProbeLate(std::string_view source);
 
 }  // namespace zor
 

@@ -10,14 +10,14 @@ namespace zor {
 
 struct WiFiInterface {
   std::optional<std::string> interfaceName;
-  // Absent when not associated or not permitted. A network name that is no UTF-8 is read as
-  // Windows Latin 1, as the heritage platform does.
+  // Absent when not associated or not permitted. A network name that is not valid UTF-8 is
+  // read as Windows Latin 1, as the heritage platform does.
   std::optional<std::string> ssid;
   std::optional<std::string> bssid;
   std::int64_t rssiValue = 0;  // dBm; 0 when not associated.
 };
 
-// Callable from any thread. Never triggers a scan.
+// Callable from any thread. Never triggers a scan. May block, with the same limit as DevicePort.
 class WiFiPort {
  public:
   virtual ~WiFiPort() = default;

@@ -35,7 +35,7 @@ std::vector<std::string> getIPAddresses() {
   NetworkPort& network = ports().network;
   const auto addresses = network.interfaceAddresses();
   if (!addresses || addresses->empty()) return {};
-  return designatedAddressTexts(*addresses, network.designatedInterfaces(), network);
+  return addressTexts(*addresses, network.addressInterfaces(), network);
 }
 
 std::optional<std::vector<std::string>> getDnsServer() { return ports().network.nameServers(); }

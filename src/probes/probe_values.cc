@@ -97,14 +97,14 @@ std::string bytesToHexString(const Data& bytes) {
   return text;
 }
 
-std::vector<std::string> designatedAddressTexts(const std::vector<InterfaceAddress>& addresses,
-                                                const DesignatedInterfaces& designated,
-                                                NetworkPort& network) {
+std::vector<std::string> addressTexts(const std::vector<InterfaceAddress>& addresses,
+                                      const std::vector<std::string>& interfaceNames,
+                                      NetworkPort& network) {
   std::vector<std::string> texts;
   for (const InterfaceAddress& address : addresses) {
-    const bool wanted = address.running && (address.interfaceName == designated.first ||
-                                            address.interfaceName == designated.second);
-    if (!wanted) continue;
+    const bool wanted = std::find(interfaceNames.begin(), interfaceNames.end(),
+                                  address.interfaceName) != interfaceNames.end();
+    if (!wanted || !address.running) continue;
     if (auto text = socketAddressText(address, network)) texts.push_back(std::move(*text));
   }
   return texts;

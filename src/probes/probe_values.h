@@ -37,10 +37,10 @@ ZORValue powerSourceRecord(const PowerSource& source);
 // Each byte as two digits, with the separator between them; empty for no bytes.
 std::string bytesToHexString(const Data& bytes);
 
-// The texts of the addresses that running interfaces of the first two designated names have.
-std::vector<std::string> designatedAddressTexts(const std::vector<InterfaceAddress>& addresses,
-                                                const DesignatedInterfaces& designated,
-                                                NetworkPort& network);
+// The texts of the addresses that running interfaces with one of these names have, in their order.
+std::vector<std::string> addressTexts(const std::vector<InterfaceAddress>& addresses,
+                                      const std::vector<std::string>& interfaceNames,
+                                      NetworkPort& network);
 
 }  // namespace zor
 

@@ -32,7 +32,15 @@ TEST(EntryAccounts, TellWhatIsAbsentFromWhatMayNotBeRead) {
         return ZORValue();
       },
       accounts);
-  ASSERT_EQ(accounts.size(), 3U);
+  accountedValue(
+      "late",
+      [] {
+        noteProbeLate("batteries");
+        return ZORValue();
+      },
+      accounts);
+  ASSERT_EQ(accounts.size(), 4U);
+  EXPECT_EQ(accounts[3].outcome, EntryOutcome::noAnswer);
   EXPECT_EQ(accounts[0].outcome, EntryOutcome::found);
   EXPECT_EQ(accounts[0].sources, "first source, second source");
   EXPECT_EQ(accounts[1].outcome, EntryOutcome::absent);

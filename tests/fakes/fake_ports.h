@@ -70,12 +70,14 @@ class FakeNetwork final : public NetworkPort {
  public:
   std::optional<std::vector<InterfaceAddress>> interfaceAddresses() override { return addresses; }
   DesignatedInterfaces designatedInterfaces() override { return designated; }
+  std::vector<std::string> addressInterfaces() override { return reported; }
   std::optional<std::string> addressText(AddressFamily family, const std::uint8_t* bytes,
                                          std::size_t size) override;
   std::optional<std::vector<std::string>> nameServers() override { return servers; }
 
   std::optional<std::vector<InterfaceAddress>> addresses;
   DesignatedInterfaces designated;
+  std::vector<std::string> reported;
   std::optional<std::vector<std::string>> servers;
 };
 

@@ -40,9 +40,9 @@ TEST(HardwareAddresses, WithoutADeviceAreSkippedWithALineOnStandardOutput) {
   EXPECT_EQ(getMacAddress(), std::nullopt);
 }
 
-TEST(IPAddresses, ComeFromRunningDesignatedInterfacesOnly) {
+TEST(IPAddresses, ComeFromRunningReportedInterfacesOnly) {
   FakeMachine machine;
-  machine.network.designated = {"eth0", "wlan0", "eth1"};
+  machine.network.reported = {"eth0", "wlan0"};
   machine.network.addresses = {
       ipv4("eth1", true, {10, 0, 0, 1}), ipv4("wlan0", true, {192, 168, 1, 20}),
       ipv4("eth0", false, {10, 0, 0, 2}), ipv4("eth0", true, {10, 0, 0, 3}),
@@ -51,13 +51,13 @@ TEST(IPAddresses, ComeFromRunningDesignatedInterfacesOnly) {
   machine.network.addresses->push_back({"eth0", true, AddressFamily::ipv6, Data(19, 1)});
   EXPECT_EQ(getIPAddresses(),
             (std::vector<std::string>{"192.168.1.20", "10.0.0.3", "192.168.1.20"}));
-  machine.network.designated = {};
+  machine.network.reported = {};
   EXPECT_TRUE(getIPAddresses().empty());
 }
 
 TEST(IPAddresses, OfIPv6AreReadFromTheFlowLabelOn) {
   FakeMachine machine;
-  machine.network.designated.first = "eth0";
+  machine.network.reported = {"eth0"};
   sockaddr_in6 address = {};
   const std::uint8_t bytes[16] = {0x20, 0x01, 0x0d, 0xb8, 0, 1, 0, 2, 0, 3, 0, 4, 0, 5, 0, 6};
   std::memcpy(&address.sin6_addr, bytes, sizeof bytes);

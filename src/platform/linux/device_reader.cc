@@ -1,6 +1,7 @@
 #include "platform/linux/device_reader.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <limits.h>
 #include <unistd.h>
 
@@ -10,11 +11,12 @@
 #include <string_view>
 
 #include "literals/literals.h"
+#include "platform/linux/decoded_text.h"
 #include "platform/linux/file_reading.h"
 #include "platform/linux/text_lines.h"
+#include "platform/posix/file_io.h"
 #include "platform/probe_trace.h"
 #include "support/c_handles.h"
-#include "support/text.h"
 
 namespace zor {
 namespace {
@@ -29,6 +31,26 @@ std::string devicePath(const std::string& folder, const std::string& name) {
   const ssize_t size = ::readlink((folder + "/" + name).c_str(), link, sizeof link);
   if (size <= 0) return folder + "/" + name;
   return linkedPath(folder, std::string(link, static_cast<std::size_t>(size)));
+}
+
+constexpr std::string_view kDevicesFolder = "/sys/devices";
+
+std::string parentOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
+
+// Not noted in the trace: such files are looked for above every device, and few have one.
+std::string wordIn(const std::string& path) {
+  const FileDescriptor file = openFile(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  char word[16];
+  const ssize_t size = file.isOpen() ? ::read(file.get(), word, sizeof word) : 0;
+  const std::string_view content(word, size > 0 ? static_cast<std::size_t>(size) : 0);
+  return std::string(content.substr(0, content.find('\n')));
+}
+
+// "1-2.4": the device at that port of a bus. Its interfaces have a colon.
+bool isUSBPort(std::string_view name) {
+  return !name.empty() && name.front() >= '0' && name.front() <= '9' &&
+         name.find('-') != std::string_view::npos &&
+         name.find_first_not_of("0123456789-.") == std::string_view::npos;
 }
 
 std::vector<std::string> namesIn(DIR* folder) {
@@ -71,22 +93,36 @@ std::string Device::name() const { return _path.substr(_path.rfind('/') + 1); }
 
 bool Device::exists() const { return ::access(_path.c_str(), F_OK) == 0; }
 
+bool Device::has(const std::string& name) const {
+  return ::access((_path + "/" + name).c_str(), F_OK) == 0;
+}
+
 std::string Device::type() const {
   const auto event = readSmallFile(_path + "/uevent", kAttributeBytes, _label + "/uevent");
   return event ? eventVariable(*event, literals::kDeviceTypeVariable.str()) : "";
 }
 
+// A USB port that the firmware says nothing about is more likely one that people use.
+bool Device::isRemovable() const {
+  for (std::string path = _path; path.size() > kDevicesFolder.size(); path = parentOf(path)) {
+    const std::string kind = wordIn(path + "/removable");
+    if (kind == "removable") return true;
+    if (kind != "fixed" && isUSBPort(path.substr(path.rfind('/') + 1))) return true;
+  }
+  return false;
+}
+
 std::optional<Device> Device::behind() const {
+  if (!has(literals::kDeviceLink.str())) return std::nullopt;
   const std::string link = "/" + literals::kDeviceLink.str();
-  if (::access((_path + link).c_str(), F_OK) != 0) return std::nullopt;
   return Device(_path + link, _label + link);
 }
 
 std::optional<std::string> Device::attribute(const std::string& key) const {
   auto text = readSmallFile(_path + "/" + key, kAttributeBytes, _label + "/" + key);
-  if (!text || !isValidUtf8(*text)) return std::nullopt;
+  if (!text) return std::nullopt;
   text->erase(text->find_last_not_of('\n') + 1);
-  return text;
+  return decodedText(*text);
 }
 
 std::optional<std::vector<Device>> devicesOf(const std::string& classOrBus) {

@@ -22,12 +22,16 @@ class Device {
   std::string name() const;
   const std::string& path() const { return _path; }
   bool exists() const;
+  // Whether there is such a file, link or folder below it.
+  bool has(const std::string& name) const;
   // What kind of device it is within its class; empty for most.
   std::string type() const;
+  // Whether it, or a device that it hangs on, can be taken off from outside. Waits for no device.
+  bool isRemovable() const;
   // The device behind this one; nullopt for a purely virtual one.
   std::optional<Device> behind() const;
-  // Without its line end. nullopt: there is none, it is no UTF-8, the device has gone, or it may
-  // not be read, which is noted in the probe's trace.
+  // Without its line end; bytes that are not valid UTF-8 as Windows Latin 1. nullopt: there is
+  // none, the device has gone, or it may not be read, which is noted in the probe's trace.
   std::optional<std::string> attribute(const std::string& key) const;
 
  private:

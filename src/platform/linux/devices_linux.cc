@@ -1,19 +1,20 @@
 // Devices over sysfs, with what sysfs does not show from the kernel's own sockets.
+#include <algorithm>
 #include <charconv>
+#include <tuple>
 
 #include "literals/literals.h"
 #include "platform/linux/bluetooth_management.h"
 #include "platform/linux/device_reader.h"
-#include "platform/linux/link_address.h"
+#include "platform/linux/device_reads.h"
+#include "platform/linux/file_reading.h"
 #include "platform/linux/linux_ports.h"
 #include "platform/linux/machine_uuid.h"
 #include "platform/linux/power_source_values.h"
-#include "support/text.h"
 
 namespace zor {
 namespace {
 
-// An attribute without content is how firmware and kernel show that there is no value.
 std::optional<std::string> presentAttribute(const Device& device, const std::string& key) {
   auto text = device.attribute(key);
   return text && !text->empty() ? std::move(text) : std::nullopt;
@@ -31,6 +32,23 @@ std::string firmwareAttribute(FirmwareText which) {
       return literals::kBoardNameProperty.str();
   }
   return {};
+}
+
+// What a machine without those tables says in their place; nothing takes the place of a board.
+std::optional<std::string> textInsteadOfFirmware(FirmwareText which) {
+  switch (which) {
+    case FirmwareText::serialNumber: {
+      auto serial = firmwareFileText(literals::kVitalSerialNumberPath.str());
+      return serial ? serial : firmwareFileText(literals::kDeviceTreeSerialPath.str());
+    }
+    case FirmwareText::productName:
+      return firmwareFileText(literals::kDeviceTreeModelPath.str());
+    case FirmwareText::model:
+      return firmwareFileText(literals::kDeviceTreeCompatiblePath.str());
+    case FirmwareText::boardName:
+      return std::nullopt;
+  }
+  return std::nullopt;
 }
 
 // The number in "hci0"; nullopt for the connections of a controller, which are devices as well.
@@ -53,10 +71,25 @@ BluetoothController describeController(const Device& device, std::uint16_t index
           presentAttribute(device, literals::kBluetoothAddressProperty.str())};
 }
 
-// A bus lists the interfaces of each device as well; their names have a colon.
+// A bus lists the interfaces of each device as well ("1-2:1.0"), and its own root ("usb1").
 bool isUSBDevice(const Device& device) {
-  return device.name().find(':') == std::string::npos &&
-         device.type() == literals::kUSBDeviceType.view();
+  const std::string name = device.name();
+  return name.find(':') == std::string::npos && name.rfind(literals::kUSBBus.view(), 0) != 0;
+}
+
+std::optional<std::vector<Device>> presentUSBDevices() {
+  auto devices = devicesOf(literals::kUSBBus.str());
+  if (!devices) return std::nullopt;
+  devices->erase(std::remove_if(devices->begin(), devices->end(),
+                                [](const Device& device) { return !isUSBDevice(device); }),
+                 devices->end());
+  return devices;
+}
+
+// Another device at the same port has another number.
+std::string usbDeviceKey(const Device& device) {
+  return device.path() + " " +
+         device.attribute(literals::kUSBDeviceNumberProperty.str()).value_or("");
 }
 
 ZORValue hexadecimalNumber(const std::optional<std::string>& text) {
@@ -67,88 +100,61 @@ ZORValue hexadecimalNumber(const std::optional<std::string>& text) {
   return result.ec == std::errc() && result.ptr == end ? ZORValue(number) : ZORValue();
 }
 
-USBDevice describeUSBDevice(const Device& device) {
-  return {ZORValue::orNull(presentAttribute(device, literals::kUSBProductNameProperty.str())),
+USBDevice describeUSBDevice(const Device& device, const USBTextsByDevice& texts) {
+  const auto own = texts.find(usbDeviceKey(device));
+  const USBTexts said = own != texts.end() ? own->second : USBTexts();
+  return {ZORValue::orNull(said.productName),
           hexadecimalNumber(device.attribute(literals::kUSBVendorIdProperty.str())),
           hexadecimalNumber(device.attribute(literals::kUSBProductIdProperty.str())),
-          ZORValue::orNull(presentAttribute(device, literals::kUSBSerialNumberProperty.str()))};
-}
-
-std::optional<Data> currentAddress(const Device& interface) {
-  const auto text = interface.attribute(literals::kCurrentAddressProperty.str());
-  return text ? addressFromText(*text) : std::nullopt;
-}
-
-HardwareAddress describeInterface(const Device& interface) {
-  HardwareAddress address;
-  // The kernel lets an interface be named with any bytes.
-  if (isValidUtf8(interface.name())) address.interfaceName = interface.name();
-  address.bytes = readPermanentAddress(interface.name());
-  if (!address.bytes) address.bytes = currentAddress(interface);
-  return address;
-}
-
-std::optional<PowerSource> describePowerSource(const Device& supply,
-                                               const SupplyAttribute& attribute) {
-  auto source = powerSourceFromSupply(supply.name(), attribute);
-  // What was read of a battery that has gone meanwhile describes none.
-  return supply.exists() ? source : std::nullopt;
+          ZORValue::orNull(said.serialNumber)};
 }
 
 class LinuxDevices final : public DevicePort {
  public:
   std::optional<std::string> machineUuid() override { return hardwareUuid(); }
 
+  // Firmware texts are kept by the kernel; reading one waits for nobody.
   std::optional<std::string> firmwareText(FirmwareText which) override {
-    return firstAttribute(literals::kFirmwareClass.str(), firmwareAttribute(which));
+    auto text = firstAttribute(literals::kFirmwareClass.str(), firmwareAttribute(which));
+    return text ? text : textInsteadOfFirmware(which);
   }
 
   std::optional<BluetoothController> bluetoothController() override {
-    const auto devices = devicesOf(literals::kBluetoothClass.str());
-    if (!devices) return std::nullopt;
-    for (const Device& device : *devices) {
-      if (const auto index = controllerIndex(device.name())) {
-        return describeController(device, *index);
-      }
-    }
-    return std::nullopt;
+    return deviceReads().bluetooth.value();
   }
 
+  // Neither the list nor the numbers wait for a device, so a device that does not answer is there
+  // all the same, without its texts.
   std::optional<std::vector<USBDevice>> usbDevices() override {
-    const auto devices = devicesOf(literals::kUSBBus.str());
+    const auto devices = presentUSBDevices();
     if (!devices) return std::nullopt;
     std::vector<USBDevice> described;
+    if (devices->empty()) return described;
+    const USBTextsByDevice texts = deviceReads().usbTexts.value();
     for (const Device& device : *devices) {
-      if (isUSBDevice(device)) described.push_back(describeUSBDevice(device));
+      USBDevice one = describeUSBDevice(device, texts);
+      if (device.exists()) described.push_back(std::move(one));
     }
     return described;
   }
 
   std::optional<std::vector<HardwareAddress>> hardwareAddresses() override {
-    const auto interfaces = interfacesBackedByDevices();
-    if (!interfaces) return std::nullopt;
-    std::vector<HardwareAddress> described;
-    for (const Device& interface : *interfaces) described.push_back(describeInterface(interface));
-    return described;
+    return deviceReads().interfaceFacts.value().addresses;
   }
 
   std::optional<PowerSource> firstPowerSource() override {
-    const auto supplies = devicesOf(literals::kPowerSupplyClass.str());
-    if (!supplies) return std::nullopt;
-    for (const Device& supply : *supplies) {
-      const SupplyAttribute attribute = [&supply](const std::string& key) {
-        return supply.attribute(key);
-      };
-      if (isMachinePowerSource(attribute)) return describePowerSource(supply, attribute);
-    }
-    return std::nullopt;
+    return deviceReads().powerSource.value();
   }
 
   std::optional<ZORValue> property(const std::string& deviceClass,
                                    const std::string& key) override {
     if (!isPlaceInSysfs(deviceClass) || !isPlaceInSysfs(key)) return std::nullopt;
-    const auto text = firstAttribute(deviceClass, key);
+    const auto text = deviceReads().attribute(deviceClass, key).value();
     return text ? std::optional<ZORValue>(*text) : std::nullopt;
+  }
+
+  std::unique_ptr<ReadAhead> readAhead() override {
+    return std::make_unique<ReadsAhead>(deviceReads().all());
   }
 
  private:
@@ -157,16 +163,54 @@ class LinuxDevices final : public DevicePort {
     return !name.empty() && name.find("..") == std::string::npos &&
            name.find('\0') == std::string::npos;
   }
-
-  static std::optional<std::string> firstAttribute(const std::string& deviceClass,
-                                                   const std::string& key) {
-    const auto devices = devicesOf(deviceClass);
-    if (!devices || devices->empty()) return std::nullopt;
-    return presentAttribute(devices->front(), key);
-  }
 };
 
 }  // namespace
+
+std::optional<std::string> firstAttribute(const std::string& deviceClass, const std::string& key) {
+  const auto devices = devicesOf(deviceClass);
+  if (!devices || devices->empty()) return std::nullopt;
+  return presentAttribute(devices->front(), key);
+}
+
+void readUSBTexts(Draft<USBTextsByDevice>& draft) {
+  const auto devices = presentUSBDevices();
+  if (!devices) return;
+  for (const Device& device : *devices) {
+    USBTexts texts{presentAttribute(device, literals::kUSBProductNameProperty.str()),
+                   presentAttribute(device, literals::kUSBSerialNumberProperty.str())};
+    draft.change([&](USBTextsByDevice& all) { all[usbDeviceKey(device)] = std::move(texts); });
+  }
+}
+
+void readFirstPowerSource(Draft<std::optional<PowerSource>>& draft) {
+  const auto supplies = devicesOf(literals::kPowerSupplyClass.str());
+  if (!supplies) return;
+  for (const Device& supply : *supplies) {
+    const SupplyAttribute attribute = [&supply](const std::string& key) {
+      return supply.attribute(key);
+    };
+    if (!isMachinePowerSource(attribute)) continue;
+    auto source = powerSourceFromSupply(supply.name(), attribute);
+    // What was read of a battery that has gone meanwhile describes none.
+    if (supply.exists()) draft.set(std::move(source));
+    return;
+  }
+}
+
+// A built-in controller before one that can be taken off.
+void readBluetoothController(Draft<std::optional<BluetoothController>>& draft) {
+  const auto devices = devicesOf(literals::kBluetoothClass.str());
+  if (!devices) return;
+  const Device* chosen = nullptr;
+  for (const Device& device : *devices) {
+    if (!controllerIndex(device.name())) continue;
+    if (chosen == nullptr || (chosen->isRemovable() && !device.isRemovable())) chosen = &device;
+  }
+  if (chosen != nullptr) {
+    draft.set(describeController(*chosen, controllerIndex(chosen->name()).value()));
+  }
+}
 
 DevicePort& linuxDevicePort() {
   static constinit MadeOnce<LinuxDevices> port;

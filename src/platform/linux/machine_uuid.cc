@@ -2,9 +2,8 @@
 
 #include <nettle/hmac.h>
 
-#include <algorithm>
-
 #include "literals/literals.h"
+#include "platform/linux/decoded_text.h"
 #include "platform/linux/file_reading.h"
 #include "platform/linux/uuid_text.h"
 #include "support/ascii.h"
@@ -17,21 +16,9 @@ std::string_view withoutLineEnd(std::string_view text) {
   return text;
 }
 
-bool isDashPlace(std::size_t place) {
-  return place == 8 || place == 13 || place == 18 || place == 23;
-}
-
-bool isUuid(std::string_view text) {
-  constexpr std::size_t kUuidCharacters = 36;
-  if (text.size() != kUuidCharacters) return false;
-  for (std::size_t place = 0; place < text.size(); ++place) {
-    if (isDashPlace(place) ? text[place] != '-' : !isHexDigit(text[place])) return false;
-  }
-  return true;
-}
-
-char upperCaseDigit(char digit) {
-  return digit >= 'a' ? static_cast<char>(digit - 'a' + 'A') : digit;
+std::optional<MachineId> machineIdFromFile(const std::string& path) {
+  const auto content = readSmallFile(path);
+  return content ? machineIdFromText(*content) : std::nullopt;
 }
 
 }  // namespace
@@ -50,10 +37,18 @@ std::optional<MachineId> machineIdFromText(std::string_view content) {
   return id;
 }
 
-std::string machineUuid(const MachineId& id) {
+std::optional<std::string> firmwareFileText(const std::string& path) {
+  const auto content = readSmallFile(path);
+  if (!content) return std::nullopt;
+  const std::string text = decodedText(trimmed(content->substr(0, content->find('\0'))));
+  if (text.find_first_not_of('0') == std::string::npos) return std::nullopt;
+  return text;
+}
+
+std::string machineUuid(std::string_view key) {
   const std::string message = literals::kMachineIdMessage.str();
   hmac_sha256_ctx context;
-  hmac_sha256_set_key(&context, id.size(), id.data());
+  hmac_sha256_set_key(&context, key.size(), reinterpret_cast<const std::uint8_t*>(key.data()));
   hmac_sha256_update(&context, message.size(),
                      reinterpret_cast<const std::uint8_t*>(message.data()));
   std::array<std::uint8_t, 16> bytes{};
@@ -61,23 +56,14 @@ std::string machineUuid(const MachineId& id) {
   return uuidText(bytes);
 }
 
-std::optional<std::string> firmwareUuid(std::string_view content) {
-  const std::string_view text = withoutLineEnd(content);
-  if (!isUuid(text)) return std::nullopt;
-  std::string upperCase(text);
-  std::transform(upperCase.begin(), upperCase.end(), upperCase.begin(), upperCaseDigit);
-  const bool filler = upperCase.find_first_not_of("0-") == std::string::npos ||
-                      upperCase.find_first_not_of("F-") == std::string::npos;
-  if (filler) return std::nullopt;
-  return upperCase;
-}
-
 std::optional<std::string> hardwareUuid() {
-  const auto machineIdFile = readSmallFile(literals::kMachineIdPath.str());
-  const auto id = machineIdFile ? machineIdFromText(*machineIdFile) : std::nullopt;
-  if (id) return machineUuid(*id);
-  const auto firmware = readSmallFile(literals::kFirmwareUUIDPath.str());
-  return firmware ? firmwareUuid(*firmware) : std::nullopt;
+  for (const std::string& path :
+       {literals::kMachineIdPath.str(), literals::kBusMachineIdPath.str()}) {
+    const auto id = machineIdFromFile(path);
+    if (id) return machineUuid({reinterpret_cast<const char*>(id->data()), id->size()});
+  }
+  const auto serial = firmwareFileText(literals::kDeviceTreeSerialPath.str());
+  return serial ? std::optional(machineUuid(*serial)) : std::nullopt;
 }
 
 }  // namespace zor

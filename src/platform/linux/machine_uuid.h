@@ -1,4 +1,4 @@
-// The machine's UUID: the same for every user, unlike the firmware's, which only root may read.
+// The machine's UUID, from sources that every user may read, so that it is the same for all.
 #ifndef ZOR_PLATFORM_LINUX_MACHINE_UUID_H_
 #define ZOR_PLATFORM_LINUX_MACHINE_UUID_H_
 
@@ -16,15 +16,17 @@ using MachineId = std::array<std::uint8_t, 16>;
 // that stands there before the first start, and for zeros.
 std::optional<MachineId> machineIdFromText(std::string_view content);
 
-// HMAC-SHA-256 of this library's text under the machine id, its first 16 bytes with the version and
-// variant of a random UUID. The machine id itself is confidential and cannot be had from it.
-std::string machineUuid(const MachineId& id);
+// The text that the firmware keeps in `path`, without what follows its first NUL and without white
+// space at its ends. nullopt: it cannot be read, is empty, or consists of zeros, which is how
+// boards without a serial number fill its place.
+std::optional<std::string> firmwareFileText(const std::string& path);
 
-// The firmware's UUID in upper case; nullopt for anything else and for the fillers (all digits 0 or
-// F) of firmware that has none.
-std::optional<std::string> firmwareUuid(std::string_view content);
+// HMAC-SHA-256 of this library's text under `key`, its first 16 bytes with the version and variant
+// of a random UUID. The key, a machine id or a serial number, cannot be had from it.
+std::string machineUuid(std::string_view key);
 
-// The UUID of this machine: by machine id, only without one by firmware.
+// The UUID of this machine, from the first of these that there is: the machine id, the older one of
+// the message bus, the serial number in the device tree.
 std::optional<std::string> hardwareUuid();
 
 }  // namespace zor

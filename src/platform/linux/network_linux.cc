@@ -1,80 +1,57 @@
-#include <net/if_arp.h>
-#include <netinet/in.h>
-#include <resolv.h>
-
 #include <algorithm>
+#include <cerrno>
 
 #include "literals/literals.h"
-#include "platform/linux/device_reader.h"
+#include "platform/linux/device_reads.h"
 #include "platform/linux/file_reading.h"
 #include "platform/linux/linux_ports.h"
 #include "platform/linux/network_texts.h"
 #include "platform/posix/network_posix.h"
-#include "platform/probe_trace.h"
-#include "support/text.h"
 
 namespace zor {
 namespace {
 
-std::int64_t numberAttribute(const Device& device, const std::string& key) {
-  return longLongValue(device.attribute(key).value_or(""));
+constexpr std::size_t kMaxAddressInterfaces = 2;
+
+std::optional<std::string> interfaceOfDefaultRoute() {
+  return defaultRouteInterface(readSmallFile(literals::kIPv4RoutesPath.str()).value_or(""),
+                               readSmallFile(literals::kIPv6RoutesPath.str()).value_or(""));
 }
-
-BackedInterface backedInterface(const Device& device) {
-  const std::string type = device.type();
-  const bool ethernet =
-      numberAttribute(device, literals::kInterfaceTypeProperty.str()) == ARPHRD_ETHER;
-  return {device.name(), numberAttribute(device, literals::kInterfaceIndexProperty.str()),
-          type == literals::kWirelessDeviceType.view(), ethernet && type.empty()};
-}
-
-// The resolver's own reading of its configuration, closed at the end of its life.
-class ResolverState {
- public:
-  ResolverState() : _initialised(::res_ninit(&_state) == 0) {}
-  ~ResolverState() {
-    if (_initialised) ::res_nclose(&_state);
-  }
-  ResolverState(const ResolverState&) = delete;
-  ResolverState& operator=(const ResolverState&) = delete;
-
-  bool initialised() const { return _initialised; }
-
-  std::vector<std::string> servers() const {
-    return ipv4Servers(_state.nsaddr_list, std::min(_state.nscount, MAXNS));
-  }
-
- private:
-  struct __res_state _state = {};
-  const bool _initialised;
-};
 
 class LinuxNetwork final : public PosixNetwork {
  public:
-  // Without any interface backed by a device, as in a container, the one that leads outside counts
-  // as the first.
-  DesignatedInterfaces designatedInterfaces() override {
-    std::vector<BackedInterface> interfaces;
-    const auto devices = interfacesBackedByDevices();
-    if (devices) {
-      for (const Device& device : *devices) interfaces.push_back(backedInterface(device));
-    }
-    if (!interfaces.empty()) return designatedAmong(std::move(interfaces));
-    DesignatedInterfaces designated;
-    designated.first =
-        defaultRouteInterface(readSmallFile(literals::kIPv4RoutesPath.str()).value_or(""),
-                              readSmallFile(literals::kIPv6RoutesPath.str()).value_or(""));
-    return designated;
+  std::optional<std::vector<InterfaceAddress>> interfaceAddresses() override {
+    return deviceReads().interfaceAddresses.value();
   }
 
+  DesignatedInterfaces designatedInterfaces() override {
+    return deviceReads().interfaceFacts.value().designated;
+  }
+
+  // The way out first, whatever it is: a bridge, a modem, a second card.
+  std::vector<std::string> addressInterfaces() override {
+    const DesignatedInterfaces designated = designatedInterfaces();
+    std::vector<std::string> names;
+    for (const auto& name :
+         {interfaceOfDefaultRoute(), designated.first, designated.second, designated.third}) {
+      const bool wanted = name && names.size() < kMaxAddressInterfaces &&
+                          std::find(names.begin(), names.end(), *name) == names.end();
+      if (wanted) names.push_back(*name);
+    }
+    return names;
+  }
+
+  // Read here, since the C library's reader would wait for whatever stands in the file's place, and
+  // knows nothing of the servers behind a stub.
   std::optional<std::vector<std::string>> nameServers() override {
-    noteProbeSource("res_ninit");
-    const ResolverState resolver;
-    if (!resolver.initialised()) return std::nullopt;
-    // Where no server is configured the resolver falls back on this machine, which is none.
     const auto configuration = readSmallFile(literals::kResolverConfigurationPath.str());
-    if (!configuration || !namesServer(*configuration)) return std::vector<std::string>();
-    return resolver.servers();
+    if (!configuration && (errno == EMFILE || errno == ENFILE || errno == ENOMEM)) {
+      return std::nullopt;
+    }
+    auto servers = serversInConfiguration(configuration.value_or(""));
+    if (!namesLocalStub(servers)) return servers;
+    const auto behind = readSmallFile(literals::kResolvedConfigurationPath.str());
+    return behind ? serversInConfiguration(*behind) : servers;
   }
 };
 

@@ -68,35 +68,31 @@ std::optional<std::string> bestInterface(std::string_view table, RouteOfRow rout
   return std::string(best->interfaceName);
 }
 
-// As the resolver reads it: up to a comment or the zone of an address.
-bool isAddress(std::string_view word) {
-  const std::string address(word.substr(0, word.find_first_of(";#%")));
-  in_addr ipv4{};
-  in6_addr ipv6{};
-  return ::inet_aton(address.c_str(), &ipv4) != 0 ||
-         ::inet_pton(AF_INET6, address.c_str(), &ipv6) == 1;
+// The address on a line that names a server; empty on any other line. The C library skips lines
+// that are indented.
+std::string addressOnLine(std::string_view line) {
+  const std::string_view word = literals::kResolverServerWord.view();
+  line = line.substr(0, line.find('\0'));
+  const bool names = line.size() > word.size() && line.substr(0, word.size()) == word &&
+                     (line[word.size()] == ' ' || line[word.size()] == '\t');
+  const auto row = names ? words(line.substr(word.size())) : std::vector<std::string_view>();
+  return row.empty() ? std::string() : std::string(row.front());
 }
 
-bool isServerLine(std::string_view line) {
-  const auto row = words(line);
-  return row.size() >= 2 && row[0] == literals::kResolverServerWord.view() && isAddress(row[1]) &&
-         line.data() == row[0].data();  // The resolver skips a line that is indented.
+std::optional<in_addr> ipv4Address(const std::string& text) {
+  in_addr address{};
+  // inet_aton() takes white space after an address, the C library's own reader does not.
+  const bool spaced = text.find_first_of("\r\v\f") != std::string::npos;
+  if (spaced || ::inet_aton(text.c_str(), &address) == 0) return std::nullopt;
+  return address;
+}
+
+bool isIPv6Address(const std::string& text) {
+  in6_addr address{};
+  return ::inet_pton(AF_INET6, text.substr(0, text.find('%')).c_str(), &address) == 1;
 }
 
 }  // namespace
-
-DesignatedInterfaces designatedAmong(std::vector<BackedInterface> interfaces) {
-  std::sort(interfaces.begin(), interfaces.end(),
-            [](const auto& left, const auto& right) { return left.index < right.index; });
-  DesignatedInterfaces designated;
-  for (const BackedInterface& interface : interfaces) {
-    if (interface.wireless && !designated.second) designated.second = interface.name;
-    if (!interface.wired) continue;
-    auto& place = designated.first ? designated.third : designated.first;
-    if (!place) place = interface.name;
-  }
-  return designated;
-}
 
 std::optional<std::string> defaultRouteInterface(std::string_view routes,
                                                  std::string_view ipv6Routes) {
@@ -104,9 +100,26 @@ std::optional<std::string> defaultRouteInterface(std::string_view routes,
   return name ? name : bestInterface(ipv6Routes, defaultIPv6Route);
 }
 
-bool namesServer(std::string_view configuration) {
-  const auto found = lines(configuration);
-  return std::any_of(found.begin(), found.end(), isServerLine);
+std::vector<std::string> serversInConfiguration(std::string_view configuration) {
+  constexpr int kMaxServers = 3;
+  std::vector<std::string> servers;
+  int named = 0;
+  for (const std::string_view line : lines(configuration)) {
+    if (named == kMaxServers) break;
+    const std::string text = addressOnLine(line);
+    const auto address = ipv4Address(text);
+    if (address || isIPv6Address(text)) ++named;
+    if (!address || address->s_addr == htonl(INADDR_ANY)) continue;
+    char quad[INET_ADDRSTRLEN];
+    if (::inet_ntop(AF_INET, &*address, quad, sizeof quad) != nullptr) servers.emplace_back(quad);
+  }
+  return servers;
+}
+
+bool namesLocalStub(const std::vector<std::string>& servers) {
+  return std::any_of(servers.begin(), servers.end(), [](const std::string& server) {
+    return server == "127.0.0.53" || server == "127.0.0.54";
+  });
 }
 
 }  // namespace zor

@@ -12,25 +12,18 @@
 
 namespace zor {
 
-// An interface that a device stands behind.
-struct BackedInterface {
-  std::string name;
-  std::int64_t index = 0;
-  bool wireless = false;
-  bool wired = false;  // Ethernet proper: neither wireless nor a modem or the like.
-};
-
-// By index: the first and the second wired one, the first wireless one.
-DesignatedInterfaces designatedAmong(std::vector<BackedInterface> interfaces);
-
 // The interface of the default route with the smallest metric, out of the kernel's tables for the
 // two versions of the protocol; the second argument counts when the first names none.
 std::optional<std::string> defaultRouteInterface(std::string_view routes,
                                                  std::string_view ipv6Routes);
 
-// Whether a resolver configuration names a server by an address that the resolver can read. It
-// takes the loopback address where none is named.
-bool namesServer(std::string_view configuration);
+// The IPv4 servers that a resolver configuration names, dotted quads, read as the C library reads
+// it: three servers at most, of either version of the protocol, on lines that begin with the word
+// and hold nothing after the address but what white space sets apart. 0.0.0.0 is none.
+std::vector<std::string> serversInConfiguration(std::string_view configuration);
+
+// Whether one of them is the stub on this machine through which programs ask a resolver service.
+bool namesLocalStub(const std::vector<std::string>& servers);
 
 }  // namespace zor
 

@@ -1,11 +1,15 @@
+#include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
 #include "literals/literals.h"
+#include "platform/linux/bundle_linux.h"
 #include "platform/linux/file_reading.h"
 #include "platform/linux/linux_ports.h"
 #include "platform/linux/system_texts.h"
@@ -28,6 +32,34 @@ std::optional<std::string> validText(const char* text) {
 std::optional<std::string> systemNameFromFile(const std::string& path) {
   const auto content = readSmallFile(path);
   return content ? systemNameFromRelease(*content) : std::nullopt;
+}
+
+// Packages that bring a runtime of their own see the host's description elsewhere.
+std::vector<std::string> systemReleasePaths() {
+  std::vector<std::string> paths;
+  if (::access("/.flatpak-info", F_OK) == 0) {
+    paths = {literals::kFlatpakHostReleasePath.str()};
+  } else if (::getenv("SNAP_NAME") != nullptr) {
+    const std::string host = literals::kSnapHostFolder.str();
+    paths = {host + literals::kSystemReleasePath.str(), host + literals::kVendorReleasePath.str()};
+  }
+  paths.push_back(literals::kSystemReleasePath.str());
+  paths.push_back(literals::kVendorReleasePath.str());
+  return paths;
+}
+
+// The file's name of the program, whatever its starter put in the place of the name. A program that
+// was replaced by an update since it started keeps the name it had.
+std::optional<std::string> executableName() {
+  constexpr std::string_view kDeletedMark = " (deleted)";
+  std::string path = executablePath();
+  if (path.empty()) return std::nullopt;
+  const bool marked =
+      path.size() > kDeletedMark.size() &&
+      path.compare(path.size() - kDeletedMark.size(), kDeletedMark.size(), kDeletedMark) == 0 &&
+      ::access(path.c_str(), F_OK) != 0;
+  if (marked) path.resize(path.size() - kDeletedMark.size());
+  return path.substr(path.rfind('/') + 1);
 }
 
 // In this machine's byte order, as wide as the C interface gives it.
@@ -56,6 +88,17 @@ void addVariable(std::string_view assignment, std::map<std::string, std::string>
   variables.emplace(assignment.substr(0, equals), assignment.substr(equals + 1));
 }
 
+// What sysfs shows as blocks of memory; 0 where it shows none. The kernel takes memory for itself
+// before it counts what it has left, more or less of it with each release and setting.
+std::int64_t builtInMemoryBytes() {
+  const std::string folder = literals::kMemoryBlocksPath.str();
+  struct stat status = {};
+  if (::stat(folder.c_str(), &status) != 0) return 0;
+  const bool hasPower = ::access((folder + "/power").c_str(), F_OK) == 0;
+  const auto blockSize = readSmallFile(folder + "/block_size_bytes");
+  return memoryOfBlocks(blockSize.value_or(""), status.st_nlink - (hasPower ? 1 : 0));
+}
+
 class LinuxSystem final : public SystemPort {
  public:
   std::optional<std::string> kernelVersion() override {
@@ -65,13 +108,16 @@ class LinuxSystem final : public SystemPort {
   }
 
   std::optional<std::string> operatingSystemVersionString() override {
-    auto name = systemNameFromFile(literals::kSystemReleasePath.str());
-    return name ? name : systemNameFromFile(literals::kVendorReleasePath.str());
+    for (const std::string& path : systemReleasePaths()) {
+      if (auto name = systemNameFromFile(path)) return name;
+    }
+    return std::nullopt;
   }
 
   std::optional<std::string> processName() override {
-    noteProbeSource("program name");
-    return validText(program_invocation_short_name);
+    noteProbeSource("/proc/self/exe");
+    const auto name = executableName();
+    return validText(name ? name->c_str() : program_invocation_short_name);
   }
 
   // Random, process and time, in the form that the heritage platform gives such texts.
@@ -93,7 +139,8 @@ class LinuxSystem final : public SystemPort {
 
   std::int64_t physicalMemoryBytes() override {
     noteProbeSource("sysconf");
-    return std::int64_t{::sysconf(_SC_PHYS_PAGES)} * ::sysconf(_SC_PAGESIZE);
+    const std::int64_t left = std::int64_t{::sysconf(_SC_PHYS_PAGES)} * ::sysconf(_SC_PAGESIZE);
+    return std::max(left, builtInMemoryBytes());
   }
 
   std::optional<FileSystemFigures> fileSystemFigures(const std::string& path) override {

@@ -1,6 +1,8 @@
 #include "platform/linux/system_texts.h"
 
-#include "literals/literals.h"
+#include <charconv>
+#include <limits>
+
 #include "platform/linux/text_lines.h"
 #include "support/ascii.h"
 #include "support/text.h"
@@ -42,6 +44,15 @@ std::optional<std::string> assignedValue(std::string_view content, std::string_v
   return std::nullopt;
 }
 
+std::optional<std::string> firstField(std::string_view content, std::string_view field) {
+  for (const std::string_view line : lines(content)) {
+    const auto colon = line.find(':');
+    if (colon == std::string_view::npos || trimmed(line.substr(0, colon)) != field) continue;
+    return presentText(std::string(trimmed(line.substr(colon + 1))));
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::optional<std::string> systemNameFromRelease(std::string_view content) {
@@ -53,13 +64,28 @@ std::optional<std::string> systemNameFromRelease(std::string_view content) {
 }
 
 std::optional<std::string> processorModelFromList(std::string_view content) {
-  const std::string_view field = literals::kCpuModelField.view();
-  for (const std::string_view line : lines(content)) {
-    const auto colon = line.find(':');
-    if (colon == std::string_view::npos || trimmed(line.substr(0, colon)) != field) continue;
-    return presentText(std::string(trimmed(line.substr(colon + 1))));
+  // Of each family: x86, 32-bit ARM and others; LoongArch; MIPS; POWER and SPARC; RISC-V by its
+  // design, else by its instructions; older ARM; z/Architecture.
+  for (const char* field :
+       {"model name", "Model Name", "cpu model", "cpu", "uarch", "isa", "Processor", "vendor_id"}) {
+    if (auto model = firstField(content, field)) return model;
   }
-  return std::nullopt;
+  const auto maker = firstField(content, "CPU implementer");
+  const auto part = firstField(content, "CPU part");
+  if (!maker || !part) return std::nullopt;
+  return "CPU implementer " + *maker + " part " + *part;
+}
+
+std::int64_t memoryOfBlocks(std::string_view blockSize, std::uint64_t links) {
+  constexpr std::uint64_t kOwnLinks = 2;
+  const std::string_view digits = trimmed(blockSize);
+  std::uint64_t blockBytes = 0;
+  const char* end = digits.data() + digits.size();
+  const auto result = std::from_chars(digits.data(), end, blockBytes, 16);
+  const bool readable = result.ec == std::errc() && result.ptr == end && links > kOwnLinks;
+  constexpr auto kMaxBytes = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  if (!readable || blockBytes > kMaxBytes / (links - kOwnLinks)) return 0;
+  return static_cast<std::int64_t>(blockBytes * (links - kOwnLinks));
 }
 
 }  // namespace zor

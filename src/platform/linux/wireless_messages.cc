@@ -4,14 +4,15 @@
 #include <linux/nl80211.h>
 
 #include <algorithm>
-#include <iterator>
 
+#include "platform/linux/decoded_text.h"
 #include "support/text.h"
 
 namespace zor {
 namespace {
 
 constexpr std::uint8_t kSsidElement = 0;
+constexpr std::size_t kMaxSsidBytes = 32;
 
 std::optional<Data> copied(const std::optional<Bytes>& bytes) {
   if (!bytes) return std::nullopt;
@@ -23,7 +24,7 @@ Bytes attributesOf(Bytes payload) {
   return payload.subspan(std::min(payload.size(), std::size_t{GENL_HDRLEN}));
 }
 
-std::optional<std::string> textOf(const std::optional<Bytes>& bytes) {
+std::optional<std::string> textOfAttribute(const std::optional<Bytes>& bytes) {
   if (!bytes) return std::nullopt;
   return textFromUtf8(Data(bytes->begin(), std::find(bytes->begin(), bytes->end(), 0)));
 }
@@ -38,42 +39,13 @@ std::optional<Data> ssidElement(Bytes elements) {
   return std::nullopt;
 }
 
-// The code points of the bytes 0x80 to 0x9F; bytes without a character stand for themselves.
-constexpr std::uint16_t kWindowsLatin1[] = {
-    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
-
-void appendUtf8(std::string& text, unsigned codePoint) {
-  if (codePoint < 0x80) {
-    text += static_cast<char>(codePoint);
-    return;
-  }
-  if (codePoint < 0x800) {
-    text += static_cast<char>(0xC0 | codePoint >> 6);
-  } else {
-    text += static_cast<char>(0xE0 | codePoint >> 12);
-    text += static_cast<char>(0x80 | (codePoint >> 6 & 0x3F));
-  }
-  text += static_cast<char>(0x80 | (codePoint & 0x3F));
-}
-
-std::string textFromWindowsLatin1(const Data& bytes) {
-  std::string text;
-  for (const std::uint8_t byte : bytes) {
-    const bool mapped = byte >= 0x80 && byte < 0x80 + std::size(kWindowsLatin1);
-    appendUtf8(text, mapped ? kWindowsLatin1[byte - 0x80] : byte);
-  }
-  return text;
-}
-
 }  // namespace
 
 std::optional<WirelessInterface> wirelessInterfaceFromMessage(Bytes payload) {
   const Bytes attributes = attributesOf(payload);
   const auto index =
       netlinkNumber<std::uint32_t>(netlinkAttribute(attributes, NL80211_ATTR_IFINDEX));
-  const auto name = textOf(netlinkAttribute(attributes, NL80211_ATTR_IFNAME));
+  const auto name = textOfAttribute(netlinkAttribute(attributes, NL80211_ATTR_IFNAME));
   if (!index || !name || name->empty()) return std::nullopt;
   const auto type = netlinkNumber<std::uint32_t>(netlinkAttribute(attributes, NL80211_ATTR_IFTYPE));
   return WirelessInterface{*index, *name, type == std::uint32_t{NL80211_IFTYPE_STATION},
@@ -106,21 +78,20 @@ std::optional<std::uint16_t> familyNumberFromMessage(Bytes payload) {
   return netlinkNumber<std::uint16_t>(netlinkAttribute(attributesOf(payload), CTRL_ATTR_FAMILY_ID));
 }
 
-std::optional<WirelessInterface> defaultAmong(const std::vector<WirelessInterface>& interfaces) {
-  const auto first = std::min_element(
-      interfaces.begin(), interfaces.end(), [](const auto& left, const auto& right) {
-        return left.station != right.station ? left.station : left.index < right.index;
-      });
-  if (first == interfaces.end()) return std::nullopt;
-  return *first;
+std::vector<WirelessInterface> inOrderOfPreference(std::vector<WirelessInterface> interfaces) {
+  std::sort(interfaces.begin(), interfaces.end(), [](const auto& left, const auto& right) {
+    return left.station != right.station ? left.station : left.index < right.index;
+  });
+  return interfaces;
 }
 
 std::optional<std::string> networkName(const Data& ssid) {
   const bool hidden =
       std::all_of(ssid.begin(), ssid.end(), [](std::uint8_t byte) { return byte == 0; });
   if (hidden) return std::nullopt;
-  auto text = textFromUtf8(ssid);
-  return text ? text : textFromWindowsLatin1(ssid);
+  // A name of the full length may have been cut to it.
+  const std::string_view name = textOf(ssid);
+  return decodedText(ssid.size() < kMaxSsidBytes ? name : withoutCutCharacter(name));
 }
 
 }  // namespace zor

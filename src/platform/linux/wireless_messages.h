@@ -39,11 +39,11 @@ std::optional<StationSignal> stationSignalFromMessage(Bytes payload);
 // The number that the kernel gave to a generic family, out of its answer.
 std::optional<std::uint16_t> familyNumberFromMessage(Bytes payload);
 
-// The first station by index, else the first interface of any kind.
-std::optional<WirelessInterface> defaultAmong(const std::vector<WirelessInterface>& interfaces);
+// Stations before interfaces of any other kind, each by index.
+std::vector<WirelessInterface> inOrderOfPreference(std::vector<WirelessInterface> interfaces);
 
-// A network's name: UTF-8 as it is, anything else as Windows Latin 1. nullopt for a hidden name
-// (nothing, or zeros).
+// A network's name: UTF-8 as it is, without a character that its end cuts; anything else as Windows
+// Latin 1. nullopt for a hidden name (nothing, or zeros).
 std::optional<std::string> networkName(const Data& ssid);
 
 }  // namespace zor

@@ -41,6 +41,10 @@ class MacNetwork final : public PosixNetwork {
             literals::kThirdInterfaceName.str()};
   }
 
+  std::vector<std::string> addressInterfaces() override {
+    return {literals::kFirstInterfaceName.str(), literals::kSecondInterfaceName.str()};
+  }
+
   std::optional<std::vector<std::string>> nameServers() override {
     noteProbeSource("resolver");
     const ResolverState state;

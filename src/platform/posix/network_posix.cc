@@ -50,7 +50,7 @@ std::vector<std::string> ipv4Servers(const sockaddr_in* servers, int count) {
   return texts;
 }
 
-std::optional<std::vector<InterfaceAddress>> PosixNetwork::interfaceAddresses() {
+std::optional<std::vector<InterfaceAddress>> readInterfaceAddresses() {
   noteProbeSource("getifaddrs");
   ifaddrs* first = nullptr;
   if (::getifaddrs(&first) != 0) return std::nullopt;
@@ -60,6 +60,10 @@ std::optional<std::vector<InterfaceAddress>> PosixNetwork::interfaceAddresses() 
     addresses.push_back(interfaceAddress(*entry));
   }
   return addresses;
+}
+
+std::optional<std::vector<InterfaceAddress>> PosixNetwork::interfaceAddresses() {
+  return readInterfaceAddresses();
 }
 
 std::optional<std::string> PosixNetwork::addressText(AddressFamily family,

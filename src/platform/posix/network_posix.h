@@ -15,15 +15,18 @@
 
 namespace zor {
 
-// What is left to a backend: which interfaces are designated, and its resolver's state.
+// What is left to a backend: which interfaces are designated and reported, and the name servers.
 class PosixNetwork : public NetworkPort {
  public:
-  std::optional<std::vector<InterfaceAddress>> interfaceAddresses() final;
+  std::optional<std::vector<InterfaceAddress>> interfaceAddresses() override;
   std::optional<std::string> addressText(AddressFamily family, const std::uint8_t* bytes,
                                          std::size_t size) final;
 };
 
-// One entry of the system's list of addresses.
+// The system's list of addresses. nullopt: it could not be read.
+std::optional<std::vector<InterfaceAddress>> readInterfaceAddresses();
+
+// One entry of that list.
 InterfaceAddress interfaceAddress(const ifaddrs& entry);
 
 // The IPv4 servers among the first `count` of a resolver's state, as dotted quads, in their order.

@@ -5,6 +5,7 @@
 
 #include "platform/linux/bluetooth_management.h"
 #include "platform/linux/device_reader.h"
+#include "platform/linux/interface_facts.h"
 #include "platform/linux/machine_uuid.h"
 #include "platform/linux/network_texts.h"
 #include "platform/linux/power_source_values.h"
@@ -18,21 +19,12 @@ TEST(MachineUuid, FollowsFromTheMachineId) {
   ASSERT_TRUE(id.has_value());
   // python3 -c 'import hmac; print(hmac.new(bytes.fromhex("3d1219c7c4c5404aaa1f6d2a48adfda4"),
   //   b"com.tidewater.dfp.hardware", "sha256").hexdigest()[:32])', then version 4 and its variant.
-  EXPECT_EQ(machineUuid(*id), "C0E849F2-7D0D-437F-B49C-DF348BB80365");
+  EXPECT_EQ(machineUuid({reinterpret_cast<const char*>(id->data()), id->size()}),
+            "C0E849F2-7D0D-437F-B49C-DF348BB80365");
   for (const char* none :
        {"", "uninitialized\n", "3d1219c7c4c5404aaa1f6d2a48adfda",
         "3d1219c7c4c5404aaa1f6d2a48adfdag", "00000000000000000000000000000000"}) {
     EXPECT_FALSE(machineIdFromText(none).has_value()) << none;
-  }
-}
-
-TEST(MachineUuid, OfTheFirmwareIsUpperCaseAndNoFiller) {
-  EXPECT_EQ(firmwareUuid("4c4c4544-0042-3510-8052-b4c04f4e5332\n"),
-            "4C4C4544-0042-3510-8052-B4C04F4E5332");
-  for (const char* none :
-       {"", "Not Settable", "4c4c4544-0042-3510-8052-b4c04f4e533",
-        "00000000-0000-0000-0000-000000000000", "ffffffff-ffff-ffff-ffff-ffffffffffff"}) {
-    EXPECT_EQ(firmwareUuid(none), std::nullopt) << none;
   }
 }
 
@@ -73,23 +65,56 @@ TEST(SystemName, IsUnquotedAndFallsBackToNameAndVersion) {
   EXPECT_EQ(systemNameFromRelease("#PRETTY_NAME=x\nPRETTY_NAMES=x\nPRETTY_NAME=\n"), std::nullopt);
 }
 
-TEST(ProcessorModel, IsTheFirstOfTheList) {
+TEST(ProcessorModel, IsTheFirstOfTheListInTheFieldOfItsFamily) {
   EXPECT_EQ(processorModelFromList("processor\t: 0\nmodel\t\t: 85\nmodel name\t: A (R): B \n\n"
                                    "processor\t: 1\nmodel name\t: C\n"),
             "A (R): B");
   EXPECT_EQ(processorModelFromList("processor\t: 0\nmodel name\t: "), std::nullopt);
+  EXPECT_EQ(processorModelFromList("processor\t: 0\nCPU implementer\t: 0x41\nCPU part\t: 0xd08\n"),
+            "CPU implementer 0x41 part 0xd08");
+  EXPECT_EQ(processorModelFromList("hart\t: 1\nisa\t: rv64imafdc\nuarch\t: sifive,u74-mc\n"),
+            "sifive,u74-mc");
+  EXPECT_EQ(processorModelFromList("processor\t: 0\ncpu\t\t: POWER9\n"), "POWER9");
 }
 
-TEST(DesignatedInterfaces, GoByIndexAndLeaveModemsOut) {
-  const auto designated = designatedAmong({{"enp9", 9, false, true},
-                                           {"wlp2", 4, true, false},
-                                           {"wwan0", 1, false, false},
-                                           {"enp3", 2, false, true},
-                                           {"enp5", 3, false, true},
-                                           {"wlp1", 8, true, false}});
-  EXPECT_EQ(designated.first, "enp3");
-  EXPECT_EQ(designated.second, "wlp2");
-  EXPECT_EQ(designated.third, "enp5");
+TEST(BuiltInMemory, IsTheNumberOfBlocksTimesTheirSize) {
+  EXPECT_EQ(memoryOfBlocks("8000000\n", 2 + 192), std::int64_t{24} << 30);
+  for (const char* unreadable : {"", "x", "8000000000000000"}) {
+    EXPECT_EQ(memoryOfBlocks(unreadable, 2 + 192), 0) << unreadable;
+  }
+  EXPECT_EQ(memoryOfBlocks("8000000", 1), 0) << "a file system that does not count links";
+}
+
+TEST(InterfaceFacts, GoByTheDevicesPlaceBuiltInOnesFirst) {
+  const auto interface = [](const std::string& name, const std::string& path,
+                            std::uint8_t address) {
+    BackedInterface backed;
+    backed.name = name;
+    backed.devicePath = path;
+    backed.wired = true;
+    backed.permanentAddress = Data{address};
+    return backed;
+  };
+  BackedInterface dock = interface("eth0", "/sys/devices/a", 1);
+  dock.removable = true;
+  BackedInterface random = interface("eth5", "/sys/devices/b", 2);
+  random.permanentAddress.reset();
+  BackedInterface air = interface("wlan0", "/sys/devices/c", 3);
+  air.wired = false;
+  air.wireless = true;
+  BackedInterface modem = interface("wwan0", "/sys/devices/a", 4);
+  modem.wired = false;
+  BackedInterface secondPort = interface("a", "/sys/devices/d", 5);
+  secondPort.devicePort = "1";
+  BackedInterface firstPort = interface("b", "/sys/devices/d", 6);
+  firstPort.devicePort = "0";
+
+  const auto facts = factsOfInterfaces({dock, secondPort, random, air, modem, firstPort});
+  EXPECT_EQ(facts.designated.first, "b");
+  EXPECT_EQ(facts.designated.second, "wlan0");
+  EXPECT_EQ(facts.designated.third, "a");
+  ASSERT_EQ(facts.addresses->size(), 5U) << "all but the one that the driver made up";
+  EXPECT_EQ(facts.addresses->back().interfaceName, "eth0") << "the one in the dock";
 }
 
 TEST(DefaultRoute, OfTheSmallestMetricThatIsUpCounts) {
@@ -108,11 +133,25 @@ TEST(DefaultRoute, OfTheSmallestMetricThatIsUpCounts) {
   EXPECT_EQ(defaultRouteInterface("", ""), std::nullopt);
 }
 
-TEST(ResolverConfiguration, NamesAServerOnlyOnALineOfItsOwn) {
-  EXPECT_TRUE(namesServer("# none\nsearch lan\nnameserver\t127.0.0.1"));
-  EXPECT_TRUE(namesServer("nameserver bogus\nnameserver fe80::1%eth0#late\n"));
-  EXPECT_FALSE(namesServer("#nameserver 10.0.0.1\nnameserver\nsearch nameserver x\n"));
-  EXPECT_FALSE(namesServer(" nameserver 9.9.9.9\nnameserver bogus\nnameserver 10.0.0.256"));
+TEST(ResolverConfiguration, IsReadAsTheCLibraryReadsIt) {
+  const struct {
+    std::string configuration;
+    std::vector<std::string> servers;
+  } rows[] = {
+      {"# none\nsearch lan\nnameserver\t10.0.0.1", {"10.0.0.1"}},
+      {"nameserver 1.2.3.4 junk\nnameserver 1.2.3\n", {"1.2.3.4", "1.2.0.3"}},
+      {"nameserver 1.2.3.4\r\nnameserver 5.6.7.8;x\nnameserver 9.9.9.9#x\n", {}},
+      {"#nameserver 10.0.0.1\n nameserver 9.9.9.9\nnameserver\nnameservers 1.1.1.1\n", {}},
+      {"nameserver bogus\nnameserver 10.0.0.256\nnameserver 0.0.0.0\n", {}},
+      {"nameserver ::1%lo\nnameserver bogus\nnameserver 1.1.1.1\nnameserver 2.2.2.2\n"
+       "nameserver 3.3.3.3\n",
+       {"1.1.1.1", "2.2.2.2"}},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(serversInConfiguration(row.configuration), row.servers) << row.configuration;
+  }
+  EXPECT_TRUE(namesLocalStub({"127.0.0.53"}));
+  EXPECT_FALSE(namesLocalStub({"127.0.0.1"}));
 }
 
 TEST(SysfsLinks, LeadDownFromTheRoot) {

@@ -90,7 +90,7 @@ TEST(LinkAddress, IsThePermanentOneUnlessThereIsNone) {
   }
 }
 
-TEST(WirelessMessages, TheDefaultIsTheFirstStationThatHasAName) {
+TEST(WirelessMessages, StationsComeBeforeOtherInterfacesEachByIndex) {
   const auto row = [](std::uint8_t index, const std::string& name, std::uint8_t type) {
     return wirelessInterfaceFromMessage(
         joined({kGenericHeader, attribute(NL80211_ATTR_IFINDEX, number(index)),
@@ -100,9 +100,10 @@ TEST(WirelessMessages, TheDefaultIsTheFirstStationThatHasAName) {
   const auto monitor = row(2, "mon0", NL80211_IFTYPE_MONITOR);
   const auto later = row(9, "wlan1", NL80211_IFTYPE_STATION);
   const auto first = row(5, "wlan0", NL80211_IFTYPE_STATION);
-  EXPECT_EQ(defaultAmong({*monitor, *later, *first})->name, "wlan0");
-  EXPECT_EQ(defaultAmong({*monitor})->name, "mon0");
-  EXPECT_EQ(defaultAmong({}).has_value(), false);
+  const auto ordered = inOrderOfPreference({*monitor, *later, *first});
+  EXPECT_EQ(ordered[0].name, "wlan0");
+  EXPECT_EQ(ordered[1].name, "wlan1");
+  EXPECT_EQ(ordered[2].name, "mon0");
 
   const Data peerToPeer = joined({kGenericHeader, attribute(NL80211_ATTR_IFTYPE, number(10))});
   EXPECT_FALSE(wirelessInterfaceFromMessage(peerToPeer).has_value());
@@ -137,6 +138,10 @@ TEST(WirelessMessages, NetworkNamesThatAreNoUtf8AreReadAsWindowsLatin1) {
   EXPECT_EQ(networkName(text("Zoë")), "Zoë");
   EXPECT_EQ(networkName({'Z', 'o', 0xEB}), "Zoë");
   EXPECT_EQ(networkName({0x80, ' ', 0x93, 0x9F, 0xFF, 0x81}), "€ “Ÿÿ\xC2\x81");
+  const std::string base(29, 'n');
+  EXPECT_EQ(networkName(text(base + "\xC3\xAB\xE2")), base + "ë") << "cut inside a character";
+  EXPECT_EQ(networkName(text(base + "xx\xC3")), base + "xx");
+  EXPECT_EQ(networkName(text(base + "\xEB\xEB\xEB")), base + "ëëë") << "Latin 1 after all";
   EXPECT_EQ(networkName({}), std::nullopt);
   EXPECT_EQ(networkName(Data(8, 0)), std::nullopt) << "hidden";
 }
