@@ -50,7 +50,7 @@ IntegritySignal signalOf(const LoadedObject& owner) {
   IntegritySignal signal;
   std::int64_t bit = 1;
   for (const AccessFunction& function : accessFunctions()) {
-    if (!owner.contains(function.address)) signal.foreignAddress |= bit;
+    if (!owner.receivesCallsOf(function.name, function.address)) signal.foreignAddress |= bit;
     const void* own = owner.ownDefinition(function.name);
     const bool changed = own != nullptr && owner.differsFromFile(own, kComparedBytes) == true;
     if (changed) signal.changedCode |= bit;

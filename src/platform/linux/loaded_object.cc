@@ -39,6 +39,34 @@ const std::uint8_t* bytesAt(ElfW(Addr) address) {
   return reinterpret_cast<const std::uint8_t*>(address);  // NOLINT(performance-no-int-to-ptr)
 }
 
+// Whether `address` is only where a program sends calls of `name` on from: the program has a symbol
+// of that name and address, and does not define it.
+bool isEntryForOthers(const char* name, const void* address) {
+  Dl_info place = {};
+  void* entry = nullptr;
+  const bool found = ::dladdr1(address, &place, &entry, RTLD_DL_SYMENT) != 0;
+  const auto* symbol = static_cast<const ElfW(Sym)*>(entry);
+  return found && symbol != nullptr && symbol->st_shndx == SHN_UNDEF &&
+         place.dli_saddr == address && std::strcmp(place.dli_sname, name) == 0;
+}
+
+// Where the first object that defines `name` is loaded, in the order in which the dynamic linker
+// looks; 0 without one.
+ElfW(Addr) firstDefiner(const char* name) {
+  const Library program(::dlopen(nullptr, RTLD_LAZY | RTLD_NOLOAD));
+  link_map* map = nullptr;
+  if (!program || ::dlinfo(program.get(), RTLD_DI_LINKMAP, &map) != 0) return 0;
+  for (map = map->l_next; map != nullptr; map = map->l_next) {
+    const Library library = loadedLibrary(map->l_name);
+    const void* definition = library ? ::dlsym(library.get(), name) : nullptr;
+    Dl_info place = {};
+    const bool own = definition != nullptr && ::dladdr(definition, &place) != 0 &&
+                     numberOf(place.dli_fbase) == map->l_addr;
+    if (own) return map->l_addr;
+  }
+  return 0;
+}
+
 bool readExactly(int file, std::uint8_t* bytes, std::size_t size, off_t offset) {
   const ssize_t count = retryOnSignal([&] { return ::pread(file, bytes, size, offset); });
   return count == static_cast<ssize_t>(size);
@@ -59,6 +87,7 @@ std::optional<LoadedObject> LoadedObject::find(const char* soname) {
     if (header.p_type == PT_NOTE) object._notes.push_back(segment);
   }
   object._soname = soname;
+  object._loadAddress = map->l_addr;
   object._file = openFile(map->l_name, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   return object;
 }
@@ -73,6 +102,11 @@ const LoadedObject::Segment* LoadedObject::segmentOf(const void* address) const 
 }
 
 bool LoadedObject::contains(const void* address) const { return segmentOf(address) != nullptr; }
+
+bool LoadedObject::receivesCallsOf(const char* name, const void* address) const {
+  if (contains(address)) return true;
+  return isEntryForOthers(name, address) && firstDefiner(name) == _loadAddress;
+}
 
 const void* LoadedObject::ownDefinition(const char* name) const {
   const Library library = loadedLibrary(_soname.c_str());

@@ -24,6 +24,11 @@ class LoadedObject {
   // Whether `address` lies in one of its segments.
   bool contains(const void* address) const;
 
+  // Whether calls of the function `name`, whose address is `address`, end up in this object. They
+  // do also where the address is that of an entry which a program that is not position-independent
+  // keeps for functions of other objects, unless one of the objects before this one defines `name`.
+  bool receivesCallsOf(const char* name, const void* address) const;
+
   // Its own definition of `name`, whatever other objects put before it; null when it has none.
   const void* ownDefinition(const char* name) const;
 
@@ -44,6 +49,7 @@ class LoadedObject {
   std::vector<Segment> _segments;
   std::vector<Segment> _notes;
   std::string _soname;
+  ElfW(Addr) _loadAddress = 0;
   FileDescriptor _file;
 };
 

@@ -23,9 +23,10 @@ constexpr std::int64_t kReadlinkBit = 1 << 6;
 constexpr std::int64_t kRecvBit = 1 << 12;
 
 // The two numbers as the probe dump prints them.
-std::array<long long, 2> signalWith(const std::string& environment) {
+std::array<long long, 2> signalWith(const std::string& environment,
+                                    const std::string& program = "zor_probe_dump") {
   const std::string command =
-      environment + " " ZOR_TEST_BINARY_DIR "/bin/zor_probe_dump | grep integritySignal";
+      environment + " " ZOR_TEST_BINARY_DIR "/bin/" + program + " | grep integritySignal";
   const std::unique_ptr<FILE, FreeWith<pclose>> pipe(::popen(command.c_str(), "r"));
   char line[512] = {};
   if (!pipe || std::fgets(line, sizeof line, pipe.get()) == nullptr) return {-1, -1};
@@ -46,6 +47,10 @@ TEST(IntegritySignal, APreloadedReplacementIsSeenAndNothingElse) {
   EXPECT_EQ(preloaded[1], 0);
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
   EXPECT_EQ(plain[0], 0);
+  const char* fixed = "zor_fixed_probe_dump";
+  EXPECT_EQ(signalWith("", fixed)[0], 0) << "its own table of calls is no replacement";
+  EXPECT_EQ(signalWith("LD_PRELOAD=" ZOR_TEST_BINARY_DIR "/lib/libzor_replacement.so", fixed)[0],
+            kReadlinkBit);
 #endif
 }
 
