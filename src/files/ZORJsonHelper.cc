@@ -102,7 +102,7 @@ std::optional<std::string> ZORJsonHelper::zorsec_JSONStringWithDic(
 
 std::optional<Data> ZORJsonHelper::zorsec_JSONDataWithDic(
     const std::optional<ZORValue>& dictionary) {
-  // Deliberate: no look at whether there is a dictionary; the writer refuses what is none.
+  // Deliberate: does not check for a dictionary; the writer refuses anything else.
   return writtenBytes(ZORValue::orNull(dictionary), literals::kLogHelperDictionaryToData);
 }
 

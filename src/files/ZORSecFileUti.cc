@@ -37,7 +37,7 @@ std::string ZORSecFileUti::fullPath() const {
   return _filePath.empty() ? std::string() : pathByAppending(_filePath, _fileName);
 }
 
-// Where it fails there is no file to open, and the instance works as one without.
+// If it fails there is no file to open, and the instance works without one.
 Status ZORSecFileUti::createFile() {
   FilePort& files = ports().files;
   Status created = files.createDirectories(_filePath);
@@ -52,7 +52,7 @@ Status ZORSecFileUti::createFile() {
 
 void ZORSecFileUti::open() {
   if (_isOpen) return;
-  // Deliberate: open even when there is no handle, so that the file is not tried over and over.
+  // Deliberate: counts as open without a handle too, so that the file is not tried again and again.
   _isOpen = true;
   if (_filePath.empty()) {
     _status = Status::unusable("cannot open " + _fileName, "the user has no home folder");

@@ -34,8 +34,8 @@ bool isFreeSpaceAmple(std::uint64_t freeBytes);
 class ZORSecFileUti {
  public:
   // Selector: initWithFileName:path:
-  // Stands for the file `fileName` in the directory `path`. Creates both when there is no such
-  // file, failures ignored; an existing file is left as it is.
+  // Represents the file `fileName` in the directory `path`. Creates both if the file is missing and
+  // ignores failures; an existing file is not changed.
   ZORSecFileUti(std::string fileName, std::string path);
   ~ZORSecFileUti();  // Closes.
   ZORSecFileUti(const ZORSecFileUti&) = delete;
@@ -63,9 +63,9 @@ class ZORSecFileUti {
   bool appendData(const Data& data);
 
   // Selector: readStrInRange:
-  // As readDataInRange; nullopt also for no bytes and for bytes that are no UTF-8.
+  // As readDataInRange; nullopt also for no bytes and for bytes that are not valid UTF-8.
   std::optional<std::string> readStrInRange(FileRange range);
-  // The whole file; nullopt when it is empty or no UTF-8.
+  // The whole file; nullopt if it is empty or not valid UTF-8.
   std::optional<std::string> readToTheEndOfFile();
   // Selector: readDataInRange:
   // nullopt unless the whole range lies within the file.

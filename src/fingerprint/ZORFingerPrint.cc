@@ -35,7 +35,7 @@ ZORError libraryError(std::int64_t code, std::string description) {
   return {literals::kFingerprintErrorDomain.str(), code, std::move(description)};
 }
 
-// Nothing, where there is no memory for more.
+// Nothing if memory runs out.
 ZORFingerprintError noReportError() try {
   return libraryError(ZORFingerPrint::kNoReportCode, literals::kFingerprintNoReportMessage.str());
 } catch (...) {

@@ -22,7 +22,7 @@ struct FingerprintOutcome {
   // transport's error, or the service's whole answer.
   ZORFingerprintError error;
   // The data object of a success, of whatever kind the service sent it, and the fingerprint in it;
-  // "" when that is no text.
+  // "" if that is not a text.
   ZORValue data;
   std::string fingerprint;
   // The description of a failure that is to be reported.

@@ -64,7 +64,7 @@ void ZORSecPingback::load() {
   std::call_once(once, [] { capture(ports().bundle); });
 }
 
-// The texts captured before stay: another thread may hold one.
+// The earlier texts are not freed: another thread may still use one.
 void ZORSecPingback::applicationWasNamed() { captureApplication(ports().bundle); }
 
 ZORSecPingback::ZORSecPingback(std::int64_t error, std::optional<std::string> type,

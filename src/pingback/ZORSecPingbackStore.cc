@@ -25,7 +25,7 @@ constexpr double kMinSecondsBetweenUploads = 86400.0;
 constexpr double kUploadTimeoutSeconds = 10.0;
 constexpr std::uint64_t kUploadAttempts = 1;
 constexpr std::int64_t kUploadErrorClass = 2;
-// No host waits for the queue that waits this long.
+// No host waits for the queue that waits this long for a lock.
 constexpr std::chrono::seconds kMaxLockWait{5};
 
 // Closes the file at the end of a scope, whatever happens in it.
@@ -177,7 +177,7 @@ void ZORSecPingbackStore::writeDictionary(const std::optional<ZORValue>& diction
   if (!dictionary || !dictionary->isDictionary() || dictionary->size() == 0) return;
   const auto write = [this, record = *dictionary] {
     if (!isPermitted()) return;
-    // Nobody waits for the outcome: a record that cannot be kept is lost.
+    // The outcome is ignored: a record that cannot be written is lost.
     std::ignore = onLockedFile([&record](ZORSecFileUti& file) { appendRecord(file, record); });
     if (!isPermitted()) std::ignore = emptyFile();
   };

@@ -57,7 +57,7 @@ class ZORSecPingbackStore final : public std::enable_shared_from_this<ZORSecPing
 
   // Selector: writeDictionary:async:
   // Appends a record; an absent or empty one is ignored. Dropped: a record that would make the file
-  // reach kMaxPingbackFileBytes, or that JSON cannot hold. Content that is no JSON array is
+  // reach kMaxPingbackFileBytes, or that JSON cannot hold. Content that is not a JSON array is
   // replaced. With too little free space all records are lost, the file is left empty.
   // With `async` the call returns at once, else when it is done.
   void writeDictionary(const std::optional<ZORValue>& dictionary, bool async);

@@ -29,13 +29,14 @@ struct ApplicationName {
 };
 
 // Takes the place of the main bundle's identifier and versions for the rest of the process. False:
-// the application has another name already, its values are in use under the main bundle's, or a
-// text is empty, too long (200 bytes), not valid UTF-8, or has a NUL. Callable from any thread.
+// the application already has another name, values are already kept under the main bundle's name,
+// or a text is empty, longer than 200 bytes, not valid UTF-8, or has a NUL. Callable from any
+// thread.
 bool nameApplication(const std::string& identifier, const std::string& version);
 
-// The name in force; null: there is none. For the backends' ports.
+// The name in force, or null. For the backends' ports.
 const ApplicationName* applicationName();
-// The same, for whoever keeps something under it: from now on it stays.
+// The same, for code that keeps values under the name: from now on it cannot be changed.
 const ApplicationName* fixedApplicationName();
 // What a named application's info dictionary holds under `key`.
 std::optional<ZORValue> infoOfNamedApplication(const ApplicationName& name, const std::string& key);

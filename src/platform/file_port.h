@@ -58,7 +58,7 @@ class FilePort {
 
   // Whether something, of whatever kind, is at `path`; a dangling link counts.
   virtual bool exists(const std::string& path) = 0;
-  // The whole content. What is no regular file, or has over 16 MiB, is unusable.
+  // The whole content. Unusable: not a regular file, or larger than 16 MiB.
   virtual Reading<Data> read(const std::string& path) = 0;
   // Creates the directory and those above it, for this user only. Success: it is there now.
   virtual Status createDirectories(const std::string& path) = 0;
@@ -69,7 +69,7 @@ class FilePort {
   virtual Status writeAtomically(const std::string& path, const Data& data) = 0;
   // Removes the file, or the symbolic link itself. Success: nothing is there now.
   virtual Status removeFile(const std::string& path) = 0;
-  // What is no regular file (a symbolic link is none) is unusable. A file over 16 MiB, which the
+  // Unusable: not a regular file, such as a symbolic link. A file over 16 MiB, which the
   // library never writes, counts as empty: the first change replaces it.
   virtual Reading<std::unique_ptr<FileHandle>> openForUpdating(const std::string& path) = 0;
   // Keeps the file out of backups; success also on a platform that has no such mark.
@@ -77,8 +77,8 @@ class FilePort {
   // Bytes available to this user on the volume that holds `path`; nullopt when it does not answer.
   virtual std::optional<std::uint64_t> freeBytes(const std::string& path) = 0;
   // Takes the lock that belongs to `path`; no other process and no other thread holds it then.
-  // Waits as long as the thread's LockWaitBudget allows. Without it the caller decides whether to
-  // go on: what it writes is whole all the same.
+  // Waits as long as the thread's LockWaitBudget allows. Without the lock the caller decides
+  // whether to go on; what it writes is complete either way.
   virtual LockAttempt lockBeside(const std::string& path) = 0;
 };
 

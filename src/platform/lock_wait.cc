@@ -7,8 +7,8 @@
 namespace zor {
 namespace {
 
-// Waiters look this often. Always the same, so that one who has waited long has no worse a chance
-// than one who has just come.
+// The interval between two attempts. It is constant, so that a thread that has waited long has the
+// same chance as one that has just started.
 constexpr std::chrono::milliseconds kMoment{1};
 
 thread_local LockWaitBudget* budgetInForce = nullptr;

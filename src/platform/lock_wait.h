@@ -10,17 +10,16 @@ namespace zor {
 // No call of the host waits longer than this in all, whatever other processes do.
 constexpr std::chrono::milliseconds kMaxLockWaitOfCall{200};
 
-// Grants the calling thread that much waiting while it lives. Stands at the start of each function
-// that a host calls; within another one it has no effect, so that all locks of a call share one
-// budget.
+// Limits the calling thread's waiting for locks while it lives. Every function that a host calls
+// starts with one; a budget within another has no effect, so that all locks of a call share one.
 class LockWaitBudget {
  public:
   using Duration = std::chrono::nanoseconds;
-  // Passes about that much time; returns how much it was.
+  // Lets about that much time pass; returns how much it was.
   using Sleep = std::function<Duration(Duration duration)>;
 
   explicit LockWaitBudget(Duration limit = kMaxLockWaitOfCall);
-  // With a `sleep` of the test's own.
+  // For tests: with another `sleep`.
   LockWaitBudget(Duration limit, Sleep sleep);
   ~LockWaitBudget();
   LockWaitBudget(const LockWaitBudget&) = delete;

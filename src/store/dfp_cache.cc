@@ -28,7 +28,7 @@ std::optional<double> timeOf(const std::optional<ZORValue>& value) {
   return std::nullopt;
 }
 
-// As timeOf; an empty text is no time either.
+// As timeOf; an empty text is not a time either.
 std::optional<double> givenTimeOf(const std::optional<ZORValue>& value) {
   if (value && value->text() != nullptr && value->text()->empty()) return std::nullopt;
   return timeOf(value);
@@ -132,7 +132,7 @@ Status clearCacheSeen(const CacheLook& look) {
   if (look.values.empty()) return look.status;
   const std::string& slotKey = cacheKeys()[kFingerprint];
   const auto inFile = dfp_store_read(slotKey);
-  // What does not mirror the defaults is being stored by somebody.
+  // If it differs from the defaults, another thread or process is storing a new one.
   const bool isMirror = !look.fingerprint || !inFile || *inFile == *look.fingerprint;
   Status status = isMirror ? dfp_store_forget(slotKey, inFile.content()) : Status();
   const Status inDefaults = ports().defaults.removeIfStill(cacheKeys(), look.values);
@@ -155,7 +155,7 @@ void storeFingerprint(const ZORValue& data) {
   const double now = ports().clock.secondsSince1970();
   const std::int64_t lifetimeSeconds = integerOf(data[literals::kAnswerLifetimeKey.view()]);
 
-  // What cannot be kept is fetched again by the next process.
+  // If this fails, the next process fetches the fingerprint again.
   std::ignore = dfp_store_write(cacheKeys()[kFingerprint], *fingerprint);
   const double times[] = {static_cast<double>(expiryMs) / 1000.0,
                           static_cast<double>(lifetimeSeconds), now};

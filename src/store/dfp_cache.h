@@ -73,7 +73,7 @@ bool is_dfp_expired();
 Status clear_dfp_cache() ZOR_EXCLUDES(initPthreadMutex());
 
 // Keeps the fingerprint of the service's data object: expiry in milliseconds since 1970, lifetime
-// in seconds, numbers or numeric texts. Does nothing when the fingerprint is no text.
+// in seconds, numbers or numeric texts. Does nothing if the fingerprint is not a text.
 void storeFingerprint(const ZORValue& data) ZOR_EXCLUDES(initPthreadMutex());
 
 }  // namespace zor

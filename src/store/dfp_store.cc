@@ -17,7 +17,7 @@
 namespace zor {
 namespace {
 
-// The folder that the host chose. Anything but a text with content is no choice.
+// The folder that the host chose; nullopt unless it is a non-empty text.
 std::optional<std::string> chosenDirectory() {
   const auto value = ports().defaults.objectForKey(literals::kStorePathDefaultsKey.str());
   if (!value || value->text() == nullptr || value->text()->empty()) return std::nullopt;

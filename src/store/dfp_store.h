@@ -36,7 +36,7 @@ Reading<std::string> dfp_store_read(const std::string& slotKey) ZOR_EXCLUDES(ini
 Status dfp_store_write(const std::string& slotKey, const std::optional<std::string>& value)
     ZOR_EXCLUDES(initPthreadMutex());
 
-// As dfp_store_write() without a value, but what is no longer `seen` stays.
+// Forgets the value as dfp_store_write() does, unless it is no longer `seen`.
 Status dfp_store_forget(const std::string& slotKey, const std::optional<std::string>& seen)
     ZOR_EXCLUDES(initPthreadMutex());
 

@@ -11,9 +11,9 @@ namespace zor {
 // The identifier: the user defaults win, the store file comes next. Only when both hold none is one
 // made, and written to both. Deliberate: what is found in one is not copied to the other.
 //
-// Found at the first call and the same for the rest of the process. Where a place cannot be read
-// now, one is made up for the time being and not kept, and the next call looks again. Callable from
-// any thread; nothing is thrown. A second caller waits for no file that the first one writes.
+// Found at the first call and the same for the rest of the process. If a place cannot be read now,
+// a provisional identifier is returned and not kept, and the next call looks again. Callable from
+// any thread; nothing is thrown. A caller does not wait while another one writes the files.
 std::string installationIdentifier() ZOR_EXCLUDES(initPthreadMutex());
 
 // Whether the identifier that this process gives is on the disk, as far as is known; else why not.

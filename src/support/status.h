@@ -22,8 +22,8 @@ class [[nodiscard]] Status {
   static Status busy(std::string failure, const std::string& holder) {
     return Status(Kind::busy, std::move(failure), 0, holder + " holds the lock");
   }
-  // What was given, or what stands in the place, is nothing to work with: too large, a link, a text
-  // that is not UTF-8. Trying again will not help.
+  // The value given, or the thing found in its place, cannot be used: too large, a link, a text
+  // that is not valid UTF-8. Trying again will not help.
   static Status unusable(std::string failure, std::string reason) {
     return Status(Kind::unusable, std::move(failure), 0, std::move(reason));
   }
@@ -51,9 +51,8 @@ class [[nodiscard]] Status {
   std::string _reason;
 };
 
-// One of three answers: the content; nothing is there; it cannot be read now. On the third,
-// something may well be there: nothing must be put in its place, and nothing made up instead of it
-// must be kept.
+// One of three answers: the content; nothing is there; it cannot be read now. In the third case
+// something may be there, so callers must neither overwrite it nor keep a value made up instead.
 template <typename Content>
 class [[nodiscard]] Reading {
  public:
@@ -70,9 +69,9 @@ class [[nodiscard]] Reading {
   Content* operator->() { return &*_content; }
 
   const std::optional<Content>& content() const { return _content; }
-  // What is there but can never be content, such as a link, counts as nothing.
+  // Something that can never be content, such as a link, counts as nothing.
   bool isUnreadable() const { return !_content && !_status.isSuccess() && !_status.isUnusable(); }
-  // Why there is no content; success when there is simply nothing.
+  // Why there is no content; success if nothing is there.
   const Status& status() const { return _status; }
 
  private:

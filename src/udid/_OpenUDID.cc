@@ -21,7 +21,7 @@
 namespace zor {
 namespace {
 
-// Longer texts are no identifiers and no slot names of ours.
+// Longer texts are neither identifiers nor slot names of this library.
 constexpr std::size_t kMaxNameBytes = 256;
 
 struct Session {
@@ -73,8 +73,7 @@ std::string dateText(ZORDate date) {
   return text;
 }
 
-// The text under `key`. An empty one names nothing, and one beyond bounds is not ours: both are
-// absent.
+// The text under `key`; nullopt if it is empty or too long to be one of this library's.
 std::optional<std::string> nameForKey(const ZORValue& dictionary, std::string_view key) {
   const std::string* name = dictionary[key].text();
   if (name == nullptr || name->empty() || name->size() > kMaxNameBytes) return std::nullopt;
@@ -141,7 +140,7 @@ Reading<ZORValue> readPasteboard(Pasteboard* pasteboard) {
 
 void readSlot(const std::string& name, const std::string& application, Findings& findings) {
   const auto found = readPasteboard(ports().pasteboards.pasteboardWithName(name).get());
-  if (found.isUnreadable()) {  // Taken, by whomever.
+  if (found.isUnreadable()) {  // It counts as taken.
     if (!isForeign(found.status())) findings.status = found.status();
     return;
   }
@@ -151,7 +150,8 @@ void readSlot(const std::string& name, const std::string& application, Findings&
   if (!identifier) findings.freeSlots.push_back(name);
   if (slot[literals::kSharedApplicationKey.view()] != application) return;
   findings.recordedSlot = name;
-  // An application stays opted out only if its slot says so too. A slot alone opts nobody out.
+  // An application stays opted out only if its slot says so too. A slot alone does not opt an
+  // application out.
   if (findings.optOutDate) findings.optOutDate = slot[literals::kSharedOptOutKey.view()].date();
 }
 
@@ -240,9 +240,9 @@ Status keep(const std::string& identifier, Findings& findings, const std::string
   return inSlot ? Status() : inDefaults;
 }
 
-// Held by whoever has an identifier to find or a slot to claim, so that applications started
-// together on a new machine do not each generate one. Null where the lock is not free in time: then
-// the later write wins.
+// Held while an identifier is found or a slot is claimed, so that applications started together on
+// a new machine do not each generate an identifier. Null if the lock is not free in time: then the
+// later write wins.
 std::unique_ptr<FileLock> lockSlots() {
   const auto directory = ports().files.libraryDirectory();
   if (!directory || !ports().files.createDirectories(*directory).isSuccess()) return nullptr;

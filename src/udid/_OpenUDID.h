@@ -65,7 +65,7 @@ class _OpenUDID {
   static void _setDict(const ZORValue& dictionary, Pasteboard* pasteboard);
 
   // Selector: _getDictFromPasteboard:
-  // What the slot holds; empty for a null pasteboard and for content that is no dictionary, is
+  // What the slot holds; empty for a null pasteboard and for content that is not a dictionary, is
   // damaged, or is larger than any application writes.
   static ZORValue _getDictFromPasteboard(Pasteboard* pasteboard);
 };

@@ -1,5 +1,5 @@
 // What a Linux application can say about itself, from the forms in which it can say it. Pure
-// functions of bytes that nobody vouches for; callable from any thread.
+// functions of untrusted bytes; callable from any thread.
 #ifndef ZOR_PLATFORM_LINUX_BUNDLE_INFO_H_
 #define ZOR_PLATFORM_LINUX_BUNDLE_INFO_H_
 

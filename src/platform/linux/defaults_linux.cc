@@ -23,11 +23,11 @@ constexpr const char* kFailure = "cannot write the user defaults";
 
 Status notText() { return Status::unusable(kFailure, "a value cannot be written as JSON"); }
 
-// What stands in a defaults file, and what a change has to do about it.
+// The content of a defaults file, and what a change has to do about it.
 struct Content {
   ZORValue values = ZORValue::dictionary();
   Status status;         // It cannot be read now; it must not be replaced.
-  bool damaged = false;  // There is something that holds no values; it is put aside.
+  bool damaged = false;  // The file holds no values; a change moves it aside.
 };
 
 bool isFolderOrDevice(const std::string& path) {
@@ -40,7 +40,7 @@ Content readContent(const std::string& path) {
   Content content;
   const auto bytes = readWholeFile(path, kMaxFileBytes);
   if (bytes.isUnreadable()) content.status = bytes.status();
-  // A link or a file that is too large, but not a folder or a device: no file is lost with those.
+  // A link, or a file that is too large; a folder or a device is not moved aside.
   content.damaged = bytes.status().isUnusable() && !isFolderOrDevice(path);
   if (!bytes) return content;
   auto values = valueFromJson(textOf(*bytes));
@@ -179,12 +179,12 @@ Status LinuxDefaults::commit(State& state) {
   if (!file) return Status::unusable(kFailure, "the user has no folder for them");
   Status status = makeFolders(parentFolder(*file));
   if (!status.isSuccess()) return status;
-  // Without the lock the file is written all the same: it is whole, and the later write wins.
+  // Without the lock the file is written anyway: it is complete, and the later write wins.
   const LockAttempt attempt = FileSystemLock::acquire(lockPathBeside(*file));
   const WaitingChanges changes = storableChanges(state);
   if (changes.empty()) return {};  // Another thread has written ours with its own.
   status = rewrite(*file, changes);
-  // What is too large for the file would hold up every later change.
+  // A change that is too large for the file would block every later one.
   if (status.isSuccess() || status.isUnusable()) forget(state, changes);
   return status;
 }
@@ -206,7 +206,7 @@ Status LinuxDefaults::rewrite(const std::string& path, const WaitingChanges& cha
   if (!text) return notText();
   if (text->size() > kMaxFileBytes) return Status::unusable(kFailure, "they are too large");
   const auto version = versionAt(path);
-  // Failing that, the damaged file is replaced.
+  // If that fails, the damaged file is replaced.
   if (content.damaged) {
     std::ignore =
         retryOnSignal([&] { return ::rename(path.c_str(), (path + ".damaged").c_str()); });

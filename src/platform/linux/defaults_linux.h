@@ -27,9 +27,9 @@ namespace zor {
 //
 // A damaged file reads as empty; the next change keeps it beside the new one as "<path>.damaged".
 // A change that cannot be kept is logged once for each cause, holds in this process (not in the
-// child of a fork) and is tried again with the next change. One made while the file could not be
-// read gives way to what the file holds: whoever made it did not know. One that would make the file
-// too large is dropped.
+// child of a fork) and is tried again with the next change. A change made while the file could not
+// be read does not replace a value that the file holds, because that value was not known. A change
+// that would make the file too large is dropped.
 //
 // While the file cannot be read, the values read last are given; without any, the status.
 class LinuxDefaults final : public DefaultsPort {

@@ -13,8 +13,8 @@
 namespace zor {
 
 // Linux has no named pasteboards that outlive their writer without a desktop session. The stand-in
-// is one file a type, <folder>/<name>/<type>, the names made safe; nobody is told of a change. No
-// value over kMaxPasteboardBytes is kept, and a larger file reads as nothing.
+// is one file for each type, <folder>/<name>/<type>, with safe names; a change sends no
+// notification. Values over kMaxPasteboardBytes are refused, and larger files read as nothing.
 class LinuxPasteboards final : public PasteboardPort {
  public:
   using Locator = std::function<std::optional<std::string>()>;

@@ -66,7 +66,7 @@ Reading<FileDescriptor> notOpened(const std::string& path, int error) {
     case ELOOP:
       return Status::unusable(failure, "it is a symbolic link");
     case EISDIR:
-    case ENXIO:  // A socket, or a FIFO that nobody reads.
+    case ENXIO:  // A socket, or a FIFO without a reader.
     case ENODEV:
       return Status::unusable(failure, "it is not a regular file");
     default:

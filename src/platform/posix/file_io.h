@@ -1,9 +1,9 @@
-// File access that a host can live with: nothing is followed, nothing waits on a strange file,
-// every change is whole. What the backends of both platforms share.
+// File access that is safe inside a host: links are not followed, no call waits for a special file,
+// and every change is complete or does not happen. Shared by the backends of both platforms.
 //
 // Paths that are empty or have a NUL inside are unusable. All functions are callable from any
-// thread, at once from several processes. No file gets one of the descriptors 0 to 2, not even in a
-// host that has closed them: what others print there must not end up in it.
+// thread and from several processes at once. No file gets one of the descriptors 0 to 2, not even
+// in a host that has closed them: output of other code must not end up in it.
 #ifndef ZOR_PLATFORM_POSIX_FILE_IO_H_
 #define ZOR_PLATFORM_POSIX_FILE_IO_H_
 
@@ -75,7 +75,7 @@ Reading<Data> readWholeFile(const std::string& path, std::size_t limitBytes);
 // Replaces what is at `path` (a symbolic link itself, not its target) by a file of this content,
 // readable by this user only. Success: it is on the disk; else what was there is untouched. A kill
 // at any moment leaves the old or the new file. `modifiedAt` becomes its modification time.
-// Waits for nobody and takes no lock: concurrent calls all succeed and one of them comes last.
+// Takes no lock and does not wait: concurrent calls all succeed, and the last one wins.
 Status replaceFile(const std::string& path, std::string_view content,
                    const std::optional<timespec>& modifiedAt = std::nullopt);
 
