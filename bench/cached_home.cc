@@ -31,7 +31,7 @@ CachedHome::CachedHome(const std::string& application)
       defaults.setObject(dfp_slot_key(literals::kFingerprintSlot.view()), "a-cached-fingerprint");
   std::ignore = defaults.setObject(dfp_slot_key(literals::kExpirySlot.view()),
                                    shortestDecimal(now + kDaySeconds));
-  // The upload of failure records is not due either, as in a host that asks often.
+  // No upload of failure records is due either, as in a host that asks often.
   std::ignore = defaults.setObject(
       literals::kPingbackUploadTimeKeyStart.str() + literals::kPingbackUploadTimeKeyEnd.str(),
       shortestDecimal(now));

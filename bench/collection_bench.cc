@@ -1,4 +1,4 @@
-// A whole collection beside the least that it can be: reading the same files and nothing more.
+// A whole collection, compared with only reading the same files.
 #include <benchmark/benchmark.h>
 #include <dirent.h>
 #include <fcntl.h>

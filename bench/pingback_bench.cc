@@ -26,7 +26,7 @@ ZORValue record() {
        {"description", "status:0 domain:NSURLErrorDomain code:-1004 text:no route to the host"}});
 }
 
-// A file of records, a little smaller than `sizeBytes`, in a folder of its own.
+// A file of records, a little smaller than `sizeBytes`, in its own folder.
 class RecordFile {
  public:
   explicit RecordFile(std::int64_t sizeBytes) {
@@ -73,7 +73,7 @@ void Pingback_baseline_parse_serialize_write(benchmark::State& state) {
 }
 BENCHMARK(Pingback_baseline_parse_serialize_write)->Arg(1000)->Arg(500000);
 
-// What a change that survives a power cut costs on this disk, whoever makes it.
+// The cost of a change that survives a power cut on this disk.
 void Pingback_baseline_durable_write(benchmark::State& state) {
   const RecordFile file(state.range(0));
   const Data bytes = utf8Bytes(readAll(file.path()));
@@ -101,7 +101,7 @@ void Pingback_append(benchmark::State& state) {
 }
 BENCHMARK(Pingback_append)->Arg(1000)->Arg(500000);
 
-// What a caller waits for who reports a failure.
+// The time that reporting a failure takes for its caller.
 void Pingback_report(benchmark::State& state) {
   const RecordFile file(1000);
   const auto store =

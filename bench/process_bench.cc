@@ -1,4 +1,4 @@
-// Whole processes: what a host pays for loading the library and for its first cached fingerprint.
+// Whole processes: the cost of loading the library, and of the first cached fingerprint.
 #include <benchmark/benchmark.h>
 
 #include <string>

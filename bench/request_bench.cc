@@ -27,7 +27,7 @@ using sandbox::Ending;
 using sandbox::Route;
 using sandbox::SandboxService;
 
-// A service, and a machine whose URL loading finds it.
+// A service and a machine whose URL loading is redirected to it.
 class Service {
  public:
   Service() {
@@ -62,7 +62,7 @@ class Machine {
   const ScopedPorts _scope;
 };
 
-// Runs `start` with a completion and waits until that has been called.
+// Runs `start` with a completion and waits for the completion.
 template <typename Start>
 bool succeeds(const Start& start) {
   std::mutex mutex;
@@ -165,7 +165,7 @@ void DeadName_baseline_bare_exchanges(benchmark::State& state) {
 }
 BENCHMARK(DeadName_baseline_bare_exchanges)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
-// The records of the round before would make each round longer than the last one.
+// Otherwise the records of earlier rounds would make each round longer.
 void forgetFailures() {
   const auto store = GetPingbackStore();
   store->clearFileContent();

@@ -1,4 +1,4 @@
-// What is computed for one request, and the store file, beside the bare operations.
+// The computations for one request and the store file, compared with the bare operations.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// Runs the small programs whose whole run is measured.
+// Runs the small programs that are measured as a whole.
 #ifndef ZOR_BENCH_SPAWNED_PROGRAM_H_
 #define ZOR_BENCH_SPAWNED_PROGRAM_H_
 

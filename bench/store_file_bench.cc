@@ -46,7 +46,7 @@ BENCHMARK(StoreFile_baseline_plain_atomic_replace)->UseRealTime();
 
 void StoreFile_write(benchmark::State& state) {
   storedBytes();
-  std::uint64_t round = 0;  // What is there already is not written again.
+  std::uint64_t round = 0;  // An unchanged value is not written again.
   for (auto _ : state)
     std::ignore = dfp_store_write(kSlot, "a-fingerprint-" + std::to_string(++round));
   if (!dfp_store_read(kSlot)) state.SkipWithError("nothing is stored");

@@ -13,7 +13,7 @@
 
 namespace zor::fuzz {
 
-// Ends the run with the input at hand when a claim does not hold.
+// Aborts the run with the current input if a claim does not hold.
 inline void require(bool claim) {
   if (!claim) std::abort();
 }
@@ -22,7 +22,7 @@ inline std::string textOfInput(const std::uint8_t* bytes, std::size_t size) {
   return {reinterpret_cast<const char*>(bytes), size};
 }
 
-// What stands before the first NUL, and what follows it.
+// The part before the first NUL, and the part after it.
 inline std::pair<std::string, std::string> halvesOfInput(const std::uint8_t* bytes,
                                                          std::size_t size) {
   const std::string text = textOfInput(bytes, size);

@@ -8,7 +8,7 @@
 namespace zor::fuzz {
 namespace {
 
-// What was read can be written, and reads as the same value.
+// A value that was read can be written, and reads back the same.
 void readsBackAsWritten(const ZORValue& value) {
   const auto text = jsonFromValue(value);
   require(text.has_value());

@@ -1,4 +1,4 @@
-// A record file that was damaged in any way: continuing it must come to the same as parsing it.
+// A damaged file of records: continuing it must give the same result as parsing it.
 #include <ZORFingerPrint/ZORLog.h>
 
 #include "fuzz/fuzz_input.h"

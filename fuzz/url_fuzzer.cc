@@ -54,12 +54,12 @@ void asksTheServiceAlone(const std::string& address, const std::string& host) {
   require(parsed.part(CURLUPART_QUERY) == "host=" + host);
 }
 
-// The host whose certificate is asked for is the one that is spoken to.
+// The host whose certificate is required is the one that is contacted.
 void readsTheHostThatIsAsked(const std::string& url) {
   const auto host = hostOfUrl(url);
   if (!host) return;
   const ParsedUrl parsed(url);
-  if (!parsed.isValid()) return;  // Nobody is asked.
+  if (!parsed.isValid()) return;  // No request is sent.
   const std::string asked = parsed.part(CURLUPART_HOST);
   const bool isIPv6 = host->find(':') != std::string::npos;  // Read in its shortest form.
   require(isIPv6 ? asked.front() == '[' : asked == *host);

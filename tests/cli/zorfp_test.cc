@@ -1,4 +1,4 @@
-// zorfp as a user runs it: the program in a process of its own, against the sandbox over TLS.
+// zorfp as a user runs it: in its own process, against the sandbox over TLS.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -22,7 +22,7 @@ using sandbox::Route;
 struct ProgramRun {
   int exitStatus = -1;
   std::string output;
-  std::string diagnostics;  // What it wrote on standard error.
+  std::string diagnostics;  // What it wrote to standard error.
 
   ZORValue json() const { return testing::json(output); }
 };
@@ -34,7 +34,7 @@ class Zorfp : public ::testing::Test {
     ASSERT_FALSE(problem) << *problem;
   }
 
-  // Runs zorfp with those arguments in a home of its own. `environment`: settings that win over
+  // Runs zorfp with those arguments in its own home. `environment`: settings that override
   // the usual ones, as the shell reads them.
   ProgramRun run(const std::string& arguments, const std::string& environment = "") {
     std::string command = "env -i PATH=/usr/bin:/bin HOME=" + home.path +
@@ -74,7 +74,7 @@ TEST_F(Zorfp, FetchesOnceAndThenAnswersFromTheCache) {
   EXPECT_EQ(run("cache show --json").json()["present"], false);
 }
 
-TEST_F(Zorfp, TellsRefusedFromUnreachableFromLate) {
+TEST_F(Zorfp, DistinguishesRefusedUnreachableAndLate) {
   service.script({.route = Route::name}, {.body = R"({"resultCode":7})"}, 1);
   const ProgramRun refused = run("fingerprint --json");
   EXPECT_EQ(refused.exitStatus, 3);
@@ -121,7 +121,7 @@ TEST_F(Zorfp, SaysWhenItsOutputCannotBeWritten) {
   EXPECT_EQ(run("nonsense >/dev/full").exitStatus, 2);
 }
 
-TEST_F(Zorfp, SaysWhenAValueCannotBeKept) {
+TEST_F(Zorfp, SaysWhenAValueCannotBeStored) {
   for (const char* arguments :
        {"identifier", "machine-id", "machine-id --opt-out", "machine-id --opt-in --json"}) {
     const ProgramRun lost = run(arguments, "HOME=/dev/null");
@@ -137,7 +137,7 @@ TEST_F(Zorfp, SaysWhenAValueCannotBeKept) {
   EXPECT_EQ(run("machine-id --opt-in --json").json()["outcome"], 0);
 }
 
-TEST_F(Zorfp, LetsNoTextOfOthersSteerTheTerminal) {
+TEST_F(Zorfp, LetsNoForeignTextControlTheTerminal) {
   const std::string steering =
       "\x1b[2J\xc2\x9b"
       "1m";
@@ -166,13 +166,13 @@ TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
   ASSERT_GE(run("pingbacks --json").json().size(), 2U);
   EXPECT_EQ(uploadOutcome(), "not due");
 
-  // The last look is made to lie a long time back.
+  // The last upload is moved far into the past.
   const std::string file = home.path + "/.config/zorfingerprint/com.tidewater.zorfp.json";
   ZORValue defaults = testing::json(testing::readText(file));
   defaults.set(
       literals::kPingbackUploadTimeKeyStart.str() + literals::kPingbackUploadTimeKeyEnd.str(), "1");
   testing::writeText(file, jsonForDisplay(defaults));
-  // A failure makes the next upload due, and is itself recorded.
+  // A failure is recorded and makes the next upload due.
   service.script({.route = Route::pingback}, {.status = 503}, 1);
   const ProgramRun refused = run("pingbacks upload --json");
   EXPECT_EQ(refused.exitStatus, 3);
@@ -190,7 +190,7 @@ TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {
   EXPECT_EQ(run("pingbacks clear --json").json(), ZORValue::dictionary({{"cleared", true}}));
 }
 
-TEST_F(Zorfp, TellsAFileOfRecordsThatCannotBeOpenedFromAnEmptyOne) {
+TEST_F(Zorfp, DistinguishesAnUnreadableFileOfRecordsFromAnEmptyOne) {
   const std::string file =
       home.path + "/.local/share/zorfingerprint/" + literals::kPingbackFileName.str();
   std::filesystem::create_directories(file);
@@ -213,7 +213,7 @@ TEST_F(Zorfp, TellsAFileOfRecordsThatCannotBeOpenedFromAnEmptyOne) {
   for (const auto& [command, answer] : answers) EXPECT_EQ(run(command).exitStatus, 0);
 }
 
-TEST_F(Zorfp, DoctorSaysForEachRouteHowItWent) {
+TEST_F(Zorfp, DoctorShowsTheResultOfEachRoute) {
   service.script({.route = Route::name}, {.certificate = sandbox::Certificate::wrongName});
   const ProgramRun doctor = run("doctor --json");
   EXPECT_EQ(doctor.exitStatus, 0);

@@ -1,4 +1,4 @@
-// What a whole collection asks of the system, as strace sees it.
+// The system calls of a whole collection, as strace shows them.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -14,7 +14,7 @@ namespace {
 
 bool runs(const std::string& command) { return std::system(command.c_str()) == 0; }
 
-TEST(Collection, StartsNoProgramAndTalksToNobodyButTheKernel) {
+TEST(Collection, StartsNoProgramAndTalksOnlyToTheKernel) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "the sanitizers' runtime starts threads of its own and cannot be traced";
 #endif

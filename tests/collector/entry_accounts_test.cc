@@ -13,7 +13,7 @@ namespace {
 
 using testing::FakeMachine;
 
-TEST(EntryAccounts, TellWhatIsAbsentFromWhatMayNotBeRead) {
+TEST(EntryAccounts, DistinguishAbsentFromNotPermitted) {
   std::vector<EntryAccount> accounts;
   accountedValue(
       "found",
@@ -48,7 +48,7 @@ TEST(EntryAccounts, TellWhatIsAbsentFromWhatMayNotBeRead) {
   EXPECT_EQ(accounts[2].sources, "/sys/serial");
 }
 
-TEST(EntryAccounts, CoverTheReportAndTheSealedBlockWithoutChangingTheReport) {
+TEST(EntryAccounts, CoverTheReportAndTheSealedBlockAndLeaveTheReportUnchanged) {
   FakeMachine machine;
   machine.network.designated.first = "eth0";
   machine.devices.addresses = {{"eth0", Data{1, 2, 3, 4, 5, 6}}};

@@ -33,7 +33,7 @@ TEST(ReportTest, ABareMachineStillReportsEveryEntry) {
   EXPECT_TRUE(openSealedBlock(*entry(report, literals::kParamSealedBlockKey).text()).has_value());
 }
 
-TEST(ReportTest, HardwareIdentitiesStandInTheSealedEntryOnly) {
+TEST(ReportTest, HardwareIdentitiesAreInTheSealedEntryOnly) {
   FakeMachine machine;
   machine.devices.uuid = "UUID-OF-THIS-MACHINE";
   const ZORValue report = ZORDataCollector_mac().collect();
@@ -56,7 +56,7 @@ TEST(ReportTest, WhatJsonCannotHoldCostsNoOtherValue) {
   EXPECT_EQ(entry(report, literals::kParamBundleValueKey),
             testing::json(R"({"good":[1,null,null]})"));
 
-  ZORValue deep = 1;  // May be written alone, but not as an entry.
+  ZORValue deep = 1;  // Can be written by itself, but not as an entry.
   for (int level = 0; level < kMaxJsonNesting; ++level) deep = ZORValue::array({deep});
   machine.bundle.info.set("CFBundleShortVersionString", deep);
   report = ZORDataCollector_mac().collect();

@@ -33,7 +33,8 @@ TEST_F(SealedBlockTest, TheKeyAgreesWithAnIndependentDerivation) {
   } rows[] = {
       {"ab", "org.example.host", 3105, "18cf0bd753cd4bd45c374c25583e5aa7"},
       {std::nullopt, std::nullopt, 0, "7c476f6372666a71737c676d61246042"},
-      {"2.5β€", "org.exämple.😀", 47635059, "67b5aaa6b0a1fe8d9783b32ab034ab24"},  // Not all bytes.
+      {"2.5β€", "org.exämple.😀", 47635059,
+       "67b5aaa6b0a1fe8d9783b32ab034ab24"},  // Not all bytes count.
       {std::string(300, 'x'), std::string(5000, 'y'), 2537196032,
        "2ae67bf579c029df34c237dd2bc337ad"},
   };
@@ -46,7 +47,7 @@ TEST_F(SealedBlockTest, TheKeyAgreesWithAnIndependentDerivation) {
   EXPECT_EQ(hex(blockKey("", 7)), "00000000000000000000000000000000");
 }
 
-TEST_F(SealedBlockTest, AHostInfoThatIsNoTextCountsAsItsJson) {
+TEST_F(SealedBlockTest, AHostInfoThatIsNotATextIsUsedAsJson) {
   machine.bundle.info.set("CFBundleVersion", testing::json("{\"b\":[1,2]}"));
   EXPECT_EQ(hostBlockKey(), blockKey(blockKeyMaterial("{\"b\":[1,2]}", machine.bundle.identifier),
                                      blockTextHash("{\"b\":[1,2]}")));
@@ -71,7 +72,7 @@ TEST_F(SealedBlockTest, OnlyTheSameHostOpensIt) {
   for (const char* text : {"", "AAAA", "no base64"}) EXPECT_EQ(openSealedBlock(text), std::nullopt);
 }
 
-TEST_F(SealedBlockTest, DesignatedInterfacesStandApartFromTheOthers) {
+TEST_F(SealedBlockTest, DesignatedInterfacesAreKeptApartFromTheOthers) {
   HardwareIdentity identity;
   identity.hardwareAddresses = {
       {"en0", "00:01"}, {"en1", "00:02"}, {"usb0", "00:03"}, {"odd", "\xFF"}};

@@ -30,10 +30,10 @@ TEST(HexCodecTest, DigitsPairByPosition) {
   } rows[] = {
       {"0fA0Ff", {0x0F, 0xA0, 0xFF}},
       {"0A1", {0x0A}},   // The last digit has no partner.
-      {" 1A", {0x01}},   // A leading other byte shifts the pairing.
-      {"zz1A", {0x1A}},  // Two of them do not.
+      {" 1A", {0x01}},   // One leading byte that is not a digit shifts the pairing.
+      {"zz1A", {0x1A}},  // Two such bytes do not.
       {"1zAB", {0xAB}},  // The 1 is replaced by the next even digit.
-      {"0Ag1", {0x0A}},  // After the first byte another byte ends it.
+      {"0Ag1", {0x0A}},  // After the first decoded byte, such a byte ends the decoding.
       {"0AgA0B", {0x0A}},
       {"00 11", {0x00}},  // A decoded zero counts as decoded.
       {std::string("\0F", 2), {0x0F}},

@@ -43,7 +43,7 @@ TEST_F(TextCipherTest, TrailingNulsAreLostAndInnerOnesKept) {
   EXPECT_EQ(dfp_decrypt_text("MRkRlcQ+CAE3TFCyX3adkg=="), "");  // 16 zero bytes.
 }
 
-TEST_F(TextCipherTest, WhatIsNoTextOrNoSealedTextYieldsNothing) {
+TEST_F(TextCipherTest, WhatIsNotATextOrNotSealedYieldsNothing) {
   EXPECT_EQ(dfp_encrypt_text(std::nullopt), std::nullopt);
   EXPECT_EQ(dfp_encrypt_text(""), std::nullopt);
   EXPECT_EQ(dfp_encrypt_text("\xC3("), std::nullopt);

@@ -1,4 +1,4 @@
-// Processes for tests: what several programs of one user do at once, or one that is killed.
+// Child processes: several programs of one user at once, or one that is killed.
 #ifndef ZOR_TESTS_FAKES_CHILD_PROCESS_H_
 #define ZOR_TESTS_FAKES_CHILD_PROCESS_H_
 
@@ -18,7 +18,7 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  // Waits for its end. The exit status, or minus the signal that ended it.
+  // Waits until it ends. The exit status, or minus the signal that killed it.
   int wait();
   void kill();
   // Returns when it has stopped itself.
@@ -33,13 +33,13 @@ class ChildProcess {
 class StoppedProcess {
  public:
   explicit StoppedProcess(const std::function<void()>& body);
-  void end();  // What it held is free afterwards.
+  void end();  // Everything it held is free afterwards.
 
  private:
   ChildProcess _process;
 };
 
-// Runs `body` in a child and waits for it: for what would change this whole process.
+// Runs `body` in a child and waits for it; for tests that would change this whole process.
 inline int inChildProcess(const std::function<int()>& body) { return ChildProcess(body).wait(); }
 
 }  // namespace zor::testing

@@ -1,4 +1,4 @@
-// Doubles of the ports. They behave as a machine would, with the values a test puts in.
+// Fakes of the ports. They behave like a machine with the values that a test sets.
 #ifndef ZOR_TESTS_FAKES_FAKE_PORTS_H_
 #define ZOR_TESTS_FAKES_FAKE_PORTS_H_
 
@@ -19,7 +19,7 @@
 
 namespace zor::testing {
 
-// Devices that have no values until a test puts them in.
+// Devices without values until a test sets them.
 class FakeDevices final : public DevicePort {
  public:
   std::optional<std::string> machineUuid() override { return uuid; }
@@ -109,13 +109,13 @@ class InMemoryDefaults final : public DefaultsPort {
   Status change(const std::vector<Change>& changes) override;
   Status removeIfStill(const std::vector<std::string>& keys, const Values& seen) override;
 
-  // For tests that put a value in: these cannot fail.
+  // For tests that set a value; these cannot fail.
   void setObject(const std::string& key, const ZORValue& value);
   void removeObject(const std::string& key);
 
   // Every change that sets a value throws std::bad_alloc.
   std::atomic<bool> outOfMemory{false};
-  // Nothing can be read now.
+  // Nothing can be read.
   std::atomic<bool> unreadable{false};
 
  private:
@@ -126,12 +126,12 @@ class InMemoryDefaults final : public DefaultsPort {
 class InMemoryPasteboards final : public PasteboardPort {
  public:
   std::unique_ptr<Pasteboard> pasteboardWithName(const std::string& name) override;
-  // Names that yield no pasteboard at all.
+  // Names without a pasteboard.
   std::vector<std::string> missing;
-  // Names of those that cannot be read or written now, and the system's error.
+  // Names of those that cannot be read or written, with the system's error.
   std::map<std::string, int> unreadable;
   std::map<std::string, int> unwritable;
-  // Content by name, then by type; a test may put anything in.
+  // Content by name, then by type; tests may set anything.
   std::map<std::string, std::map<std::string, Data>> boards;
   int looks = 0;
 };
@@ -206,7 +206,7 @@ class FilesUnder final : public FilePort {
 
   std::optional<std::uint64_t> freeSpaceBytes = std::uint64_t{100} << 30;
   bool diskFull = false;
-  std::set<std::string> unreadable;  // Paths that cannot be read now.
+  std::set<std::string> unreadable;  // Paths that cannot be read.
   Status backupProblem;
 
  private:
@@ -231,7 +231,7 @@ class ScriptedURLLoading final : public URLLoadingPort {
   std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate> delegate,
                                             OperationQueue& queue) override;
 
-  // Called on the queue, one call at a time. Without one every request ends as unreachable.
+  // Called on the queue, one call at a time. Without it every request ends as unreachable.
   void setScript(Script script);
   // The requests started so far, in order.
   std::vector<URLRequest> requests();
@@ -251,8 +251,8 @@ class ScriptedURLLoading final : public URLLoadingPort {
   std::vector<URLRequest> _requests ZOR_GUARDED_BY(_mutex);
 };
 
-// A whole fake machine in a temporary folder, in use for its lifetime. Failure records are those of
-// `bundle` as it is at first, and go to a store of the machine's own.
+// A complete fake machine in a temporary folder, in use for its lifetime. Failure records are made
+// for `bundle` as it is at first, and go to the machine's own store.
 class FakeMachine {
  public:
   FakeMachine();

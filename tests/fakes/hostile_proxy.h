@@ -1,4 +1,4 @@
-// An HTTP proxy that does not do what it is asked for.
+// An HTTP proxy that misbehaves.
 #ifndef ZOR_TESTS_FAKES_HOSTILE_PROXY_H_
 #define ZOR_TESTS_FAKES_HOSTILE_PROXY_H_
 
@@ -14,15 +14,15 @@
 
 namespace zor::testing {
 
-// What a client gets for its CONNECT.
+// The reply to a client's CONNECT.
 struct ProxyManner {
   std::string opening = {};
-  std::string repeated = {};  // Until the client is gone; empty: silence.
+  std::string repeated = {};  // Sent until the client closes; empty: nothing.
   int pauseMilliseconds = 0;  // Before each repetition.
   bool closes = false;        // After the opening.
 };
 
-// Serves one client after the other on 127.0.0.1 while it lives. Ends when they are gone.
+// Serves one client after another on 127.0.0.1. Its destructor waits until they are gone.
 class HostileProxy {
  public:
   explicit HostileProxy(ProxyManner manner)

@@ -1,4 +1,4 @@
-// Values in tests, spelled and shown as JSON.
+// Values as JSON, for tests.
 #ifndef ZOR_TESTS_FAKES_JSON_H_
 #define ZOR_TESTS_FAKES_JSON_H_
 

@@ -1,4 +1,4 @@
-// A process that has run out of file descriptors.
+// Makes the process run out of file descriptors.
 #ifndef ZOR_TESTS_FAKES_NO_DESCRIPTORS_H_
 #define ZOR_TESTS_FAKES_NO_DESCRIPTORS_H_
 
@@ -7,7 +7,7 @@
 
 namespace zor::testing {
 
-// While it lives, nothing can be opened.
+// During its lifetime nothing can be opened.
 class NoDescriptors {
  public:
   NoDescriptors() {

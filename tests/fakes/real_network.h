@@ -1,4 +1,4 @@
-// The network of a test machine when it is the real one, on loopback.
+// Real URL loading on loopback for a test machine.
 #ifndef ZOR_TESTS_FAKES_REAL_NETWORK_H_
 #define ZOR_TESTS_FAKES_REAL_NETWORK_H_
 

@@ -1,4 +1,4 @@
-// A folder for one test, removed with it, and a few ways to look at it and spoil it.
+// A temporary folder for one test, with helpers to read and damage its files.
 #ifndef ZOR_TESTS_FAKES_TEMPORARY_FOLDER_H_
 #define ZOR_TESTS_FAKES_TEMPORARY_FOLDER_H_
 

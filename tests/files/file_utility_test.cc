@@ -30,7 +30,7 @@ TEST_F(FileUtility, MakesTheFolderChainAndAnEmptyFileAndLeavesAnExistingFileAlon
   EXPECT_EQ(again.fullPath(), path);
 }
 
-TEST_F(FileUtility, TellsOnceWhyAFileIsNotKeptOutOfBackups) {
+TEST_F(FileUtility, LogsOnceWhyAFileIsNotExcludedFromBackups) {
   machine.files.backupProblem = Status::unusable("", "no such mark here");
   ZORSecFileUti("file", directory);
   ZORSecFileUti("file", directory);
@@ -82,7 +82,7 @@ TEST_F(FileUtility, AppendsOnlyWithAmpleFreeSpace) {
   } rows[] = {
       {5120 * kMiB, true},
       {5120 * kMiB - kMiB / 10, false},  // 5119.9 MiB
-      {5120 * kMiB - 1, true},           // Single precision does not tell it from 5120 MiB.
+      {5120 * kMiB - 1, true},           // The same as 5120 MiB in single precision.
       {0, false},
       {std::nullopt, false},
       {std::numeric_limits<std::uint64_t>::max(), true},
@@ -107,7 +107,7 @@ TEST_F(FileUtility, ClearingAndAppendingReachTheDiskTogetherAtClose) {
   EXPECT_EQ(testing::readText(path), "old");
   EXPECT_FALSE(file.appendStr(""));
   EXPECT_TRUE(file.appendStr("new"));
-  file.open();  // A second time it does nothing: what was changed is not dropped.
+  file.open();  // The second call does nothing, so the changes are not lost.
   EXPECT_EQ(file.readToTheEndOfFile(), "new");
   EXPECT_EQ(testing::readText(path), "old");
   EXPECT_TRUE(file.close().isSuccess());

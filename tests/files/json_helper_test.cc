@@ -38,7 +38,7 @@ TEST(JsonHelperTest, WhatCannotBeWrittenIsRefusedAfterOneLogLineOfItsOwn) {
                 literals::kLogDictionaryToData.str()}));
 }
 
-TEST(JsonHelperTest, AbsentArgumentsAreSilentButForTheDictionaryBytes) {
+TEST(JsonHelperTest, AbsentArgumentsAreLoggedForDictionaryBytesOnly) {
   FakeMachine machine;
   EXPECT_EQ(ZORJsonHelper::zorsec_JSONStringWithDic(std::nullopt), std::nullopt);
   EXPECT_EQ(ZORJsonHelper::zorsec_objectFromJSONStringWithStr(std::nullopt), std::nullopt);
@@ -48,7 +48,7 @@ TEST(JsonHelperTest, AbsentArgumentsAreSilentButForTheDictionaryBytes) {
   EXPECT_EQ(machine.log.lines().size(), 1U);
 }
 
-TEST(JsonHelperTest, ReadingTakesScalarsAndRefusesWhatIsNoJson) {
+TEST(JsonHelperTest, ReadingAcceptsScalarsAndRefusesWhatIsNotJson) {
   FakeMachine machine;
   EXPECT_EQ(ZORJsonHelper::zorsec_objectFromJSONStringWithStr("5"), 5);
   EXPECT_EQ(zorsec_objectFromJSONData(utf8Bytes(" \"x\" ")), "x");

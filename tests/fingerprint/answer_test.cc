@@ -58,7 +58,7 @@ TEST(FingerprintAnswerTest, AnAnswerThatCannotBeReadIsAFailureWithoutAnError) {
     EXPECT_EQ(outcome.pingback,
               formatText(literals::kPingbackRequestRefusedFormat.view(), {"200", std::nullopt}));
   }
-  const auto scalar = judged("[1, \"x\"]");  // JSON, but no dictionary.
+  const auto scalar = judged("[1, \"x\"]");  // JSON, but not a dictionary.
   EXPECT_EQ(std::get<ZORValue>(scalar.error), ZORValue::array({1, "x"}));
   EXPECT_EQ(scalar.pingback,
             formatText(literals::kPingbackRequestRefusedFormat.view(), {"200", "[1,\"x\"]"}));

@@ -1,4 +1,4 @@
-// The main road over TLS: a miss, the request, the callbacks, the cache.
+// The main path over TLS: a cache miss, the request, the callbacks, the cache.
 #include <ZORFingerPrint/ZORFingerPrint.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -27,7 +27,7 @@ using testing::CompletionsHeld;
 
 class EndToEnd : public ::testing::Test {
  protected:
-  // One start of a host on this machine.
+  // A host that starts on this machine.
   struct Host {
     explicit Host(EndToEnd& test) : network(test.service.connectTo()) {}
 
@@ -45,7 +45,7 @@ class EndToEnd : public ::testing::Test {
   }
   void TearDown() override { ::unsetenv("SSL_CERT_FILE"); }
 
-  // The fingerprint that the callback gets; "-" for a failure.
+  // The fingerprint that the callback gets; "-" after a failure.
   static std::string ask(const Host& host) {
     std::string outcome;
     std::atomic<bool> called{false};
@@ -75,7 +75,7 @@ TEST_F(EndToEnd, AReportGoesOutSignedAndSealedAndItsFingerprintLasts) {
     EXPECT_EQ(host.library->getFingerprint(), fingerprint);
   }
   EXPECT_EQ(ask(Host(*this)), fingerprint);
-  // What the user defaults forget, the store file still knows.
+  // The store file still has what was removed from the user defaults.
   const std::string slot = dfp_slot_key(literals::kFingerprintSlot.view());
   machine.defaults.removeObject(slot);
   EXPECT_EQ(ask(Host(*this)), fingerprint);
@@ -120,7 +120,7 @@ TEST_F(EndToEnd, AHostileAnswerFailsAndTheNextCallerIsServed) {
       {.body = std::string("{\"resultCode\":0}\0", 17)},
       {.ending = Ending::cutBody},
   };
-  // Where an exchange itself fails, the other routes must not save it.
+  // When the exchange itself fails, no other route may rescue it.
   for (const Route route : {Route::bootstrap, Route::backupService}) {
     service.script({.route = route}, {.status = 500});
   }

@@ -45,7 +45,7 @@ class FacadeTest : public ::testing::Test {
     }
     return sent;
   }
-  // Notes the outcomes in the order of the calls.
+  // Records the outcomes in the order of the calls.
   ZORFingerprintCallback noting(const std::string& name) {
     return [this, name](bool success, const ZORFingerprintError&, const std::string& fingerprint) {
       outcomes.push_back(name + (success ? " " : " failed ") + fingerprint);
@@ -97,7 +97,7 @@ TEST_F(FacadeTest, TheRequestCarriesTheSignedReport) {
   EXPECT_EQ(testing::json(textOf(ports().crypto.base64Decode(report).value())).size(), 23U);
 }
 
-TEST_F(FacadeTest, AFingerprintThatCannotBeKeptStillReachesThoseWhoWait) {
+TEST_F(FacadeTest, AFingerprintThatCannotBeStoredStillReachesTheCallbacks) {
   serve(network, accepted("fp"));
   network.machine.defaults.outOfMemory = true;
   for (const char* caller : {"a", "b"}) {
@@ -118,7 +118,7 @@ TEST_F(FacadeTest, ACallbackMayAskAgainAndSeesTheNewFingerprint) {
   EXPECT_EQ(outcomes, std::vector<std::string>{"again fp-new"});
 }
 
-TEST_F(FacadeTest, ACallbackThatThrowsTakesNoOtherWithIt) {
+TEST_F(FacadeTest, ACallbackThatThrowsStopsNoOther) {
   serve(network, accepted("fp"));
   const auto throwing = [](bool, const auto&, const auto&) { throw 5; };
   facade->getFingerprint(throwing);
@@ -130,7 +130,7 @@ TEST_F(FacadeTest, ACallbackThatThrowsTakesNoOtherWithIt) {
 
 TEST_F(FacadeTest, ACallbackMayClearTheVariableThatHoldsIt) {
   putValid("fp");
-  const std::string large(100, 'x');  // Kept on the heap, where a checker sees it freed.
+  const std::string large(100, 'x');  // Allocated on the heap, where a sanitizer sees it freed.
   ZORFingerprintCallback once = [this, &once, large](bool, const auto&, const auto& fingerprint) {
     once = nullptr;
     outcomes.push_back(fingerprint + large);
@@ -139,7 +139,7 @@ TEST_F(FacadeTest, ACallbackMayClearTheVariableThatHoldsIt) {
   EXPECT_EQ(outcomes, std::vector<std::string>{"fp" + large});
 }
 
-// Defaults into which somebody stores a fingerprint right after they were read for the n-th time.
+// Defaults to which another thread adds a fingerprint right after they were read for the n-th time.
 class DefaultsStoredIntoAfterRead final : public DefaultsPort {
  public:
   DefaultsStoredIntoAfterRead(DefaultsPort& real, int read) : _real(real), _readsLeft(read) {}
@@ -181,7 +181,7 @@ TEST_F(FacadeTest, AFailureIsReportedAndTheNextCallerTriesAgain) {
   facade->getFingerprint([&given](bool, const auto& error, const auto&) { given = error; });
   ScriptedNetwork::drain();
   EXPECT_EQ(std::get<ZORValue>(given), testing::json(refusal()));
-  std::vector<std::string> types;  // Of class 0; the backup list fails beside it.
+  std::vector<std::string> types;  // Of class 0; the backup list fails too.
   const ZORValue records = testing::json(GetPingbackStore()->readStr().content().value_or(""));
   for (const ZORValue& record : records.elements()) {
     if (record[literals::kPingbackErrorClassKey.view()] != 0) continue;
@@ -204,7 +204,7 @@ TEST_F(FacadeTest, AnExpiredFingerprintIsForgottenBeforeTheRequest) {
   EXPECT_EQ(cachedFingerprint(), std::nullopt);
 }
 
-TEST_F(FacadeTest, ValidTimesWithoutAFingerprintAreASuccessWithNothingOnce) {
+TEST_F(FacadeTest, ValidTimesWithoutAFingerprintGiveAnEmptySuccessOnce) {
   putValid("fp");
   const std::string key = dfp_slot_key(literals::kFingerprintSlot.view());
   network.machine.defaults.setObject(key, 12.0);
@@ -226,7 +226,7 @@ TEST_F(FacadeTest, AReleasedInstanceCallsNobody) {
   EXPECT_TRUE(outcomes.empty());
 }
 
-TEST_F(FacadeTest, AnEmptyStorePathLeavesTheEarlierOneInForce) {
+TEST_F(FacadeTest, AnEmptyStorePathKeepsTheEarlierOne) {
   ZORConfig config;
   config.setStorePath(network.machine.root + "/elsewhere");
   ZORFingerPrint::setWithConfig(config);

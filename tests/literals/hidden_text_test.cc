@@ -40,7 +40,7 @@ std::string fileContent(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Short texts occur in any binary by chance; they count only where they stand as a whole C string.
+// Short texts occur in any binary by chance; they count only as a complete C string.
 bool standsIn(const std::string& binary, const std::string& text) {
   constexpr std::size_t kTooShortToTell = 4;
   constexpr std::size_t kLong = 8;
@@ -49,7 +49,7 @@ bool standsIn(const std::string& binary, const std::string& text) {
   return binary.find('\0' + text + '\0') != std::string::npos;
 }
 
-TEST(LiteralTable, NoTextStandsInClearInTheStrippedLibrary) {
+TEST(LiteralTable, NoTextIsReadableInTheStrippedLibrary) {
 #if defined(__SANITIZE_ADDRESS__)
   GTEST_SKIP() << "the address sanitizer puts the names of variables into the library";
 #endif
@@ -68,7 +68,7 @@ TEST(LiteralTable, NoTextStandsInClearInTheStrippedLibrary) {
 
 TEST(HiddenText, ThreadsThatRevealAtOnceAllReadTheClearText) {
   for (int round = 0; round < 50; ++round) {
-    // A new object each round, so that none of the threads finds it revealed.
+    // A new object in each round, so that no thread finds it revealed.
     const HiddenText<28> text{"a text that is long enough.", 12345U};
     std::array<std::string, 4> seen;
     std::vector<std::thread> threads;

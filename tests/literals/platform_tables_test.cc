@@ -1,5 +1,5 @@
 // Only one platform's section of the literal table is compiled here; what the core takes from it
-// has to stand in the other one too.
+// must be in the other one too.
 #include <gtest/gtest.h>
 
 #include <filesystem>

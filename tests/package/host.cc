@@ -6,7 +6,7 @@
 #include <iostream>
 #include <string>
 
-// Whether values cross the library's border.
+// Whether values work across the library's interface.
 bool readsValues() {
   const auto value = zor::zorsec_objectFromJSONString(R"({"list":[1,"two"]})");
   return value == zor::ZORValue::dictionary({{"list", zor::ZORValue::array({1, "two"})}});

@@ -13,7 +13,7 @@ class PingbackRecord : public ::testing::Test {
   testing::FakeMachine machine;
 };
 
-TEST_F(PingbackRecord, HoldsNineEntriesOfWhichOnlyTheClassIsNoText) {
+TEST_F(PingbackRecord, HasNineEntriesOfWhichOnlyTheClassIsANumber) {
   machine.defaults.setObject("com.tidewater.dfp6eab132D9s2", "fp");
   const auto record = ZORSecPingback(2, "type", "what happened").toDictionary();
   ASSERT_TRUE(record);
@@ -28,7 +28,7 @@ TEST_F(PingbackRecord, HoldsNineEntriesOfWhichOnlyTheClassIsNoText) {
                                            {"pbErrorDescription", "what happened"}}));
 }
 
-TEST_F(PingbackRecord, WhatIsAbsentShowsAsAnEmptyText) {
+TEST_F(PingbackRecord, AbsentValuesBecomeEmptyTexts) {
   const auto record = ZORSecPingback(0, std::nullopt, std::nullopt).toDictionary();
   ASSERT_TRUE(record);
   for (const auto& key :
@@ -38,7 +38,7 @@ TEST_F(PingbackRecord, WhatIsAbsentShowsAsAnEmptyText) {
   }
 }
 
-TEST_F(PingbackRecord, IsNotMadeWithoutIdentifierOrVersionOfTheApplication) {
+TEST_F(PingbackRecord, IsNotMadeWithoutTheApplicationsIdentifierAndVersion) {
   const auto recordOf = [this] {
     const ScopedPingbackEnvironment environment(machine.bundle);
     return ZORSecPingback(0, "type", "text").toDictionary();

@@ -21,7 +21,7 @@ class PingbackStore : public ::testing::Test {
   std::string content() const { return testing::readText(path); }
   void put(const std::string& text) const { testing::writeText(path, text); }
 
-  // A store over the file at `path`, as another process or another start would make it.
+  // A store for the file at `path`, as another process or a later start would make it.
   static std::shared_ptr<ZORSecPingbackStore> openStore(const testing::FakeMachine& machine) {
     return ZORSecPingbackStore::create(
         std::make_shared<ZORSecFileUti>("file", machine.root + "/library"));
@@ -47,7 +47,7 @@ TEST_F(PingbackStore, RecordsMakeOneCompactArrayInTheOrderSent) {
   EXPECT_EQ(store->readStr().content(), std::nullopt);
 }
 
-TEST_F(PingbackStore, OnlyAnArrayOutlivesTheNextWrite) {
+TEST_F(PingbackStore, OnlyAnArraySurvivesTheNextWrite) {
   using namespace std::string_literals;
   const struct {
     std::string before, after;
@@ -99,7 +99,7 @@ TEST_F(PingbackStore, AWriteOnANearlyFullDiskLosesEveryRecord) {
   EXPECT_EQ(content(), R"([{"n":3}])");
 }
 
-TEST_F(PingbackStore, WhatStandsInTheFilesPlaceIsNeitherFollowedNorChanged) {
+TEST_F(PingbackStore, WhatReplacedTheFileIsNeitherFollowedNorChanged) {
   const std::string elsewhere = machine.root + "/elsewhere";
   testing::writeText(elsewhere, "[\"of another program\"]");
   ::unlink(path.c_str());
@@ -131,7 +131,7 @@ TEST_F(PingbackStore, ReportingDoesNotWaitForTheFile) {
   EXPECT_EQ(records[1]["pbErrorType"], "second");
 }
 
-TEST_F(PingbackStore, ALogHandlerMayComeBackToTheStore) {
+TEST_F(PingbackStore, ALogHandlerMayCallTheStore) {
   std::optional<std::string> seen;
   setLogHandler([&](const std::string&) { seen = store->readStr().content(); });
   put("damaged");

@@ -18,7 +18,7 @@ class PingbackUploads : public ::testing::Test {
     UploadCheck outcome = notDue;
     const bool due = store->checkIfNeedUpload(
         [&outcome](const PingbackUpload& upload) { outcome = upload.sent ? sent : nothingToSend; });
-    // The file is read on the store's queue, which the outcome comes back to.
+    // The file is read on the store's queue, and the outcome is handled there too.
     std::ignore = store->fileSize();
     zor_httpsOperationQueue().waitUntilAllOperationsAreFinished();
     std::ignore = store->fileSize();
@@ -89,7 +89,7 @@ TEST_F(PingbackUploads, AnUploadSendsPrefixAndFileOnceAndEmptiesTheFile) {
   EXPECT_EQ(check(), notDue) << "The time stays after a success.";
 }
 
-TEST_F(PingbackUploads, AFailureKeepsTheFileRecordsItselfAndIsTriedAgainAtOnce) {
+TEST_F(PingbackUploads, AFailureKeepsTheFileIsRecordedAndIsRetriedAtOnce) {
   const struct {
     testing::ScriptedURLLoading::Answer answer;
     std::string description;
@@ -136,7 +136,7 @@ TEST_F(PingbackUploads, AFailedUploadOfALargeFileLeavesTwoFreshRecords) {
   }
 }
 
-TEST_F(PingbackUploads, AStrangeTimeInTheDefaultsReadsAsLongAgo) {
+TEST_F(PingbackUploads, AnUnusableTimeInTheDefaultsCountsAsLongAgo) {
   for (const char* stored : {"", "never", "1e999", "-1e999"}) {
     machine.defaults.setObject("com.tidewater.dfp.pingback.uploadedAt", stored);
     EXPECT_EQ(check(), nothingToSend) << stored;

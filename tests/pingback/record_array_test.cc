@@ -30,7 +30,7 @@ TEST(RecordArray, IsContinuedAsIfItHadBeenParsed) {
   }
 }
 
-// Any change of one byte: what is taken as it stands must be JSON, and say the same when parsed.
+// Any change of one byte: what is taken as it is must be JSON with the same value when parsed.
 TEST(RecordArray, IsNeverContinuedWhereItIsDamaged) {
   const testing::FakeMachine logsToNobody;
   const std::string sound =

@@ -5,7 +5,7 @@
 namespace zor {
 namespace {
 
-TEST(ConnectTo, TheFirstEntryThatFitsDecides) {
+TEST(ConnectTo, TheFirstEntryThatMatchesDecides) {
   const std::vector<std::string> entries = {"no entry", "Name.example:443:127.0.0.1:1",
                                             "[::1]:443:[::2]:", "name.example:::2", ":8443::3"};
   const struct {

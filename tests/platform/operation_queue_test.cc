@@ -45,7 +45,7 @@ TEST(OperationQueue, RunsTwoOperationsAtOnceAndNeverThree) {
   EXPECT_EQ(most, 2);
 }
 
-TEST(OperationQueue, AnOperationThatThrowsTakesNoOtherWithIt) {
+TEST(OperationQueue, AnOperationThatThrowsStopsNoOther) {
   OperationQueue queue("test.throw", 1);
   bool ran = false;
   queue.addOperation([] { throw std::runtime_error("a host's callback"); });
@@ -82,7 +82,7 @@ TEST(OperationQueue, TheChildOfAForkDestroysNothingOfTheParentsEvenAtExit) {
   queue.addOperation([&] {
     while (!stop) usleep(0);
   });
-  // Stands for an owner that would wait for a lock of a thread which the child does not have.
+  // Like an owner that would wait for a lock held by a thread that the child does not have.
   static pid_t parent = ::getpid();
   std::shared_ptr<int> owned(new int, [](const int* number) {
     delete number;

@@ -46,7 +46,8 @@ class Judge final : public URLSessionDelegate {
 
   static Rule expecting(const std::optional<std::string>& host) {
     return [host](ServerTrust& trust, const ChallengeCompletion& answer) {
-      trust.setPolicies({TrustPolicy{host}});  // Whether it can: evaluate() must refuse as well.
+      trust.setPolicies(
+          {TrustPolicy{host}});  // The result is ignored: evaluate() must refuse as well.
       const auto evaluation = trust.evaluate();
       const bool trusted = evaluation && evaluation->result == TrustResult::unspecified;
       answer(trusted ? ChallengeDisposition::useCredential
@@ -107,7 +108,7 @@ class Client {
   const std::unique_ptr<URLSession> _session;
 };
 
-// A service whose root this process trusts, and no other, for the test's time.
+// A service whose root is the only one this process trusts during the test.
 class URLLoading : public ::testing::TestWithParam<TlsVersions> {
  protected:
   static constexpr const char* kServed = "served.example";  // What the certificate is for.
@@ -131,7 +132,7 @@ class URLLoading : public ::testing::TestWithParam<TlsVersions> {
     answer({});
   }
 
-  // For the connections and for the requests from now on.
+  // For all later connections and requests.
   void present(Certificate certificate, const std::vector<std::string>& names = {kServed}) {
     service->script({}, {.certificate = certificate, .certificateNames = names});
   }
@@ -140,7 +141,7 @@ class URLLoading : public ::testing::TestWithParam<TlsVersions> {
     service->script({}, script, uses);
   }
 
-  // A URL of a host that no connection is kept for.
+  // A URL of a host without a kept connection.
   std::string freshUrl() { return "https://fresh" + std::to_string(++_hosts) + ".example/"; }
 
   std::unique_ptr<SandboxService> service;
@@ -229,7 +230,7 @@ TEST_P(URLLoading, ConnectionJudgedForOneHostNeverServesAnother) {
   ASSERT_EQ(received.size(), 2U);
   ASSERT_EQ(received[0].connection, received[1].connection) << "no connection is kept";
 
-  // Of the same session, then of another one that finds the connection of the first.
+  // On the same session, then on another that finds the first one's connection.
   EXPECT_EQ(client->load(url, "other.example").code(),
             codeOf(URLErrorCode::serverCertificateUntrusted));
   ASSERT_EQ(client->load(url, kServed).status(), 200);
@@ -472,7 +473,7 @@ TEST_F(URLLoading, ChildOfAForkLoadsAfreshAndLeavesTheParentsExchangeAlone) {
   EXPECT_EQ(slow.get().status(), 200);
 }
 
-// Of the program that is a host, in a shell.
+// The host program, run by a shell.
 int runHost(const std::string& folder, const std::string& arguments) {
   return std::system((folder + "/zor_url_loading_host " + arguments).c_str());
 }
@@ -486,7 +487,7 @@ TEST(URLLoadingHost, SessionWithoutARequestMapsNoLibraryAndStartsNoThread) {
   EXPECT_EQ(runHost(kPrograms, "idle"), 0);
 }
 
-TEST(URLLoadingHost, RequestsEndWithAnErrorWhereTheModuleIsMissing) {
+TEST(URLLoadingHost, RequestsEndWithAnErrorIfTheModuleIsMissing) {
   const std::string folder = testing::makeTemporaryFolder();
   std::filesystem::copy(kPrograms + "/zor_url_loading_host", folder + "/zor_url_loading_host");
   EXPECT_EQ(runHost(folder, "missing 2>/dev/null"), 0);

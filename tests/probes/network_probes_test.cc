@@ -67,7 +67,7 @@ TEST(IPAddresses, OfIPv6AreReadFromTheFlowLabelOn) {
   EXPECT_EQ(getIPAddresses(), std::vector<std::string>{"::2001:db8:1:2:3:4"});
 }
 
-TEST(WiFi, RecordHasEmptyTextsWhereThereIsNoAssociation) {
+TEST(WiFi, RecordHasEmptyTextsWithoutAnAssociation) {
   FakeMachine machine;
   EXPECT_EQ(getWiFiInfo(), std::nullopt);
   machine.wifi.interface = WiFiInterface{};

@@ -46,7 +46,7 @@ TEST(RegistryProbes, EachReadsItsOwnText) {
 TEST(RegistryProbes, USBDevicesComeInOrderWithStandInsAndTwiceWhenRegisteredTwice) {
   FakeMachine machine;
   const USBDevice keyboard{"Tastatur ä", 0x46f4, 1, "4C53"};
-  // A value of another kind than expected stays what it is.
+  // A value of an unexpected kind is kept as it is.
   machine.devices.usb = {keyboard, keyboard, USBDevice{nullptr, "odd", nullptr, nullptr}};
   const auto whole = ZORValue::dictionary({{"usbProductName", "Tastatur ä"},
                                            {"usbVendorId", 0x46f4},
@@ -60,7 +60,7 @@ TEST(RegistryProbes, USBDevicesComeInOrderWithStandInsAndTwiceWhenRegisteredTwic
   EXPECT_EQ(getUSBDevices(), ZORValue::array()) << "the platform does not answer";
 }
 
-TEST(PowerProbe, NumbersKeepTheirLow32BitsAndWhatIsNotStatedHasAStandIn) {
+TEST(PowerProbe, NumbersKeepTheirLow32BitsAndAbsentValuesHaveDefaults) {
   FakeMachine machine;
   EXPECT_EQ(getPowerInfo(), std::nullopt);
   machine.devices.powerSource = PowerSource{73, (std::int64_t{1} << 32) + 5, nullptr, "BAT0"};

@@ -17,7 +17,7 @@ Data bytesOf(Number number) {
   return Data(bytes, bytes + sizeof number);
 }
 
-TEST(SystemProbes, StorageLeavesOutWhatIsKeptForTheSuperuser) {
+TEST(SystemProbes, StorageLeavesOutBlocksReservedForTheSuperuser) {
   EXPECT_EQ(storageBytes(FileSystemFigures{4096, 1000, 300, 250}), 3891200U);
   EXPECT_EQ(storageBytes(FileSystemFigures{65536, std::uint64_t{1} << 36, 0, 0}),
             std::uint64_t{1} << 52);
@@ -46,7 +46,7 @@ TEST(SystemProbes, NamedValuesEndAtTheirNulAndAreUtf8) {
   EXPECT_EQ(_getSysInfoByName(nullptr), std::nullopt);
 }
 
-TEST(SystemProbes, PathsHoldTheVariablesThatAreSetAlsoEmptyOnes) {
+TEST(SystemProbes, PathsHoldTheVariablesThatAreSetEvenEmptyOnes) {
   FakeMachine machine;
   EXPECT_TRUE(getPaths().empty());
   machine.system.variables = {{"HOME", "/home/sam"}, {"SHELL", ""}, {"USER", "sam"}};

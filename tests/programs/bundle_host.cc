@@ -1,4 +1,4 @@
-// An application with an embedded note: prints who it is.
+// An application with an embedded note; prints its own identity.
 #include <cstdio>
 
 #include "platform/linux/bundle_linux.h"

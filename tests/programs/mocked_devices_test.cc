@@ -141,7 +141,7 @@ class MockedMachine : public ::testing::Test {
   void SetUp() override {
     _testbed.reset(umockdev_testbed_new());
     if (umockdev_in_mock_environment() == 0) GTEST_SKIP() << "umockdev is not preloaded";
-    // An ordinary user reads this machine as well.
+    // An ordinary user can read this machine too.
     ::chmod(::getenv("UMOCKDEV_DIR"), 0755);
   }
 
@@ -161,7 +161,7 @@ class MockedMachine : public ::testing::Test {
   std::unique_ptr<UMockdevTestbed, decltype(&g_object_unref)> _testbed{nullptr, g_object_unref};
 };
 
-// Gives up root's rights for its lifetime.
+// Drops root's rights for its lifetime.
 class AsOrdinaryUser {
  public:
   AsOrdinaryUser() {
@@ -212,7 +212,7 @@ TEST_F(MockedMachine, ALaptopShowsItsDevicesAndNoOthers) {
                                                   {"powerFullCapacity", 100},
                                                   {"powerStateText", "Discharging"},
                                                   {"powerSourceName", "BAT0"}}));
-  // No kernel knows this controller, so sysfs has the say.
+  // The kernel does not know this controller, so sysfs is used.
   EXPECT_EQ(getBluetoothDeviceName(), "Aero of Sam");
   EXPECT_EQ(getBluetoothAddress(), "00:aa:01:00:00:00");
   EXPECT_EQ(getMacAddress(),

@@ -1,4 +1,4 @@
-// Prints what every probe tells of this machine, one line each, with the sources and the time.
+// Prints the result of every probe, one line each, with its sources and the time it took.
 // With the argument "collect": makes one collection instead and prints its size.
 #include <ZORFingerPrint/ZORProbes.h>
 

@@ -1,4 +1,4 @@
-// A library to preload: it puts one function before the C library's.
+// A library to preload: replaces one function of the C library.
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>

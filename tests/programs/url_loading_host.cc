@@ -1,4 +1,4 @@
-// A host whose process the URL-loading tests look at from outside.
+// A host process that the URL-loading tests watch from outside.
 // usage: zor_url_loading_host idle | missing | exit PORT
 #include <unistd.h>
 
@@ -54,7 +54,7 @@ int runIdle() {
   return mapped || !anyLineHas("/proc/self/status", "Threads:\t1") ? EXIT_FAILURE : EXIT_SUCCESS;
 }
 
-// The module is not where this program is.
+// There is no module beside this program.
 int runWithoutModule() {
   std::promise<std::int64_t> code;
   Host host("");
@@ -65,7 +65,7 @@ int runWithoutModule() {
   return code.get_future().get() == expected ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-// Ends the process at some moment of many handshakes.
+// Ends the process at some moment during many handshakes.
 int runIntoExit(const std::string& port) {
   constexpr int kExchanges = 40;
   constexpr int kSpreadMicroseconds = 30000;

@@ -1,4 +1,4 @@
-// A client of the sandbox service that is none of ours: libcurl with its own trust checks.
+// A client of the sandbox service independent of the library: libcurl with its own trust checks.
 #ifndef ZOR_TESTS_SANDBOX_CURL_CLIENT_H_
 #define ZOR_TESTS_SANDBOX_CURL_CLIENT_H_
 

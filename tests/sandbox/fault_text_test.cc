@@ -18,7 +18,7 @@ TEST(FaultText, RouteAddressTimesAndArgumentAreRead) {
   EXPECT_EQ(readFault("any=slow-reader:20", problem)->script.readPause.count(), 20);
 }
 
-TEST(FaultText, WhatIsNotUnderstoodIsNamed) {
+TEST(FaultText, ProblemsAreNamed) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"name", "ROUTE=FAULT"},   {"nome=reset", "nome"},        {"name*0=reset", "\"0\""},
       {"name*2x=reset", "2x"},   {"name@8.8.8.8=reset", "8.8"}, {"name=status", "CODE"},

@@ -10,7 +10,7 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-TEST(LogLines, ReportIsShownAsItWasCollectedThenWhatNobodyKnows) {
+TEST(LogLines, ReportEntriesComeInTheirOrderAndUnknownOnesLast) {
   const std::vector<std::string> order = {
       literals::kParamKernelVersionKey.str(), literals::kParamModelKey.str(),
       literals::kParamCpuCountKey.str(), literals::kParamVersionKey.str(), "aNewEntry"};

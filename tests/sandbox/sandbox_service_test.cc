@@ -123,7 +123,7 @@ TEST_F(SandboxServiceTest, WrongCertificatesAreRefusedByClientsBeforeAnyRequestB
     EXPECT_EQ(postReport(signedRequest()).code, CURLE_PEER_FAILED_VERIFICATION)
         << certificateName(kind);
   }
-  // Valid chains for other names: only the name tells them from the right one.
+  // Valid chains for other names, which differ from the right one only in the name.
   for (const Certificate kind : {Certificate::wrongName, Certificate::attacker}) {
     _service.script({.route = Route::name}, {.certificate = kind}, 1);
     EXPECT_EQ(_client->get(_url, false).code, CURLE_OK) << certificateName(kind);
@@ -176,7 +176,7 @@ TEST_F(SandboxServiceTest, ScriptsEndExchangesTheirWayAndAreUsedUp) {
 }
 
 // On a machine without the other loopback addresses every name and address has a port of its own.
-TEST_F(SandboxServiceTest, RoutesAreToldApartAndKeptInOrder) {
+TEST_F(SandboxServiceTest, RoutesAreDistinguishedAndKeptInOrder) {
   expectRoutesToldApart(_service);
   SandboxService onOneAddress(portForEachHost());
   ASSERT_FALSE(onOneAddress.start());
@@ -225,7 +225,7 @@ TEST_F(SandboxServiceTest, TakenPortAndForeignAddressAreNamed) {
   EXPECT_NE(second.port(), _service.port());
 }
 
-// Else the certificate would be written to the folder that the program was started in.
+// Otherwise the certificate would be written to the current folder.
 TEST(SandboxStart, FolderThatCannotBeMadeIsNamed) {
   const char* const before = ::getenv("TMPDIR");
   const std::optional<std::string> place =

@@ -22,7 +22,7 @@ URLRequest anyRequest() {
   return request;
 }
 
-// What the handler got, call by call.
+// What the handler got in each call.
 struct HandlerCalls {
   TransportCompletion handler() {
     return [this](const auto& body, const auto& response, const auto& error) {
@@ -115,13 +115,13 @@ TEST(HttpsSession, AReleasedSessionRepeatsNothingAndCallsNobody) {
   EXPECT_TRUE(outcomes.answers.empty());
 }
 
-TEST(HttpsSession, WhatAHandlerThrowsEndsThere) {
+TEST(HttpsSession, WhatAHandlerThrowsGoesNoFurther) {
   EXPECT_NO_THROW(
       zor_callBlock([](const auto&, const auto&, const auto&) { throw 1; }, {}, {}, {}));
   EXPECT_NO_THROW(zor_callBlock(nullptr, {}, {}, {}));
 }
 
-// A chain whose verdicts a test chooses.
+// A chain with verdicts that a test chooses.
 struct ChosenTrust final : ServerTrust {
   bool setPolicies(const std::vector<TrustPolicy>& policies) override {
     installed = policies;

@@ -49,7 +49,7 @@ TEST(CacheExpiryTest, LifetimeRuleWinsAndEveryComparisonIsStrict) {
   for (const auto& row : rows) EXPECT_EQ(isExpired(row.times, kNow), row.expired) << row.sentence;
 }
 
-TEST(CacheExpiryTest, NumbersAndNumericTextsCountAlikeAndOtherKindsAreNoTimes) {
+TEST(CacheExpiryTest, NumbersAndNumericTextsCountAlikeAndOtherKindsAreNotTimes) {
   const auto dictionary = ZORValue::dictionary({{"a", 1.0}});
   const struct {
     const char* sentence;

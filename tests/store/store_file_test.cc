@@ -24,7 +24,7 @@ using testing::FakeMachine;
 
 class StoreFileTest : public ::testing::Test {
  protected:
-  // Puts `content` where the store file lies.
+  // Writes `content` to the store file.
   void putFile(const std::string& content) {
     std::ignore = machine.files.createDirectories(machine.files.libraryDirectory().value());
     std::ofstream(path(), std::ios::binary) << content;
@@ -69,7 +69,7 @@ TEST_F(StoreFileTest, ADamagedFileReadsAsEmptyAndIsReplacedByTheNextWrite) {
     EXPECT_EQ(dfp_store_read("b").content(), "2") << content.substr(0, 80);
   }
   putFile(sealed);
-  EXPECT_EQ(dfp_store_read("n").content(), std::nullopt);  // No text.
+  EXPECT_EQ(dfp_store_read("n").content(), std::nullopt);  // Not a text.
   EXPECT_EQ(dfp_store_read("a").content(), "1");
 }
 
@@ -152,7 +152,7 @@ TEST_F(StoreFileTest, TheIdentifierIsMadeOnceAndNeitherPlaceRepairsTheOther) {
   EXPECT_EQ(dfp_store_read(key).content(), made);
 }
 
-TEST_F(StoreFileTest, WhatCannotBeReadNowIsNeitherReplacedNorMadeUpForGood) {
+TEST_F(StoreFileTest, AnUnreadableValueIsNeitherReplacedNorMadeUpForGood) {
   const std::string key = dfp_slot_key(literals::kIdentifierSlot.view());
   const std::string made = identifierOfNewProcess();
   machine.defaults.removeObject(key);

@@ -23,13 +23,13 @@ TEST(ReplaceHost, KeepsEverythingElseToTheByte) {
   for (const auto& row : rows) EXPECT_EQ(urlByReplacingHost(row.url, row.host), row.result);
 }
 
-TEST(ReplaceHost, RefusesWhateverIsNoAddress) {
+TEST(ReplaceHost, RefusesWhateverIsNotAnAddress) {
   for (const std::string host :
        {"", " ", ".", "b.example", "localhost", "a..b", ".a", "10.0.0.1/x", "10.0.0.1?x",
         "10.0.0.1#x", "u@10.0.0.1", "10.0.0.1:443", "10.0.0.1 ", "10.0.0.1\n", "10.0.0.1%2f",
         "a\\b", "fe80::1%eth0", "(null)", "a,b", "z\xC3\xAB", "[10.0.0.1]", "[", "[]", "[::1",
         "::1]", "a.example]",
-        // Numbers that readers of addresses take for something else.
+        // Numbers that some address parsers read as something else.
         "127.1", "2130706433", "0x7f000001", "0177.0.0.1", "256.0.0.1", "1.2.3.4.5", "a.0x1",
         "1.2.3.4."}) {
     EXPECT_EQ(urlByReplacingHost("https://a.example/", host), std::nullopt) << host;
@@ -55,7 +55,7 @@ TEST(UrlHost, ReadsIPv6LiteralsAsTheyAreWritten) {
   }
 }
 
-TEST(HostOfUrl, IsAbsentWhereReadersCouldDisagree) {
+TEST(HostOfUrl, IsAbsentIfReadersCouldDisagree) {
   EXPECT_EQ(hostOfUrl("https://a.example:8443/x"), "a.example");
   EXPECT_EQ(hostOfUrl("https://[::1]:8443/x"), "::1");
   EXPECT_EQ(hostOfUrl("https://u:p@a.example#b.example"), "a.example");

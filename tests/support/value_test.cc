@@ -29,7 +29,7 @@ TEST(ValueTest, NumbersCompareByValueAndExactly) {
   EXPECT_EQ(ZORValue(-1).unsignedInteger(), std::nullopt);
 }
 
-TEST(ValueTest, ANullPointerIsNoTextAndNoKey) {
+TEST(ValueTest, ANullPointerIsNeitherATextNorAKey) {
   const char* const none = nullptr;
   EXPECT_TRUE(ZORValue(none).isNull());
   ZORValue value = ZORValue::dictionary({{"a", "b"}});
@@ -52,7 +52,7 @@ TEST(ValueTest, EntriesAreSetInDictionariesAndElementsAddedToArraysOnly) {
   EXPECT_EQ(value, ZORValue::dictionary());
 }
 
-TEST(ValueTest, AValueMayTakeThePlaceOfTheOneThatHoldsIt) {
+TEST(ValueTest, AValueMayReplaceTheOneThatHoldsIt) {
   ZORValue value = ZORValue::array({ZORValue::array({"inner", 1})});
   value = value[0];
   EXPECT_EQ(value, ZORValue::array({"inner", 1}));

@@ -54,7 +54,7 @@ TEST_F(BackupList, OnlyAnAcceptedAnswerChangesWhatIsKept) {
       {R"([{"code":"accept","lists":""}])", "nothing"},
       {R"([{"code":"accept"}])", "nothing"},
       {R"([{"code":"accept","lists":null}])", "nothing"},
-      // The kept list outlives damaged answers.
+      // Damaged answers leave the kept list alone.
       {R"([{"code":"accept","lists":{"a":1}}])", "old"},
       {R"([{"code":"accept","lists":7}])", "old"},
       {R"([{"code":"accept ","lists":"new"}])", "old"},
@@ -130,7 +130,7 @@ TEST_F(BackupList, IsLoadedByManyThreadsAtOnce) {
   EXPECT_EQ(found, 8);
 }
 
-TEST_F(BackupList, IsFetchedByAddressWhereTheNameFailsWithoutAReport) {
+TEST_F(BackupList, IsFetchedByAddressIfTheNameFailsAndNothingIsReported) {
   network.resolve(kHost, "10.3.3.3");
   network.set(kByAddress, ScriptedURLLoading::status(200, R"([{"code":"accept","lists":"new"}])"));
   fetch();

@@ -1,4 +1,4 @@
-// The whole chain over TLS, counted by what the services received.
+// The whole chain over TLS, checked by what the services received.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -57,7 +57,7 @@ class FallbackChain : public ::testing::Test {
     service.script({.route = Route::backupService}, {.status = 200, .body = "[]"});
   }
 
-  // A runner of its own, whose connections go where `connectTo` says first.
+  // A new runner whose connections are redirected by `connectTo` first.
   struct Library {
     explicit Library(std::vector<std::string> connectTo) : network(std::move(connectTo)) {}
 
@@ -167,7 +167,7 @@ TEST_F(FallbackChain, NoBodyReachesAnAddressWithoutACertificateForTheHost) {
       {.certificate = Certificate::attacker},
       {.certificate = Certificate::expired},
       {.certificate = Certificate::unknownRoot},
-      // The addresses themselves are no host that the request named.
+      // The request did not name these addresses as hosts.
       {.certificateNames = {kServiceAddress, kBackupAddress}},
       {.certificateNames = {"backup.localhost"}},
   };
@@ -227,7 +227,7 @@ TEST_F(FallbackChain, ABackupListFetchedByAddressIsJudgedByTheHostOfTheRunnersOw
   }
 }
 
-TEST_F(FallbackChain, AnswersThatAreNoAddressesEndAsFailuresAndLeadNowhere) {
+TEST_F(FallbackChain, AnswersThatAreNotAddressesEndAsFailuresAndLeadNowhere) {
   service.script({.route = Route::name}, {.status = 500});
   for (const char* text : {"127.53.21.1/x?", "u@127.53.21.1", "127.53.21.1#", "127.53.21.1:8443/",
                            "127.53.21.1 x", ","}) {

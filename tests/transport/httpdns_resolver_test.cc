@@ -19,7 +19,7 @@ using Texts = std::vector<std::string>;
 
 class HttpDnsResolver : public ::testing::Test {
  protected:
-  // What the blocks of one request got, in the order of all calls.
+  // What the blocks of one request got, in the order of the calls.
   void resolve(const std::string& host) {
     resolver->resolveIpForHost(
         host, [this, host](const Texts& ips) { note(host + " is " + joined(ips)); },
@@ -188,7 +188,7 @@ TEST_F(HttpDnsResolver, WithoutAServiceEveryLookUpFailsAtOnceAndARecordSaysWhy) 
   EXPECT_THAT(network.failures()[0].second, ::testing::HasSubstr("no HTTPDNS service"));
 }
 
-TEST_F(HttpDnsResolver, APieceThatIsNoHostEndsAsAFailedLookUpAndLeadsNowhere) {
+TEST_F(HttpDnsResolver, APieceThatIsNotAHostEndsAsAFailedLookUpAndLeadsNowhere) {
   const auto look = [this](const std::string& serviceAddress, const std::string& host) {
     resolver = ZORHTTPDNSManager::create(ZORHttpDnsConfig("dns.example", {"192.0.2.1"}));
     network.resolve(host, "10.0.0.1");
@@ -246,7 +246,7 @@ TEST_F(HttpDnsResolver, AnswersEveryCallerOnceWhateverComesBetween) {
   EXPECT_EQ(answered, 100);
 }
 
-TEST_F(HttpDnsResolver, AChildForgetsLookUpsUnderWayAndMakesItsOwn) {
+TEST_F(HttpDnsResolver, AChildForgetsLookUpsInFlightAndMakesItsOwn) {
   ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK();
   network.resolve("a.example", "10.0.0.1");
   {

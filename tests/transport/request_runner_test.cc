@@ -71,7 +71,7 @@ TEST_F(RequestRunner, AnAnswerByNameIsFinalAndTheBackupListIsStillFetched) {
   EXPECT_TRUE(network.failures().empty());
 }
 
-TEST_F(RequestRunner, ABackupAddressWinsOverASuccessByHttpDns) {
+TEST_F(RequestRunner, ABackupAddressTakesPrecedenceOverASuccessByHttpDns) {
   network.resolve("fp.example", "10.0.0.1");
   network.set(kByDns, ScriptedURLLoading::status(200, "by dns"));
   network.set(kByBackup, ScriptedURLLoading::status(500, "by backup"));

@@ -1,5 +1,5 @@
-// A machine whose network answers each URL as a test says, with a resolver and a file of failure
-// records of its own.
+// A machine whose network answers each URL as a test says, with its own resolver and file of
+// failure records.
 #ifndef ZOR_TESTS_TRANSPORT_SCRIPTED_NETWORK_H_
 #define ZOR_TESTS_TRANSPORT_SCRIPTED_NETWORK_H_
 
@@ -37,7 +37,7 @@ class ScriptedNetwork {
 
   static void drain() { zor_httpsOperationQueue().waitUntilAllOperationsAreFinished(); }
 
-  // URLs without an answer are unreachable. Before requests are started.
+  // URLs without an answer are unreachable. Call it before requests are started.
   void set(const std::string& url, Answer given) { _answers[url] = std::move(given); }
   // Called before an answer is given, on the queue.
   void onRequest(std::function<void(const std::string& url)> hook) { _hook = std::move(hook); }
@@ -59,7 +59,7 @@ class ScriptedNetwork {
     set(queryUrl(host), addresses(text));
   }
 
-  // What was asked for so far, in order, without the fetches of the backup list by name.
+  // The URLs requested so far, in order, without the fetches of the backup list by name.
   std::vector<std::string> urls() {
     std::vector<std::string> urls;
     for (const URLRequest& request : machine.urlLoading.requests()) {
@@ -100,7 +100,7 @@ class ScriptedNetwork {
   std::function<void(const std::string& url)> _hook;
 };
 
-// Keeps every completion back until it ends.
+// Holds every completion back until it is destroyed.
 class CompletionsHeld {
  public:
   CompletionsHeld() {
@@ -116,7 +116,7 @@ class CompletionsHeld {
   const std::shared_ptr<std::atomic<bool>> _held = std::make_shared<std::atomic<bool>>(true);
 };
 
-// What a completion handler got, call by call.
+// What a completion handler got in each call.
 struct HandlerCalls {
   TransportCompletion handler() {
     return [this](const auto& body, const auto& response, const auto& error) {

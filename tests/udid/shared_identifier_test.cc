@@ -53,7 +53,7 @@ class SharedIdentifier : public ::testing::Test {
   void keepLocally(const ZORValue::Dictionary& dictionary) {
     machine.defaults.setObject(literals::kSharedIdentifierKey.str(), dictionary);
   }
-  // As another application of the user: the slots are the same, the defaults are its own.
+  // Another application of the user: same slots, its own defaults.
   std::string valueInAnotherApplication() {
     machine.defaults.removeObject(literals::kSharedIdentifierKey.str());
     return valueInNewProcess();
@@ -93,7 +93,7 @@ TEST_F(SharedIdentifier, ASecondCallReadsNeitherSlotsNorDefaults) {
   EXPECT_EQ(machine.pasteboards.looks, looks);
 }
 
-TEST_F(SharedIdentifier, OptingOutGivesThePlaceholderUntilOptingInAgain) {
+TEST_F(SharedIdentifier, OptingOutGivesThePlaceholderUntilOptingIn) {
   const std::string identifier = value();
   machine.defaults.setObject(literals::kSharedApplicationKey.str(), "APP");
   machine.clock.set(1700000000);
@@ -106,7 +106,7 @@ TEST_F(SharedIdentifier, OptingOutGivesThePlaceholderUntilOptingInAgain) {
   EXPECT_EQ(error.code, 0);
 }
 
-TEST_F(SharedIdentifier, ADefaultsEntryThatIsNoDictionaryIsReplaced) {
+TEST_F(SharedIdentifier, ADefaultsEntryThatIsNotADictionaryIsReplaced) {
   machine.defaults.setObject(literals::kSharedIdentifierKey.str(), "junk");
   const std::string identifier = value();
   ASSERT_TRUE(local().isDictionary());
@@ -205,7 +205,7 @@ TEST_F(SharedIdentifier, NothingIsClaimedOrKeptWhileASlotCannotBeRead) {
   EXPECT_EQ(slot(2).size(), 0U) << "The defaults may hold the slot's name.";
 }
 
-TEST_F(SharedIdentifier, SlotsThatAnotherUserClosedArePassedOver) {
+TEST_F(SharedIdentifier, SlotsOfAnotherUserAreSkipped) {
   machine.pasteboards.unreadable[slotName(0)] = EACCES;
   machine.pasteboards.unwritable[slotName(1)] = EACCES;
   const std::string identifier = value();
@@ -220,7 +220,7 @@ TEST_F(SharedIdentifier, WithEverySlotTakenTheIdentifierIsFoundWithoutOne) {
   EXPECT_EQ(local()[literals::kSharedSlotKey.view()], nullptr);
 }
 
-TEST_F(SharedIdentifier, WithoutAnyPasteboardTheApplicationKeepsAnIdentifierOfItsOwn) {
+TEST_F(SharedIdentifier, WithoutAnyPasteboardTheApplicationKeepsItsOwnIdentifier) {
   for (unsigned index = 0; index < kSharedIdentifierSlots; ++index) {
     machine.pasteboards.missing.push_back(slotName(index));
   }

@@ -18,7 +18,7 @@ using testing::writeText;
 
 constexpr const char* kJson = R"({"CFBundleIdentifier":"org.example.app","CFBundleVersion":"7"})";
 
-// One ELF note as a linker lays it out.
+// One ELF note, laid out as a linker does.
 std::string note(const std::string& name, std::uint32_t type, const std::string& content,
                  std::size_t alignment = 4) {
   const auto sizes = {static_cast<std::uint32_t>(name.size() + 1),
@@ -35,7 +35,7 @@ std::string identifierOf(const std::optional<BundleInfo>& bundle) {
   return bundle ? bundle->identifier.value_or("none") : "nothing";
 }
 
-TEST(Bundle, TheNoteIsFoundAmongOthersAndADamagedOneIsNothing) {
+TEST(Bundle, TheNoteIsFoundAmongOthersAndADamagedOneIsIgnored) {
   for (const std::size_t alignment : {std::size_t{4}, std::size_t{8}}) {
     const std::string others =
         note("GNU", 3, "12345", alignment) + note("ZORBundle", 2, "{}", alignment);
@@ -47,7 +47,7 @@ TEST(Bundle, TheNoteIsFoundAmongOthersAndADamagedOneIsNothing) {
       EXPECT_EQ(identifierOf(bundleInfoFromNotes({notes.data(), size}, alignment)), "nothing");
     }
   }
-  // One segment for all notes, with the alignment of the strictest.
+  // One segment for all notes, with the strictest alignment.
   const std::string mixed = note("GNU", 5, std::string(16, 'p'), 8) + note("GNU", 3, "12345") +
                             note("ZORBundle", 1, kJson);
   EXPECT_EQ(identifierOf(bundleInfoFromNotes(mixed, 8)), "org.example.app");
@@ -55,7 +55,7 @@ TEST(Bundle, TheNoteIsFoundAmongOthersAndADamagedOneIsNothing) {
   EXPECT_EQ(identifierOf(bundleInfoFromNotes(note("ZORBundle", 1, "[]"), 1)), "nothing");
 }
 
-TEST(Bundle, AnIdentifierIsATextThatIsNotEmpty) {
+TEST(Bundle, AnIdentifierIsANonEmptyText) {
   EXPECT_EQ(identifierOf(bundleInfoFromJson(R"({"CFBundleIdentifier":""})")), "none");
   EXPECT_EQ(identifierOf(bundleInfoFromJson(R"({"CFBundleIdentifier":5})")), "none");
   EXPECT_EQ(identifierOf(bundleInfoFromJson("\"text\"")), "nothing");
@@ -71,7 +71,7 @@ TEST(Bundle, TheFlatpakIsNamedInItsApplicationGroupOnly) {
   EXPECT_EQ(identifierOf(bundleInfoFromFlatpak("[Application]\nname=\xff")), "nothing");
 }
 
-TEST(Bundle, ASnapIsToldByItsEnvironmentUnlessThatWasInherited) {
+TEST(Bundle, ASnapIsRecognizedByItsEnvironmentUnlessThatWasInherited) {
   const auto snap = bundleInfoFromSnap("app", "1.5", "/snap/app/9", "/snap/app/9/bin/app");
   EXPECT_EQ(identifierOf(snap), "app");
   EXPECT_EQ(snap->info,
@@ -108,7 +108,7 @@ TEST(Bundle, TheFirstFormThatAnswersCounts) {
             0);
 }
 
-TEST(Bundle, TheEmbeddedNoteTellsWhoTheProgramIs) {
+TEST(Bundle, TheEmbeddedNoteIdentifiesTheProgram) {
   const std::unique_ptr<FILE, int (*)(FILE*)> output(
       ::popen(ZOR_TEST_BINARY_DIR "/bin/zor_bundle_host", "r"), ::pclose);
   char line[300] = "";

@@ -67,7 +67,7 @@ TEST(Defaults, KeepEveryKindUnderAnyKey) {
 TEST(Defaults, AReaderSeesEachChangeOfAnotherWriterAtOnce) {
   DefaultsFile file;
   auto writer = file.another();
-  // Versions of one size, made faster than a file system's clock ticks.
+  // Versions of the same size, written faster than the file system's clock ticks.
   for (int turn = 100; turn < 200; ++turn) {
     std::ignore = writer.setObject("turn", std::to_string(turn));
     ASSERT_EQ(file.defaults.objectForKey("turn"), std::to_string(turn));
@@ -132,7 +132,7 @@ TEST(Defaults, ADamagedFileReadsAsEmptyAndIsKeptBesideTheNextOne) {
   }
 }
 
-TEST(Defaults, ValuesOfUnknownKindsReadAsNothingAndStay) {
+TEST(Defaults, ValuesOfUnknownKindsReadAsAbsentAndStay) {
   DefaultsFile file;
   file.put(
       R"({"list":[1],"flag":true,"none":null,"later":{"$new":1},"wrong":{"$date":"x"},"n":3})");
@@ -166,7 +166,7 @@ TEST(Defaults, ASymbolicLinkInPlaceOfTheFileIsReplacedNotFollowed) {
   EXPECT_EQ(readText(file.folder.file("elsewhere")), "{\"a\":\"theirs\"}");
 }
 
-TEST(Defaults, AChangeThatCannotBeKeptHoldsInMemoryAndIsTriedAgain) {
+TEST(Defaults, AChangeThatCannotBeWrittenHoldsInMemoryAndIsRetried) {
   FakeMachine machine;
   DefaultsFile file;
   std::filesystem::create_directories(file.path + "/in the way");
@@ -184,7 +184,7 @@ TEST(Defaults, AChangeThatCannotBeKeptHoldsInMemoryAndIsTriedAgain) {
   EXPECT_EQ(homeless.objectForKey("key"), "value");
 }
 
-TEST(Defaults, AValueThatNoFileCanHoldKeepsNoOtherOut) {
+TEST(Defaults, AValueThatNoFileCanHoldBlocksNoOther) {
   FakeMachine machine;
   DefaultsFile file;
   std::ignore = file.defaults.setObject("a", "old");
@@ -195,7 +195,7 @@ TEST(Defaults, AValueThatNoFileCanHoldKeepsNoOtherOut) {
   EXPECT_EQ(file.json(), ZORValue::dictionary({{"a", "old"}, {"c", "d"}}));
 }
 
-TEST(Defaults, AValueThatCouldNotBeSeenIsNotReplacedByOneMadeUpMeanwhile) {
+TEST(Defaults, AValueThatCouldNotBeReadIsNotReplacedByOneMadeUpMeanwhile) {
   ZOR_SKIP_WHERE_CHECKS_NEED_DESCRIPTORS();
   DefaultsFile file;
   file.put(R"({"identifier":"first"})");
@@ -212,7 +212,7 @@ TEST(Defaults, AValueThatCouldNotBeSeenIsNotReplacedByOneMadeUpMeanwhile) {
 TEST(Defaults, AChangeThatTheProcessMayNotWriteHoldsInIt) {
   DefaultsFile file;
   EXPECT_EQ(inChildProcess([&] {
-              // The line that tells of it goes to a file, too.
+              // The log line about it goes to a file, too.
               ::dup2(::creat(file.folder.file("log").c_str(), 0600), STDERR_FILENO);
               const rlimit none{0, 0};
               ::setrlimit(RLIMIT_FSIZE, &none);

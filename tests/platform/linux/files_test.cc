@@ -66,7 +66,7 @@ TEST(Files, AreForTheUserAloneWhateverTheUmask) {
   }
 }
 
-TEST(Files, WhatIsNoRegularFileIsNeitherReadNorWaitedForNorFollowed) {
+TEST(Files, OnlyRegularFilesAreReadWithoutWaitingOrFollowingLinks) {
   const TemporaryFolder folder;
   writeText(folder.file("elsewhere"), "precious");
   ASSERT_EQ(::mkfifo(folder.file("fifo").c_str(), 0600), 0);
@@ -91,7 +91,7 @@ TEST(Files, WhatIsNoRegularFileIsNeitherReadNorWaitedForNorFollowed) {
             "cannot create the folder " + folder.file("elsewhere") + ": Not a directory");
 }
 
-TEST(Files, WhatCannotBeReadNowIsNotTakenForMissing) {
+TEST(Files, AnUnreadableFileIsNotTakenForMissing) {
   const TemporaryFolder folder;
   writeText(folder.file("file"), "content");
   EXPECT_FALSE(files().read(folder.file("missing")).isUnreadable());
@@ -135,7 +135,7 @@ TEST(Files, AHandleChangesTheFileAtSynchronizeOrNotAtAll) {
   handle->append(utf8Bytes("three"));
   EXPECT_TRUE(handle->synchronize().isSuccess());
   EXPECT_EQ(readText(path), "three");
-  handle->append(Data(kMaxFileBytes));  // It could never be read back.
+  handle->append(Data(kMaxFileBytes));  // Too large to be read back.
   EXPECT_TRUE(handle->synchronize().isUnusable());
   EXPECT_EQ(readText(path), "three");
 
@@ -184,13 +184,13 @@ TEST(Files, AKilledWriterLeavesAWholeFileAndNothingThatPilesUp) {
   EXPECT_EQ(folder.names(), std::set<std::string>{"file"});
 }
 
-TEST(Files, ATemporaryNameThatIsTakenIsPassedOver) {
+TEST(Files, ATemporaryNameThatIsTakenIsSkipped) {
   const TemporaryFolder folder;
   sockaddr_un address{AF_UNIX, {}};
   folder.file(".zorfingerprint-0.tmp").copy(address.sun_path, sizeof address.sun_path - 1);
   const FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   ASSERT_EQ(::bind(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  // Another user's, where this one may make it so.
+  // Owned by another user, if this user may change the owner.
   writeText(folder.file(".zorfingerprint-1.tmp"), "theirs");
   const bool foreign = ::chown(folder.file(".zorfingerprint-1.tmp").c_str(), 1, 1) == 0;
   EXPECT_TRUE(files().writeAtomically(folder.file("file"), utf8Bytes("ours")).isSuccess());

@@ -1,4 +1,4 @@
-// What the integrity signal sees, in processes of their own: one with a preloaded replacement, one
+// The integrity signal in two separate processes: one with a preloaded replacement, one
 // with patched code.
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -18,7 +18,7 @@
 namespace zor {
 namespace {
 
-// Places in the backend's table.
+// Indexes in the backend's table.
 constexpr std::int64_t kReadlinkBit = 1 << 6;
 constexpr std::int64_t kRecvBit = 1 << 12;
 

@@ -19,7 +19,7 @@ Data joined(std::initializer_list<Data> parts) {
   return all;
 }
 
-// An attribute as it lies in a message, padded to four bytes.
+// An attribute as in a message, padded to four bytes.
 Data attribute(std::uint16_t type, const Data& value) {
   const std::size_t length = 4 + value.size();
   Data bytes{static_cast<std::uint8_t>(length), static_cast<std::uint8_t>(length >> 8),
@@ -134,7 +134,7 @@ TEST(WirelessMessages, OnlyTheJoinedNetworkCountsWithAnyNameOfUpTo32Bytes) {
   EXPECT_EQ(damaged->ssid, std::nullopt);
 }
 
-TEST(WirelessMessages, NetworkNamesThatAreNoUtf8AreReadAsWindowsLatin1) {
+TEST(WirelessMessages, NetworkNamesThatAreNotUtf8AreReadAsWindowsLatin1) {
   EXPECT_EQ(networkName(text("Zoë")), "Zoë");
   EXPECT_EQ(networkName({'Z', 'o', 0xEB}), "Zoë");
   EXPECT_EQ(networkName({0x80, ' ', 0x93, 0x9F, 0xFF, 0x81}), "€ “Ÿÿ\xC2\x81");

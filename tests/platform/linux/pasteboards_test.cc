@@ -40,7 +40,7 @@ TEST(Pasteboards, KeepEachNameAndTypeApart) {
   EXPECT_EQ(real.folder.names(), std::set<std::string>{"boards"});
 }
 
-TEST(Pasteboards, WhatIsTooLargeOrNoFileReadsAsNothing) {
+TEST(Pasteboards, WhatIsTooLargeOrNotAFileReadsAsAbsent) {
   Boards real;
   const auto board = real.pasteboards.pasteboardWithName("board");
   EXPECT_TRUE(board->setData(Data(kMaxPasteboardBytes), "full").isSuccess());

@@ -1,4 +1,4 @@
-// Applications that agree on the shared identifier through the real files.
+// Applications that share an identifier through real files.
 #include <gtest/gtest.h>
 
 #include <chrono>

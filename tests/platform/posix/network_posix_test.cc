@@ -29,7 +29,7 @@ TEST(PosixNetwork, AnEntryKeepsItsInterfaceAndOnlyAddressesOfInternetFamilies) {
   EXPECT_EQ(Data(first.socketAddress.begin() + 4, first.socketAddress.begin() + 8),
             (Data{192, 0, 2, 7}));
 
-  // The size of an address of another family is not known here: nothing of it is read.
+  // The size of other families' addresses is unknown, so none of it is read.
   address.sin_family = AF_UNIX;
   EXPECT_TRUE(interfaceAddress(entry).socketAddress.empty());
   entry.ifa_addr = nullptr;

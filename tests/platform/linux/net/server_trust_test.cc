@@ -21,7 +21,7 @@ using sandbox::CertificateAuthority;
 constexpr const char* kServed = "served.example";
 constexpr std::time_t kDay = 86400;
 
-// What `authority` presents to a client.
+// The chain that `authority` presents to a client.
 CertificateChain chainOf(CertificateAuthority& authority, Certificate kind) {
   const std::unique_ptr<SSL_CTX, FreeWith<SSL_CTX_free>> context(SSL_CTX_new(TLS_server_method()));
   const std::unique_ptr<SSL, FreeWith<SSL_free>> connection(SSL_new(context.get()));
@@ -76,7 +76,7 @@ TEST_F(ServerTrustAgain, AnAcceptedChainIsAcceptedForTheSameQuestionOnly) {
   EXPECT_TRUE(accepts(chain));
   EXPECT_FALSE(accepts(chain, "other.example"));
   EXPECT_FALSE(accepts(chain, ""));
-  // The chain alone is another question than any host, both ways.
+  // Judging the chain alone and judging it for a host are different questions, both ways.
   ASSERT_TRUE(accepts(chain, std::nullopt));
   EXPECT_FALSE(accepts(chain, "other.example"));
   EXPECT_TRUE(accepts(chain));
@@ -89,7 +89,7 @@ TEST_F(ServerTrustAgain, AnotherChainForTheSameHostIsJudgedByItself) {
   for (const Certificate kind : kRefused) {
     EXPECT_FALSE(accepts(chainOf(authority, kind))) << static_cast<int>(kind);
   }
-  // Nor does a leaf that is known bring along what an accepted chain had above it.
+  // Nor does a known leaf bring along the certificates above it in an accepted chain.
   const auto whole = chainOf(authority, Certificate::attacker);
   ASSERT_EQ(sk_X509_num(whole.get()), 2);
   const CertificateChain leafAlone(X509_chain_up_ref(whole.get()));
@@ -108,7 +108,7 @@ TEST_F(ServerTrustAgain, OtherRootsForgetWhatTheFirstOnesAccepted) {
   EXPECT_TRUE(accepts(chain));
 }
 
-TEST_F(ServerTrustAgain, RootsThatCannotBeReadNowAreReadLater) {
+TEST_F(ServerTrustAgain, RootsThatCannotBeReadAreReadLater) {
   ZOR_SKIP_WHERE_CHECKS_NEED_DESCRIPTORS();
   const auto chain = chainOf(authority, Certificate::ordinary);
   {
@@ -137,7 +137,7 @@ TEST_F(ServerTrustAgain, AChainIsRefusedFromTheSecondInWhichACertificateEnds) {
   ASSERT_TRUE(accepts(chain));
   now = end;
   EXPECT_FALSE(accepts(chain));
-  // A clock that was set back before the beginning.
+  // A clock that was set back to before the certificate starts.
   now = start;
   ASSERT_TRUE(accepts(chain));
   now = start - 2 * kDay;
