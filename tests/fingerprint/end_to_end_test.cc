@@ -4,8 +4,11 @@
 #include <stdlib.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <future>
+#include <memory>
 #include <thread>
 
 #include "literals/literals.h"
@@ -47,14 +50,14 @@ class EndToEnd : public ::testing::Test {
 
   // The fingerprint that the callback gets; "-" after a failure.
   static std::string ask(const Host& host) {
-    std::string outcome;
-    std::atomic<bool> called{false};
-    host.library->getFingerprint([&](bool success, const auto&, const std::string& fingerprint) {
-      outcome = success ? fingerprint : "-";
-      called = true;
-    });
-    while (!called) std::this_thread::yield();
-    return outcome;
+    const auto outcome = std::make_shared<std::promise<std::string>>();
+    host.library->getFingerprint(
+        [outcome](bool success, const auto&, const std::string& fingerprint) {
+          outcome->set_value(success ? fingerprint : "-");
+        });
+    auto answer = outcome->get_future();
+    const auto state = answer.wait_for(std::chrono::seconds(60));
+    return state == std::future_status::ready ? answer.get() : "no answer";
   }
   std::size_t requests() { return service.received(Route::name).size(); }
 

@@ -5,6 +5,7 @@
 
 #include "platform/operation_queue.h"
 #include "session/ZORHttpsURLSession.h"
+#include "tests/fakes/eventually.h"
 #include "tests/fakes/fake_ports.h"
 
 namespace zor {
@@ -102,7 +103,7 @@ TEST(HttpsSession, AReleasedSessionRepeatsNothingAndCallsNobody) {
   const std::weak_ptr<ZORHttpsURLSession> weakSession = session;
   std::atomic<bool> released{false};
   machine.urlLoading.setScript([&](const URLRequest&) {
-    while (!released) std::this_thread::yield();
+    EXPECT_TRUE(testing::eventually([&] { return released.load(); }));
     return ScriptedURLLoading::status(500);
   });
   HandlerCalls outcomes;

@@ -2,13 +2,12 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <thread>
-
 #include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
 #include "platform/operation_queue.h"
 #include "sandbox/sandbox_service.h"
 #include "support/text.h"
+#include "tests/fakes/eventually.h"
 #include "tests/fakes/fake_ports.h"
 #include "tests/fakes/real_network.h"
 #include "transport/ZORDing.h"
@@ -218,11 +217,11 @@ TEST_F(FallbackChain, ABackupListFetchedByAddressIsJudgedByTheHostOfTheRunnersOw
     const Library library(connectTo({}));
     EXPECT_EQ(perform(*library.runner).status, 200);
     std::string end;
-    while (end.find(row.end) == std::string::npos) {
-      std::this_thread::yield();
+    EXPECT_TRUE(testing::eventually([&] {
       const auto kept = machine.defaults.objectForKey(kBackupKey);
       end = GetPingbackStore()->readStr().content().value_or("") + (kept ? *kept->text() : "");
-    }
+      return end.find(row.end) != std::string::npos;
+    }));
     EXPECT_EQ(end.find(kBackupAddress) != std::string::npos, row.certificateName == kServiceHost);
   }
 }

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tests/fakes/child_process.h"
+#include "tests/fakes/eventually.h"
 #include "tests/transport/scripted_network.h"
 
 namespace zor {
@@ -116,8 +117,10 @@ TEST_F(HttpDnsResolver, AHostThatIsKnownIsQueriedAgainForThoseWhoWaitedForTheSer
     resolver->resolveIpForHost(
         "dns.example",
         [this](const Texts&) {
-          while (!resolver->ipsForHost("a.example")) std::this_thread::yield();
-          while (!resolver->checkIfNeedResolveHost("a.example")) std::this_thread::yield();
+          EXPECT_TRUE(testing::eventually([this] {
+            return resolver->ipsForHost("a.example") &&
+                   resolver->checkIfNeedResolveHost("a.example");
+          }));
         },
         nullptr);
     resolve("a.example");

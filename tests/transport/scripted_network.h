@@ -7,7 +7,7 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <thread>
+#include <tuple>
 #include <vector>
 
 #include "literals/literals.h"
@@ -15,6 +15,7 @@
 #include "pingback/ZORSecPingbackStore.h"
 #include "platform/operation_queue.h"
 #include "session/ZORHttpsURLSession.h"
+#include "tests/fakes/eventually.h"
 #include "tests/fakes/fake_ports.h"
 #include "transport/ZORHTTPDNSManager.h"
 
@@ -105,9 +106,8 @@ class CompletionsHeld {
  public:
   CompletionsHeld() {
     for (int index = 0; index < 2; ++index) {
-      zor_httpsOperationQueue().addOperation([held = _held] {
-        while (*held) std::this_thread::yield();
-      });
+      zor_httpsOperationQueue().addOperation(
+          [held = _held] { std::ignore = eventually([&held] { return !*held; }); });
     }
   }
   ~CompletionsHeld() { *_held = false; }

@@ -12,6 +12,7 @@
 #include "platform/posix/file_io.h"
 #include "support/json_codec.h"
 #include "tests/fakes/child_process.h"
+#include "tests/fakes/eventually.h"
 #include "tests/fakes/no_descriptors.h"
 #include "tests/fakes/temporary_folder.h"
 
@@ -109,7 +110,7 @@ TEST(Defaults, AWriterKilledAtAnyMomentLeavesAWholeFile) {
         std::ignore = file.defaults.setObject("count", count);
       return 0;
     });
-    while (file.defaults.objectForKey("count") == before) std::this_thread::yield();
+    EXPECT_TRUE(testing::eventually([&] { return file.defaults.objectForKey("count") != before; }));
     writer.kill();
     EXPECT_LT(writer.wait(), 0);
     EXPECT_EQ(file.json().size(), 2U);

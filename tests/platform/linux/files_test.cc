@@ -19,6 +19,7 @@
 #include "platform/posix/file_io.h"
 #include "support/text.h"
 #include "tests/fakes/child_process.h"
+#include "tests/fakes/eventually.h"
 #include "tests/fakes/no_descriptors.h"
 #include "tests/fakes/temporary_folder.h"
 
@@ -173,7 +174,7 @@ TEST(Files, AKilledWriterLeavesAWholeFileAndNothingThatPilesUp) {
       }
       return 0;
     });
-    while (readText(path) == before) std::this_thread::yield();
+    EXPECT_TRUE(testing::eventually([&] { return readText(path) != before; }));
     writer.kill();
     EXPECT_LT(writer.wait(), 0);
     const Data content = *files().read(path);
