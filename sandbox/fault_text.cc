@@ -221,7 +221,14 @@ std::optional<Fault> readFault(const std::string& text, std::string& problem) {
   problem = readWho(text.substr(0, equals), fault);
   if (problem.empty()) problem = readWhat(text.substr(equals + 1), fault.script);
   if (!problem.empty()) return std::nullopt;
+  fault.script.fault = text;
   return fault;
+}
+
+std::vector<FaultWords> faultWords() {
+  std::vector<FaultWords> words;
+  for (const FaultKind& kind : kinds()) words.push_back({kind.name, kind.argument, kind.meaning});
+  return words;
 }
 
 std::string faultHelp() {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "sandbox/sandbox_types.h"
 
@@ -19,6 +20,15 @@ struct Fault {
 // Reads "ROUTE[@ADDRESS][*TIMES]=FAULT", as faultHelp() explains; ROUTE may be "any". On failure
 // the result is empty and `problem` says what is not understood.
 std::optional<Fault> readFault(const std::string& text, std::string& problem);
+
+struct FaultWords {
+  std::string name;
+  std::string argument;  // What it stands for; empty: the fault takes none.
+  std::string meaning;
+};
+
+// Every fault, in the order of the help.
+std::vector<FaultWords> faultWords();
 
 // The routes and faults, for the program's help.
 std::string faultHelp();

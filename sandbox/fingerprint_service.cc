@@ -52,6 +52,9 @@ ServiceAnswer refusal(int answerStatus, const std::string& reason) {
   answer.body = jsonForDisplay(
       ZORValue::dictionary({{literals::kAnswerStatusKey.str(), answerStatus}, {"reason", reason}}));
   answer.verdict = "refused: " + reason;
+  answer.details = ZORValue::dictionary(
+      {{"refused", reason},
+       {"signature", answerStatus == kStatusWrongSignature ? "wrong" : "right"}});
   return answer;
 }
 
@@ -80,7 +83,10 @@ ServiceAnswer issue(const SandboxSettings& settings, const ZORValue& report) {
                             {literals::kAnswerLifetimeKey.str(), settings.lifetimeSeconds}});
   answer.body = jsonForDisplay(ZORValue::dictionary(
       {{literals::kAnswerStatusKey.str(), 0}, {literals::kAnswerDataKey.str(), data}}));
-  answer.details = ZORValue::dictionary({{"report", report}, {"fingerprint", fingerprint}});
+  answer.details = ZORValue::dictionary({{"report", report},
+                                         {"fingerprint", fingerprint},
+                                         {"signature", "right"},
+                                         {"rule", unsealed ? "sealed identity" : "whole report"}});
   answer.verdict = "signature right, report of " + std::to_string(report.size()) + " entries";
   if (report.size() != kReportEntries) answer.verdict += " (23 expected)";
   if (!unsealed) {

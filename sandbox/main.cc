@@ -1,4 +1,7 @@
 // zorfp-sandbox: the local fingerprint service as a program.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdint>
@@ -12,6 +15,7 @@
 #include <vector>
 
 #include "sandbox/fault_text.h"
+#include "sandbox/inspector/inspector.h"
 #include "sandbox/log_lines.h"
 #include "sandbox/sandbox_service.h"
 #include "support/json_codec.h"
@@ -20,6 +24,7 @@ namespace {
 
 using zor::sandbox::Fault;
 using zor::sandbox::Handshake;
+using zor::sandbox::Inspector;
 using zor::sandbox::Received;
 using zor::sandbox::SandboxService;
 using zor::sandbox::SandboxSettings;
@@ -34,6 +39,7 @@ struct Arguments {
   std::vector<Fault> faults;
   std::string logFile;
   std::string readyFile;
+  std::uint16_t pagePort = 0;
 };
 
 int fail(const std::string& message) {
@@ -71,9 +77,18 @@ std::string shellQuoted(const std::string& text) {
   return quoted + "'";
 }
 
-// A reader sees no file or the whole one.
+// Makes the file, if there is none, such that only its owner can read it.
+void makePrivate(const std::filesystem::path& path) {
+  constexpr mode_t kOwnerOnly = 0600;
+  const int made = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly);
+  if (made >= 0) ::close(made);
+}
+
+// A reader sees no file or the whole one; others than the owner see none.
 bool writeWhole(const std::filesystem::path& path, const std::string& content) {
   const std::filesystem::path unfinished = path.string() + ".new";
+  ::unlink(unfinished.c_str());
+  makePrivate(unfinished);
   std::ofstream file(unfinished, std::ios::binary | std::ios::trunc);
   file << content;
   file.close();
@@ -87,15 +102,16 @@ std::string environmentLines(const SandboxService& service) {
          "\nexport ZORFP_CONNECT_TO=" + shellQuoted(joined(service.connectTo())) + "\n";
 }
 
-std::string readyText(const SandboxService& service) {
+std::string readyText(const SandboxService& service, const Inspector& inspector) {
   const auto ready = zor::ZORValue::dictionary({{"port", service.port()},
                                                 {"ca_file", service.caFile().string()},
-                                                {"connect_to", service.connectTo()}});
+                                                {"connect_to", service.connectTo()},
+                                                {"page", inspector.url()}});
   return zor::jsonForDisplay(ready) + "\n";
 }
 
 void greet(const SandboxService& service, const SandboxSettings& settings,
-           const std::filesystem::path& environmentFile) {
+           const std::filesystem::path& environmentFile, const std::string& page) {
   if (service.portForEachHost()) {
     std::cout << "Listening on 127.0.0.1, on a port for each name and address of\n";
   } else {
@@ -110,12 +126,14 @@ void greet(const SandboxService& service, const SandboxSettings& settings,
     std::cout << "Not on port 443 (" << *problem << "); clients need ZORFP_CONNECT_TO.\n";
   }
   std::cout << "For a client's shell: . " << environmentFile.string() << "\n"
-            << environmentLines(service) << std::endl;
+            << environmentLines(service) << "Page for a browser of this machine: " << page
+            << std::endl;
 }
 
-// Prints and logs what comes in. The lines come from the service's thread only.
-void reportTo(SandboxService& service, std::ofstream& log) {
-  const auto report = [&log](const auto& entry) {
+// Prints, logs and keeps what comes in. The lines come from the service's thread only.
+void reportTo(SandboxService& service, std::ofstream& log, Inspector& inspector) {
+  const auto report = [&log, &inspector](const auto& entry) {
+    inspector.add(entry);
     std::cout << zor::sandbox::linesForPeople(entry) << std::flush;
     if (log.is_open()) log << zor::sandbox::lineForPrograms(entry) << std::endl;
   };
@@ -134,25 +152,34 @@ int serve(const Arguments& arguments) {
 
   std::ofstream log;
   if (!arguments.logFile.empty()) {
+    makePrivate(arguments.logFile);
     log.open(arguments.logFile, std::ios::app);
     if (!log) return fail("cannot write the log " + arguments.logFile);
   }
   SandboxService service(arguments.settings);
-  reportTo(service, log);
+  Inspector inspector(service);
+  reportTo(service, log, inspector);
   for (const Fault& fault : arguments.faults) service.script(fault.match, fault.script, fault.uses);
   if (const auto problem = service.start()) return fail(*problem);
-
-  const std::filesystem::path environmentFile = service.caFile().parent_path() / "env";
+  const std::filesystem::path folder = service.caFile().parent_path();
+  if (const auto problem = inspector.start(folder, arguments.pagePort)) {
+    service.stop();
+    return fail(*problem);
+  }
+  const std::filesystem::path environmentFile = folder / "env";
   if (!writeWhole(environmentFile, environmentLines(service))) {
     return fail("cannot write " + environmentFile.string());
   }
-  greet(service, arguments.settings, environmentFile);
-  if (!arguments.readyFile.empty() && !writeWhole(arguments.readyFile, readyText(service))) {
+  greet(service, arguments.settings, environmentFile, inspector.url());
+  if (!arguments.readyFile.empty() &&
+      !writeWhole(arguments.readyFile, readyText(service, inspector))) {
+    service.stop();
     return fail("cannot write " + arguments.readyFile);
   }
   int ending = 0;
   sigwait(&endings, &ending);
   service.stop();
+  inspector.stop();
   std::cout << "Ended after " << service.received().size() << " requests.\n";
   return 0;
 }
@@ -170,7 +197,11 @@ int run(int argc, char** argv) {
   app.footer(zor::sandbox::faultHelp());
   app.add_option("--port", settings.port, "Port on every address; 0 for a free one")
       ->capture_default_str();
-  app.add_option("--state", stateFolder, "Folder of the certificates; a temporary one otherwise");
+  app.add_option("--state", stateFolder,
+                 "Folder of the certificate and the log; a temporary one otherwise");
+  app.add_option("--page-port", arguments.pagePort,
+                 "Port of the page for a browser; 0 for a free one")
+      ->capture_default_str();
   app.add_option("--expiry", settings.expirySeconds, "Seconds until a fingerprint expires")
       ->check(CLI::Range(std::int64_t{0}, kMaxSeconds))
       ->capture_default_str();

@@ -114,6 +114,7 @@ class SandboxService::Core final : public TlsServerDelegate {
     handshake.localAddress = connection.localAddress;
     handshake.serverName = connection.serverName;
     handshake.certificate = connection.certificate;
+    if (connection.script) handshake.fault = connection.script->fault;
     handshake.accepted = problem.empty();
     handshake.problem = problem;
     handshake = log.add(std::move(handshake));
@@ -135,6 +136,7 @@ class SandboxService::Core final : public TlsServerDelegate {
     Received entry = received(connection, request, answer);
     entry.route = route;
     entry.scripted = scripted.has_value();
+    entry.fault = script.fault;
     entry.status = isAnswered(script) ? answer.status : 0;
     entry.answer = wordsForAnswer(answer, script);
     entry = log.add(std::move(entry));
@@ -290,10 +292,14 @@ bool SandboxService::portForEachHost() const { return _core->portForEachHost(); 
 
 std::vector<std::string> SandboxService::connectTo() const { return _core->connectTo(); }
 
-void SandboxService::script(const ScriptMatch& match, const Script& script,
-                            std::optional<std::uint64_t> uses) {
-  _core->scripts.add(match, script, uses);
+std::uint64_t SandboxService::script(const ScriptMatch& match, const Script& script,
+                                     std::optional<std::uint64_t> uses) {
+  return _core->scripts.add(match, script, uses);
 }
+
+bool SandboxService::removeScript(std::uint64_t id) { return _core->scripts.remove(id); }
+
+std::vector<WaitingScript> SandboxService::scripts() const { return _core->scripts.waiting(); }
 
 void SandboxService::clearScripts() { _core->scripts.clear(); }
 
@@ -302,6 +308,8 @@ void SandboxService::closeConnections() { _core->server().closeConnections(); }
 void SandboxService::changeSettings(const std::function<void(SandboxSettings&)>& change) {
   _core->changeSettings(change);
 }
+
+SandboxSettings SandboxService::settings() const { return *_core->settings(); }
 
 std::vector<Received> SandboxService::received() const { return _core->log.requests(); }
 

@@ -58,10 +58,15 @@ class SandboxService {
 
   // Lets `script` decide for the exchanges that `match` describes, `uses` of them or all. The
   // script added last goes first; when it is used up, the earlier ones count again. Connections
-  // that are already open keep their certificate.
-  void script(const ScriptMatch& match, const Script& script,
-              std::optional<std::uint64_t> uses = std::nullopt);
+  // that are already open keep their certificate. Returns a number for removeScript(); 0: `uses`
+  // was 0.
+  std::uint64_t script(const ScriptMatch& match, const Script& script,
+                       std::optional<std::uint64_t> uses = std::nullopt);
+  // False: no script of that number waits.
+  bool removeScript(std::uint64_t id);
   void clearScripts();
+  // The scripts that wait, the one tried first at the front.
+  std::vector<WaitingScript> scripts() const;
 
   // Closes the connections that clients keep open. Not from an observer, nor while stop() runs.
   void closeConnections();
@@ -69,6 +74,7 @@ class SandboxService {
   // Changes what the ordinary answers are made of: expiry, lifetime, HTTPDNS answers, backup
   // addresses, bundle versions, clock. Addresses, port and names stay as they were at the start.
   void changeSettings(const std::function<void(SandboxSettings&)>& change);
+  SandboxSettings settings() const;
 
   // What came in, oldest first. A request is kept when it has been read whole.
   std::vector<Received> received() const;

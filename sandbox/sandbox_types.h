@@ -93,6 +93,7 @@ struct Script {
   Flood flood = Flood::none;
   // The pause before each 16 KiB of a request is read.
   std::chrono::milliseconds readPause = {};
+  std::string fault = {};  // How the command line writes it; empty: a program made it.
 
   // Whether it is already decided when the handshake starts.
   bool concernsHandshake() const {
@@ -111,6 +112,14 @@ struct ScriptMatch {
   std::optional<std::string> pathPrefix = {};
 };
 
+// A script that waits to be used.
+struct WaitingScript {
+  std::uint64_t id = 0;  // Counts from 1.
+  ScriptMatch match = {};
+  Script script = {};
+  std::optional<std::uint64_t> usesLeft = {};  // Absent: it is for all exchanges.
+};
+
 // One request, complete as it came.
 struct Received {
   std::uint64_t order = 0;  // Counts over all services and together with the handshakes, from 1.
@@ -127,6 +136,7 @@ struct Received {
   std::string verdict = {};  // What the service thinks of it, in words.
   ZORValue details = {};     // What the service read: "report", "identity", "records", "host".
   bool scripted = false;     // Whether a script decided on the answer.
+  std::string fault = {};    // That script's, as the command line writes it.
   int status = 0;            // Of the answer; 0: none is given.
   std::string answer = {};   // The answer's body, or in words what happens instead.
 };
@@ -140,6 +150,7 @@ struct Handshake {
   std::string localAddress = {};
   std::string serverName = {};
   Certificate certificate = Certificate::ordinary;
+  std::string fault = {};    // Of the script that decided on it, as the command line writes it.
   bool accepted = false;     // By the client too.
   std::string problem = {};  // Why not.
 };

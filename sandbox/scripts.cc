@@ -23,11 +23,22 @@ bool matches(const ScriptMatch& match, const ExchangeFacts& facts) {
 
 }  // namespace
 
-void ScriptBook::add(const ScriptMatch& match, const Script& script,
-                     std::optional<std::uint64_t> uses) {
-  if (uses == std::uint64_t{0}) return;
+std::uint64_t ScriptBook::add(const ScriptMatch& match, const Script& script,
+                              std::optional<std::uint64_t> uses) {
+  if (uses == std::uint64_t{0}) return 0;
   const MutexLock lock(_mutex);
-  _entries.push_front({match, script, uses});
+  _entries.push_front({++_lastId, match, script, uses});
+  return _lastId;
+}
+
+bool ScriptBook::remove(std::uint64_t id) {
+  const MutexLock lock(_mutex);
+  return _entries.remove_if([id](const WaitingScript& entry) { return entry.id == id; }) > 0;
+}
+
+std::vector<WaitingScript> ScriptBook::waiting() const {
+  const MutexLock lock(_mutex);
+  return {_entries.begin(), _entries.end()};
 }
 
 void ScriptBook::clear() {

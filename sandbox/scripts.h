@@ -6,6 +6,7 @@
 #include <list>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "sandbox/sandbox_types.h"
 #include "support/mutex.h"
@@ -25,10 +26,16 @@ struct ExchangeFacts {
 class ScriptBook {
  public:
   // `uses`: how many exchanges it is for; nullopt: all. Of several that match, the one added last
-  // that is not used up counts.
-  void add(const ScriptMatch& match, const Script& script, std::optional<std::uint64_t> uses);
+  // that is not used up counts. Returns a number for remove(); 0: there is nothing to wait for.
+  std::uint64_t add(const ScriptMatch& match, const Script& script,
+                    std::optional<std::uint64_t> uses);
 
+  // False: there is none of that number, or it is used up.
+  bool remove(std::uint64_t id);
   void clear();
+
+  // In the order in which they are tried.
+  std::vector<WaitingScript> waiting() const;
 
   // The script for an exchange, one use taken off; nullopt: none matches. A handshake only finds
   // scripts that concern the handshake, a request only the others.
@@ -36,17 +43,12 @@ class ScriptBook {
   std::optional<Script> takeForRequest(const ExchangeFacts& facts);
 
  private:
-  struct Entry {
-    ScriptMatch match;
-    Script script;
-    std::optional<std::uint64_t> usesLeft;
-  };
-
   std::optional<Script> take(const ExchangeFacts& facts, bool handshake);
 
   // Guards the entries; nothing is called under it.
-  Mutex _mutex;
-  std::list<Entry> _entries ZOR_GUARDED_BY(_mutex);  // The last added first.
+  mutable Mutex _mutex;
+  std::list<WaitingScript> _entries ZOR_GUARDED_BY(_mutex);  // The last added first.
+  std::uint64_t _lastId ZOR_GUARDED_BY(_mutex) = 0;
 };
 
 }  // namespace zor::sandbox

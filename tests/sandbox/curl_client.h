@@ -5,9 +5,11 @@
 #include <curl/curl.h>
 
 #include <cctype>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "sandbox/sandbox_service.h"
 
@@ -36,6 +38,20 @@ class CurlClient {
     return perform(url, &body, checkName);
   }
 
+  // Any request, over plain HTTP too; a header that curl would add is replaced.
+  CurlAnswer ask(const std::string& url, const std::string& method = "GET",
+                 const std::string& body = "", const std::vector<std::string>& headers = {}) {
+    return perform(url, body.empty() ? nullptr : &body, true, method, headers);
+  }
+
+  // Hands each part of a body to `take` until that returns false.
+  void listen(const std::string& url, const std::vector<std::string>& headers,
+              const std::function<bool(const std::string&)>& take) {
+    _take = &take;
+    perform(url, nullptr, true, "GET", headers);
+    _take = nullptr;
+  }
+
   long timeoutMs = 20000;
 
  private:
@@ -55,7 +71,13 @@ class CurlClient {
     return size;
   }
 
-  CurlAnswer perform(const std::string& url, const std::string* body, bool checkName) {
+  static std::size_t handOver(char* bytes, std::size_t, std::size_t size, void* take) {
+    const std::string part(bytes, size);
+    return (*static_cast<const std::function<bool(const std::string&)>*>(take))(part) ? size : 0;
+  }
+
+  CurlAnswer perform(const std::string& url, const std::string* body, bool checkName,
+                     const std::string& method = "", const std::vector<std::string>& headers = {}) {
     CurlAnswer answer;
     const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> handle(curl_easy_init(),
                                                                      &curl_easy_cleanup);
@@ -65,8 +87,18 @@ class CurlClient {
     curl_easy_setopt(handle.get(), CURLOPT_SSL_VERIFYHOST, checkName ? 2L : 0L);
     curl_easy_setopt(handle.get(), CURLOPT_TIMEOUT_MS, timeoutMs);
     curl_easy_setopt(handle.get(), CURLOPT_PROXY, "");
-    curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION, &addToText);
-    curl_easy_setopt(handle.get(), CURLOPT_WRITEDATA, &answer.body);
+    List lines{nullptr, &curl_slist_free_all};
+    for (const std::string& line : headers) {
+      lines.reset(curl_slist_append(lines.release(), line.c_str()));
+    }
+    curl_easy_setopt(handle.get(), CURLOPT_HTTPHEADER, lines.get());
+    if (!method.empty()) curl_easy_setopt(handle.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
+    curl_easy_setopt(handle.get(), CURLOPT_PATH_AS_IS, 1L);
+    curl_easy_setopt(handle.get(), CURLOPT_WRITEFUNCTION,
+                     _take != nullptr ? &handOver : &addToText);
+    curl_easy_setopt(
+        handle.get(), CURLOPT_WRITEDATA,
+        _take != nullptr ? const_cast<void*>(static_cast<const void*>(_take)) : &answer.body);
     curl_easy_setopt(handle.get(), CURLOPT_HEADERFUNCTION, &addToHeaders);
     curl_easy_setopt(handle.get(), CURLOPT_HEADERDATA, &answer.headers);
     if (body != nullptr) {
@@ -78,9 +110,11 @@ class CurlClient {
     return answer;
   }
 
+  using List = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
+
   std::string _caFile;
-  std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> _connectTo{nullptr,
-                                                                         &curl_slist_free_all};
+  List _connectTo{nullptr, &curl_slist_free_all};
+  const std::function<bool(const std::string&)>* _take = nullptr;
 };
 
 }  // namespace zor::testing
