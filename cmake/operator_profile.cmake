@@ -6,7 +6,7 @@
 # that breaks a rule stops the configure step with every entry that is wrong, what it is and what was
 # wanted. The output is rewritten only when it changes. That the signing key opens is checked when
 # the table is compiled.
-set(_zor_profile_schema_file ${CMAKE_CURRENT_LIST_DIR}/../profiles/schema.json)
+cmake_path(SET _zor_profile_schema_file NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../profiles/schema.json)
 
 function(_zor_profile_complain text)
   set_property(GLOBAL APPEND_STRING PROPERTY _zor_profile_problems "\n  ${text}")

@@ -1,4 +1,4 @@
-#include "literals/literals.h"
+#include "sandbox/profile_words.h"
 #include "sandbox/service_crypto.h"
 #include "sandbox/services.h"
 #include "sandbox/unsealing.h"
@@ -25,18 +25,18 @@ std::optional<FingerprintRequest> readRequest(const std::string& body) {
   const auto json = valueFromJson(body);
   if (!json || !json->isDictionary()) return std::nullopt;
   const auto text = [&content = *json](std::string_view key) { return content[key].text(); };
-  const auto environment = text(literals::kBodyEnvironmentKey.view());
-  const auto platform = text(literals::kBodyPlatformKey.view());
-  const auto signature = text(literals::kBodySignatureKey.view());
-  const auto version = text(literals::kBodyVersionKey.view());
-  const auto reserved = text(literals::kBodyReservedKey.view());
+  const auto environment = text(words::kBodyEnvironmentKey.view());
+  const auto platform = text(words::kBodyPlatformKey.view());
+  const auto signature = text(words::kBodySignatureKey.view());
+  const auto version = text(words::kBodyVersionKey.view());
+  const auto reserved = text(words::kBodyReservedKey.view());
   if (!environment || !platform || !signature || !version || !reserved) return std::nullopt;
   return FingerprintRequest{*environment, *platform, *signature, *version};
 }
 
 std::string signingKey() {
-  const auto sealed = decodeBase64(literals::kSigningKey.view()).value_or("");
-  return openZeroFilled(literals::kTextCipherKey.view(), literals::kTextCipherVector.view(), sealed)
+  const auto sealed = decodeBase64(words::kSigningKey.view()).value_or("");
+  return openZeroFilled(words::kTextCipherKey.view(), words::kTextCipherVector.view(), sealed)
       .value_or("");
 }
 
@@ -50,7 +50,7 @@ ServiceAnswer refusal(int answerStatus, const std::string& reason) {
   ServiceAnswer answer;
   answer.headers.emplace_back("Content-Type", "application/json");
   answer.body = jsonForDisplay(
-      ZORValue::dictionary({{literals::kAnswerStatusKey.str(), answerStatus}, {"reason", reason}}));
+      ZORValue::dictionary({{words::kAnswerStatusKey.str(), answerStatus}, {"reason", reason}}));
   answer.verdict = "refused: " + reason;
   answer.details = ZORValue::dictionary(
       {{"refused", reason},
@@ -77,12 +77,12 @@ ServiceAnswer issue(const SandboxSettings& settings, const ZORValue& report) {
   ServiceAnswer answer;
   answer.headers.emplace_back("Content-Type", "application/json");
   const auto data =
-      ZORValue::dictionary({{literals::kAnswerFingerprintKey.str(), fingerprint},
-                            {literals::kAnswerExpiryKey.str(),
+      ZORValue::dictionary({{words::kAnswerFingerprintKey.str(), fingerprint},
+                            {words::kAnswerExpiryKey.str(),
                              millisecondsSince1970(settings.now()) + settings.expirySeconds * 1000},
-                            {literals::kAnswerLifetimeKey.str(), settings.lifetimeSeconds}});
+                            {words::kAnswerLifetimeKey.str(), settings.lifetimeSeconds}});
   answer.body = jsonForDisplay(ZORValue::dictionary(
-      {{literals::kAnswerStatusKey.str(), 0}, {literals::kAnswerDataKey.str(), data}}));
+      {{words::kAnswerStatusKey.str(), 0}, {words::kAnswerDataKey.str(), data}}));
   answer.details = ZORValue::dictionary({{"report", report},
                                          {"fingerprint", fingerprint},
                                          {"signature", "right"},
@@ -104,7 +104,7 @@ ServiceAnswer issue(const SandboxSettings& settings, const ZORValue& report) {
 
 ServiceAnswer answerFingerprintRequest(const SandboxSettings& settings, const std::string& method,
                                        const std::string& body) {
-  if (method != literals::kFingerprintMethod.view()) {
+  if (method != words::kFingerprintMethod.view()) {
     return notUnderstood(kWrongMethod, "method " + method);
   }
   const auto request = readRequest(body);

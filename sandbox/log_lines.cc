@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "collector/ZORDataCollector_mac.h"
-#include "literals/literals.h"
+#include "sandbox/profile_words.h"
 #include "support/json_codec.h"
 
 namespace zor::sandbox {
@@ -69,7 +69,7 @@ std::string rowsOf(const ZORValue& dictionary) {
 std::string rowsOfReport(const ZORValue& report) {
   std::string rows;
   ZORValue others = report;
-  others.erase(literals::kParamSealedBlockKey.view());
+  others.erase(words::kParamSealedBlockKey.view());
   for (const ReportEntry& known : reportEntries()) {
     const ZORValue* entry = others.find(known.key);
     if (entry == nullptr) continue;
@@ -86,11 +86,11 @@ std::string rowsOfRecords(const ZORValue& records) {
       const ZORValue* entry = record.find(key);
       return entry != nullptr ? shown(*entry) : "?";
     };
-    rows += row("class " + text(literals::kPingbackErrorClassKey.view()) + " " +
-                    text(literals::kPingbackErrorTypeKey.view()),
-                text(literals::kPingbackErrorDescriptionKey.view()) + " [" +
-                    text(literals::kPingbackApplicationKey.view()) + " " +
-                    text(literals::kPingbackApplicationVersionKey.view()) + "]");
+    rows += row("class " + text(words::kPingbackErrorClassKey.view()) + " " +
+                    text(words::kPingbackErrorTypeKey.view()),
+                text(words::kPingbackErrorDescriptionKey.view()) + " [" +
+                    text(words::kPingbackApplicationKey.view()) + " " +
+                    text(words::kPingbackApplicationVersionKey.view()) + "]");
   }
   return rows;
 }

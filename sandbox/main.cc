@@ -14,9 +14,11 @@
 #include <system_error>
 #include <vector>
 
+#include "profile_tool/operator_profile.h"
 #include "sandbox/fault_text.h"
 #include "sandbox/inspector/inspector.h"
 #include "sandbox/log_lines.h"
+#include "sandbox/profile_words.h"
 #include "sandbox/sandbox_service.h"
 #include "support/json_codec.h"
 
@@ -184,8 +186,34 @@ int serve(const Arguments& arguments) {
   return 0;
 }
 
+// Speaks the words of the profile that the command line names, if it names one. Returns what is
+// wrong.
+std::string takeProfile(int argc, char** argv) {
+  std::string file;
+  CLI::App app;
+  app.allow_extras();
+  app.set_help_flag();
+  app.add_option("--profile", file);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError&) {
+    return "";  // The full parser says it better.
+  }
+  std::string problem;
+  if (file.empty()) return "";
+  const auto profile = zor::profile::readProfile(file, problem);
+  if (profile) zor::sandbox::words::use(*profile);
+  return problem;
+}
+
 int run(int argc, char** argv) {
   Arguments arguments;
+  // Before the settings: they take their names and addresses from it.
+  if (const std::string problem = takeProfile(argc, argv); !problem.empty()) {
+    fail(problem);
+    return kExitUsage;
+  }
+  arguments.settings = SandboxSettings();
   SandboxSettings& settings = arguments.settings;
   settings.port = kDefaultPort;
   settings.alsoStandardPort = true;
@@ -195,6 +223,9 @@ int run(int argc, char** argv) {
 
   CLI::App app("A local fingerprint service: everything that the library speaks, on loopback.");
   app.footer(zor::sandbox::faultHelp());
+  std::string profileFile;  // Read already.
+  app.add_option("--profile", profileFile,
+                 "The operator's profile to serve; otherwise the one this program was built with");
   app.add_option("--port", settings.port, "Port on every address; 0 for a free one")
       ->capture_default_str();
   app.add_option("--state", stateFolder,

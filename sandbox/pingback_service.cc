@@ -1,6 +1,6 @@
 #include <string_view>
 
-#include "literals/literals.h"
+#include "sandbox/profile_words.h"
 #include "sandbox/services.h"
 #include "support/json_codec.h"
 
@@ -11,13 +11,13 @@ namespace {
 std::string faultOfRecord(const ZORValue& record) {
   if (!record.isDictionary()) return "is no object";
   for (const std::string_view key :
-       {literals::kPingbackLibraryKey.view(), literals::kPingbackLibraryVersionKey.view(),
-        literals::kPingbackSystemKey.view(), literals::kPingbackApplicationKey.view(),
-        literals::kPingbackApplicationVersionKey.view(), literals::kPingbackFingerprintKey.view(),
-        literals::kPingbackErrorTypeKey.view(), literals::kPingbackErrorDescriptionKey.view()}) {
+       {words::kPingbackLibraryKey.view(), words::kPingbackLibraryVersionKey.view(),
+        words::kPingbackSystemKey.view(), words::kPingbackApplicationKey.view(),
+        words::kPingbackApplicationVersionKey.view(), words::kPingbackFingerprintKey.view(),
+        words::kPingbackErrorTypeKey.view(), words::kPingbackErrorDescriptionKey.view()}) {
     if (!record[key].isText()) return "lacks the text " + std::string(key);
   }
-  if (!record[literals::kPingbackErrorClassKey.view()].integer()) return "lacks the class";
+  if (!record[words::kPingbackErrorClassKey.view()].integer()) return "lacks the class";
   constexpr std::size_t kEntries = 9;
   return record.size() == kEntries ? "" : "has entries beyond the nine";
 }
@@ -32,10 +32,10 @@ ServiceAnswer badUpload(int status, const std::string& reason) {
 }  // namespace
 
 ServiceAnswer answerPingback(const std::string& method, const std::string& body) {
-  if (method != literals::kPingbackMethod.view()) {
+  if (method != words::kPingbackMethod.view()) {
     return badUpload(kWrongMethod, "method " + method);
   }
-  const std::string_view prefix = literals::kPingbackBodyPrefix.view();
+  const std::string_view prefix = words::kPingbackBodyPrefix.view();
   if (body.compare(0, prefix.size(), prefix) != 0) return badUpload(kBadRequest, "no prefix");
   const auto json = valueFromJson(std::string_view(body).substr(prefix.size()));
   if (!json || !json->isArray()) return badUpload(kBadRequest, "no JSON array");

@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "literals/literals.h"
+#include "sandbox/profile_words.h"
 
 namespace zor::sandbox {
 namespace {
@@ -55,6 +55,7 @@ bool isLoopbackAddress(const std::string& address) {
 }
 
 std::optional<std::string> RoutingTable::Question::read(const std::string& target) const {
+  if (before.empty()) return std::nullopt;  // The profile does without it.
   if (target.size() < before.size() + after.size() || !startsWith(target, before)) {
     return std::nullopt;
   }
@@ -68,11 +69,11 @@ RoutingTable::RoutingTable(const SandboxSettings& settings)
       _queryAddresses(settings.queryAddresses),
       _serviceAddresses(settings.serviceAddresses),
       _backupAddresses(settings.backupAddresses),
-      _fingerprint(partsOfUrl(literals::kFingerprintURL.view())),
-      _backup(partsOfUrl(literals::kBackupURL.view())),
-      _pingback(partsOfUrl(literals::kPingbackURL.view())),
-      _bootstrapUrl(partsOfUrl(literals::kHttpDnsBootstrapFormat.view())),
-      _queryUrl(partsOfUrl(literals::kHttpDnsQueryFormat.view())) {
+      _fingerprint(partsOfUrl(words::kFingerprintURL.view())),
+      _backup(partsOfUrl(words::kBackupURL.view())),
+      _pingback(partsOfUrl(words::kPingbackURL.view())),
+      _bootstrapUrl(partsOfUrl(words::kHttpDnsBootstrapFormat.view())),
+      _queryUrl(partsOfUrl(words::kHttpDnsQueryFormat.view())) {
   const auto question = [](const std::string& target) {
     const std::size_t hole = target.find(kPlaceholder);
     if (hole == std::string::npos) return Question{target, ""};
@@ -92,6 +93,7 @@ std::optional<Route> RoutingTable::ofAddress(const std::string& localAddress) co
 
 Route RoutingTable::ofConnection(const std::string& localAddress,
                                  const std::string& serverName) const {
+  if (serverName.empty()) return ofAddress(localAddress).value_or(Route::unknown);
   if (serverName == _fingerprint.host) return Route::name;
   if (serverName == _backup.host) return Route::backupService;
   if (serverName == _pingback.host) return Route::pingback;
@@ -124,7 +126,8 @@ std::optional<std::string> RoutingTable::resolvedHost(const std::string& target)
 std::vector<std::string> RoutingTable::hostNames() const {
   std::vector<std::string> names;
   for (const UrlParts* url : {&_fingerprint, &_backup, &_pingback, &_bootstrapUrl, &_queryUrl}) {
-    const bool isName = url->host != kPlaceholder && !isIPv4Address(url->host);
+    const bool isName =
+        !url->host.empty() && url->host != kPlaceholder && !isIPv4Address(url->host);
     if (isName && !contains(names, url->host)) names.push_back(url->host);
   }
   return names;
@@ -135,6 +138,7 @@ std::vector<std::string> RoutingTable::connectTo(std::uint16_t port, bool standa
   std::vector<std::string> entries;
   std::set<std::string> ports;
   for (const UrlParts* url : {&_fingerprint, &_backup, &_pingback, &_bootstrapUrl, &_queryUrl}) {
+    if (url->host.empty()) continue;
     if (url->host != kPlaceholder && !isLoopbackName(url->host) && !isLoopbackAddress(url->host)) {
       entries.push_back(url->host + ":" + url->port + ":127.0.0.1:" + own);
     }

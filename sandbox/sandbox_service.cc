@@ -38,6 +38,10 @@ std::vector<std::string> listenAddresses(const SandboxSettings& settings) {
   return all;
 }
 
+bool contains(const std::vector<std::string>& list, const std::string& text) {
+  return std::find(list.begin(), list.end(), text) != list.end();
+}
+
 bool isOwnAddress(const std::string& address) {
   sockaddr_in endpoint{};
   endpoint.sin_family = AF_INET;
@@ -76,12 +80,18 @@ class SandboxService::Core final : public TlsServerDelegate {
   std::optional<std::string> start() {
     const auto settings = this->settings();
     const std::vector<std::string> addresses = listenAddresses(*settings);
+    // The fixed addresses are the profile's; a port of 127.0.0.1 stands in for those elsewhere.
+    bool hasRemote = false;
     for (const std::string& address : addresses) {
-      if (!isLoopbackAddress(address)) return address + " is no loopback address (127.0.0.0/8)";
+      if (isLoopbackAddress(address)) continue;
+      if (!contains(settings->bootstrapAddresses, address)) {
+        return address + " is not a loopback address (127.0.0.0/8)";
+      }
+      hasRemote = true;
     }
     if (auto problem = prepareFolder(settings->stateFolder)) return problem;
     _server.configure(settings->tlsVersions, settings->sessionTickets);
-    if (settings->portForEachHost ||
+    if (settings->portForEachHost || hasRemote ||
         !std::all_of(addresses.begin(), addresses.end(), isOwnAddress)) {
       return startOnOneAddress(*settings, addresses);
     }
@@ -165,7 +175,9 @@ class SandboxService::Core final : public TlsServerDelegate {
     if (!portForEachHost()) return _routing.connectTo(_server.port(), standardPortOpen);
     std::vector<std::string> entries;
     for (const StandIn& standIn : _standIns) {
-      entries.push_back(standIn.host + "::127.0.0.1:" + std::to_string(standIn.port));
+      const bool isIPv6 = standIn.host.find(':') != std::string::npos;
+      entries.push_back((isIPv6 ? "[" + standIn.host + "]" : standIn.host) +
+                        "::127.0.0.1:" + std::to_string(standIn.port));
     }
     return entries;
   }

@@ -1,10 +1,11 @@
 #include "sandbox/sandbox_types.h"
 
+#include <algorithm>
 #include <array>
 
-#include "literals/literals.h"
+#include "sandbox/profile_words.h"
+#include "support/text.h"
 #include "support/url.h"
-#include "transport/ZORHttpDnsConfig.h"
 
 namespace zor::sandbox {
 namespace {
@@ -32,12 +33,18 @@ constexpr std::array<std::pair<Certificate, const char*>, 7> kCertificateNames{{
 
 }  // namespace
 
-SandboxSettings::SandboxSettings()
-    : bootstrapAddresses(ZORHttpDnsConfig::defaultConfig().ips()),
-      certificateNames{hostOfUrl(literals::kFingerprintURL.str()).value_or(""),
-                       hostOfUrl(literals::kBackupURL.str()).value_or(""),
-                       hostOfUrl(literals::kPingbackURL.str()).value_or(""),
-                       literals::kHttpDnsHost.str()} {}
+SandboxSettings::SandboxSettings() {
+  for (const auto* url : {&words::kFingerprintURL, &words::kBackupURL, &words::kPingbackURL}) {
+    const auto host = hostOfUrl(url->str());
+    const auto end = certificateNames.end();
+    if (host && std::find(certificateNames.begin(), end, *host) == end) {
+      certificateNames.push_back(*host);
+    }
+  }
+  if (words::kHttpDnsAddresses.view().empty()) return;
+  bootstrapAddresses = split(words::kHttpDnsAddresses.view(), " ");
+  certificateNames.push_back(words::kHttpDnsHost.str());
+}
 
 std::string routeName(Route route) {
   for (const auto& [value, name] : kRouteNames) {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "literals/literals.h"
+#include "sandbox/profile_words.h"
 #include "sandbox/service_crypto.h"
 #include "support/json_codec.h"
 #include "support/text.h"
@@ -29,10 +29,10 @@ std::optional<std::string> textEntry(const ZORValue& report, std::string_view ke
 
 bool isIdentity(const ZORValue& value) {
   for (const std::string_view key :
-       {literals::kSealedFirstInterfaceKey.view(), literals::kSealedSecondInterfaceKey.view(),
-        literals::kSealedThirdInterfaceKey.view(), literals::kSealedBluetoothAddressKey.view(),
-        literals::kSealedOtherInterfacesKey.view(), literals::kSealedHardwareUUIDKey.view(),
-        literals::kSealedSerialNumberKey.view()}) {
+       {words::kSealedFirstInterfaceKey.view(), words::kSealedSecondInterfaceKey.view(),
+        words::kSealedThirdInterfaceKey.view(), words::kSealedBluetoothAddressKey.view(),
+        words::kSealedOtherInterfacesKey.view(), words::kSealedHardwareUUIDKey.view(),
+        words::kSealedSerialNumberKey.view()}) {
     if (value.find(key) == nullptr) return false;
   }
   return true;
@@ -41,11 +41,11 @@ bool isIdentity(const ZORValue& value) {
 std::vector<std::optional<std::string>> bundleVersionCandidates(
     const ZORValue& report, const std::map<std::string, std::string>& bundleVersions) {
   std::vector<std::optional<std::string>> candidates;
-  const auto known = bundleVersions.find(
-      textEntry(report, literals::kParamBundleIdentifierKey.view()).value_or(""));
+  const auto known =
+      bundleVersions.find(textEntry(report, words::kParamBundleIdentifierKey.view()).value_or(""));
   if (known != bundleVersions.end()) candidates.emplace_back(known->second);
   candidates.emplace_back(std::nullopt);
-  if (auto shortVersion = textEntry(report, literals::kParamBundleValueKey.view())) {
+  if (auto shortVersion = textEntry(report, words::kParamBundleValueKey.view())) {
     candidates.push_back(std::move(shortVersion));
   }
   return candidates;
@@ -57,7 +57,7 @@ std::string blockKey(const std::optional<std::string>& bundleVersion,
                      const std::optional<std::string>& bundleIdentifier,
                      const std::string& collectorVersion) {
   const std::string seed =
-      formatText(literals::kKeyDerivationFormat.view(),
+      formatText(words::kKeyDerivationFormat.view(),
                  {bundleVersion, bundleIdentifier, collectorVersion, kSealFormatVersion});
   // Deliberate: as many bytes as the text has UTF-16 units, which drops the end of a text that is
   // not plain ASCII.
@@ -91,13 +91,13 @@ std::string blockKey(const std::optional<std::string>& bundleVersion,
 std::optional<UnsealedIdentity> unsealIdentity(
     const ZORValue& report, const std::map<std::string, std::string>& bundleVersions) {
   const auto sealed =
-      decodeBase64(textEntry(report, literals::kParamSealedBlockKey.view()).value_or(""));
+      decodeBase64(textEntry(report, words::kParamSealedBlockKey.view()).value_or(""));
   if (!sealed) return std::nullopt;
-  const auto identifier = textEntry(report, literals::kParamBundleIdentifierKey.view());
-  const auto version = textEntry(report, literals::kParamVersionKey.view()).value_or("");
+  const auto identifier = textEntry(report, words::kParamBundleIdentifierKey.view());
+  const auto version = textEntry(report, words::kParamVersionKey.view()).value_or("");
   for (const auto& bundleVersion : bundleVersionCandidates(report, bundleVersions)) {
     const auto clear = openZeroFilled(blockKey(bundleVersion, identifier, version),
-                                      literals::kSealVector.view(), *sealed);
+                                      words::kSealVector.view(), *sealed);
     if (!clear) continue;
     const auto identity = valueFromJson(*clear);
     if (identity && isIdentity(*identity)) return UnsealedIdentity{*identity, bundleVersion};

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "literals/literals.h"
+#include "sandbox/profile_words.h"
 
 namespace zor::sandbox {
 namespace {
@@ -101,7 +101,7 @@ ServiceAnswer changedByScript(ServiceAnswer answer, const Script& script) {
   if (script.status) answer.status = *script.status;
   if (script.body) answer.body = *script.body;
   if (script.answerHeader || script.withoutAnswerHeader) {
-    setHeader(answer.headers, literals::kHttpDnsAnswerHeader.str(),
+    setHeader(answer.headers, words::kHttpDnsAnswerHeader.str(),
               script.withoutAnswerHeader ? std::nullopt : script.answerHeader);
   }
   answer.headers.insert(answer.headers.end(), script.headers.begin(), script.headers.end());
