@@ -56,7 +56,7 @@ TEST(LiteralTable, NoTextIsReadableInTheStrippedLibrary) {
   const std::string folder = testing::makeTemporaryFolder();
   const std::string stripped = folder + "/stripped.so";
   const std::string command =
-      "strip -s -o " + stripped + " " ZOR_TEST_BINARY_DIR "/lib/libzorfingerprint.so";
+      ZOR_STRIP " -s -o " + stripped + " " ZOR_TEST_BINARY_DIR "/lib/libzorfingerprint.so";
   ASSERT_EQ(std::system(command.c_str()), 0);
   const std::string binary = fileContent(stripped);
   ASSERT_GT(binary.size(), 10000U);

@@ -1,4 +1,5 @@
 // A library to preload: replaces one function of the C library.
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -7,5 +8,5 @@
 
 extern "C" __attribute__((visibility("default"))) ssize_t readlink(const char* path, char* buffer,
                                                                    std::size_t size) {
-  return ::syscall(SYS_readlink, path, buffer, size);
+  return ::syscall(SYS_readlinkat, AT_FDCWD, path, buffer, size);
 }
