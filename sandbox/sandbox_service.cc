@@ -38,10 +38,6 @@ std::vector<std::string> listenAddresses(const SandboxSettings& settings) {
   return all;
 }
 
-bool contains(const std::vector<std::string>& list, const std::string& text) {
-  return std::find(list.begin(), list.end(), text) != list.end();
-}
-
 bool isOwnAddress(const std::string& address) {
   sockaddr_in endpoint{};
   endpoint.sin_family = AF_INET;
@@ -84,7 +80,8 @@ class SandboxService::Core final : public TlsServerDelegate {
     bool hasRemote = false;
     for (const std::string& address : addresses) {
       if (isLoopbackAddress(address)) continue;
-      if (!contains(settings->bootstrapAddresses, address)) {
+      const auto& known = settings->bootstrapAddresses;
+      if (std::find(known.begin(), known.end(), address) == known.end()) {
         return address + " is not a loopback address (127.0.0.0/8)";
       }
       hasRemote = true;

@@ -21,6 +21,8 @@ enum class LockRank : std::uint8_t {
   installationIdentifier,  // The installation identifier that was found.
   storeFile,               // The store file's `mutex`.
   userDefaults,            // The user defaults in memory.
+  timedRead,               // The runs of a read that a device can hold up.
+  readRun,                 // What one of these runs has found.
   networkModule,           // The opening of the network module.
   loader,                  // The requests that wait for the loader's thread.
   connections,             // The sockets of the loader's connections.

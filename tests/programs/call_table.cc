@@ -10,6 +10,6 @@ struct CallTable {
   ssize_t (*readlink)(const char*, char*, size_t);
 };
 // Kept though nothing in the program reads it.
-extern const CallTable kCallTable __attribute__((used, retain));
-const CallTable kCallTable = {open, read, close, readlink};
+extern const CallTable kCallTable;
+__attribute__((used, retain)) const CallTable kCallTable = {open, read, close, readlink};
 }

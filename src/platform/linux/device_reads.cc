@@ -1,24 +1,9 @@
 #include "platform/linux/device_reads.h"
 
-#include <unistd.h>
-
-#include <atomic>
-
 #include "platform/posix/network_posix.h"
+#include "support/process_generation.h"
 
 namespace zor {
-namespace {
-
-struct ReadsOfProcess {
-  explicit ReadsOfProcess(const ReadsOfProcess* others) : parents(others) {}
-
-  const pid_t process = ::getpid();
-  DeviceReads reads;
-  const ReadsOfProcess* const parents;  // Left as they were at the fork.
-};
-
-}  // namespace
-
 std::vector<TimedReadBase*> DeviceReads::all() {
   return {&usbTexts, &powerSource, &bluetooth, &wifi, &interfaceAddresses, &interfaceFacts};
 }
@@ -45,17 +30,10 @@ void DeviceReads::readAddressesOfInterfaces(Draft<InterfaceAddresses>& draft) {
   draft.set(readInterfaceAddresses());
 }
 
-// Never destroyed: a thread that is held up comes back to them.
+// A child of a fork has none of the threads that were held up, and begins afresh.
 DeviceReads& deviceReads() {
-  static std::atomic<ReadsOfProcess*> current{nullptr};
-  ReadsOfProcess* reads = current.load(std::memory_order_acquire);
-  while (reads == nullptr || reads->process != ::getpid()) {
-    auto* fresh = new ReadsOfProcess(reads);
-    if (current.compare_exchange_strong(reads, fresh, std::memory_order_acq_rel))
-      return fresh->reads;
-    delete fresh;
-  }
-  return reads->reads;
+  static constinit PerProcess<DeviceReads> reads;
+  return reads.get();
 }
 
 }  // namespace zor

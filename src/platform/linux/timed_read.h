@@ -43,8 +43,8 @@ class ReadRun {
   void repeatNotes() ZOR_EXCLUDES(_mutex);
 
  protected:
-  // Guards what belongs to the run, its value included. Taken after the mutex of the read.
-  Mutex _mutex;
+  // Guards what belongs to the run, its value included.
+  Mutex _mutex{LockRank::readRun};
 
  private:
   ConditionVariable _done ZOR_GUARDED_BY(_mutex);
@@ -111,7 +111,7 @@ class TimedReadBase {
   const std::string _label;
   const std::chrono::milliseconds _limit;
   // Guards the members below. Not held while a reader runs.
-  Mutex _mutex;
+  Mutex _mutex{LockRank::timedRead};
   std::shared_ptr<ReadRun> _current ZOR_GUARDED_BY(_mutex);
   std::shared_ptr<ReadRun> _arrived ZOR_GUARDED_BY(_mutex);
 };
