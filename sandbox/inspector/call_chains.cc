@@ -1,6 +1,7 @@
 #include "sandbox/inspector/call_chains.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace zor::sandbox {
 namespace {
@@ -14,37 +15,47 @@ bool asksForFingerprint(Route route) {
 
 bool belongsToCalls(Route route) { return route != Route::pingback && route != Route::unknown; }
 
-// A request takes the place of the handshake of its connection, if that is the try before it.
-bool continuesTry(const ChainTry& last, const ChainEvent& handshake, const ChainEvent& request) {
-  return !request.isHandshake && last.id == handshake.id && handshake.isHandshake &&
-         handshake.run == request.run && handshake.connection == request.connection;
+// The backup list is fetched beside the other tries, at any moment: it ends none of them.
+bool isBeside(const ChainEvent& event) { return event.route == Route::backupService; }
+
+// The try that `request` goes on with: the one that its connection was opened for. Null: it is the
+// first of that connection in this call no longer, or the handshake belongs to another call.
+ChainTry* openedFor(CallChain& call, const ChainEvent& request) {
+  if (request.isHandshake) return nullptr;
+  const auto found = std::find_if(call.tries.rbegin(), call.tries.rend(), [&](const auto& one) {
+    return one.isHandshake && one.run == request.run && one.connection == request.connection;
+  });
+  return found != call.tries.rend() ? &*found : nullptr;
 }
 
 bool startsCall(const CallChain& call, const ChainEvent& event) {
   if (event.timeMs - call.tries.back().endMs > kLongestPauseMs) return true;
   if (event.route != Route::name) return false;
-  return call.succeeded || std::any_of(call.tries.begin(), call.tries.end(),
-                                       [](const auto& one) { return one.route != Route::name; });
+  return call.succeeded || std::any_of(call.tries.begin(), call.tries.end(), [](const auto& one) {
+           return one.route != Route::name && !isBeside(one);
+         });
 }
 
 void addTry(CallChain& call, const ChainEvent& event) {
-  if (!call.tries.empty()) call.tries.back().endMs = event.timeMs;
-  call.tries.push_back({event.id, event.route, event.timeMs, event.timeMs, event.succeeded,
-                        event.address, event.result});
+  const auto last = std::find_if_not(call.tries.rbegin(), call.tries.rend(), isBeside);
+  if (last != call.tries.rend() && !isBeside(event)) last->endMs = event.timeMs;
+  ChainTry added;
+  static_cast<ChainEvent&>(added) = event;
+  added.endMs = event.timeMs;
+  call.tries.push_back(std::move(added));
 }
 
 }  // namespace
 
 std::vector<CallChain> callChains(const std::vector<ChainEvent>& events) {
   std::vector<CallChain> calls;
-  ChainEvent before;
   for (const ChainEvent& event : events) {
     if (!belongsToCalls(event.route)) continue;
-    if (!calls.empty() && continuesTry(calls.back().tries.back(), before, event)) {
-      ChainTry& last = calls.back().tries.back();
-      const std::int64_t start = last.startMs;
-      last = {event.id,        event.route,   start,       event.timeMs,
-              event.succeeded, event.address, event.result};
+    if (ChainTry* const opened = calls.empty() ? nullptr : openedFor(calls.back(), event)) {
+      const std::int64_t start = opened->timeMs;
+      static_cast<ChainEvent&>(*opened) = event;
+      opened->timeMs = start;
+      opened->endMs = std::max(opened->endMs, event.timeMs);
     } else {
       if (calls.empty() || startsCall(calls.back(), event)) calls.emplace_back();
       addTry(calls.back(), event);
@@ -52,7 +63,6 @@ std::vector<CallChain> callChains(const std::vector<ChainEvent>& events) {
     if (!event.isHandshake && event.succeeded && asksForFingerprint(event.route)) {
       calls.back().succeeded = true;
     }
-    before = event;
   }
   return calls;
 }

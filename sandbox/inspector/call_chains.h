@@ -24,15 +24,10 @@ struct ChainEvent {
   std::string result = {};  // In words.
 };
 
-struct ChainTry {
-  std::int64_t id = 0;  // Of the request, or of the handshake when no request came.
-  Route route = Route::unknown;
-  std::int64_t startMs = 0;
+// Its request, or its handshake when no request came; the time is that of the first of them.
+struct ChainTry : ChainEvent {
   // When the client went on: the next try's start. For the last try the time of its request.
   std::int64_t endMs = 0;
-  bool succeeded = false;
-  std::string address = {};
-  std::string result = {};
 };
 
 struct CallChain {
@@ -41,8 +36,8 @@ struct CallChain {
 };
 
 // The calls in `events`, which come oldest first; so do the calls. A call starts with a try by name
-// that follows a success, another way or a pause of more than two minutes. Calls that clients make
-// at the same moment are taken for one.
+// that follows a success, another way to a fingerprint, or a pause of more than two minutes. Calls
+// that clients make at the same moment are taken for one.
 std::vector<CallChain> callChains(const std::vector<ChainEvent>& events);
 
 }  // namespace zor::sandbox

@@ -15,8 +15,8 @@
 namespace zor::sandbox {
 namespace {
 
-constexpr std::size_t kMaxKeptBytes = 1024 * 1024;      // Of a body, an answer or a report.
-constexpr std::size_t kMaxShownBytes = 256 * 1024;      // Of one of them in an answer of the page.
+constexpr std::size_t kMaxKeptBytes = 1U << 20U;        // Of a body, an answer or a report.
+constexpr std::size_t kMaxShownBytes = 1U << 18U;       // Of one of them in an answer of the page.
 constexpr std::size_t kMaxShownInList = 200;            // Of an answer in the list.
 constexpr std::int64_t kMaxExchanges = 100'000;         // The oldest go first.
 constexpr std::int64_t kExchangesBetweenPrunings = 64;  // Each looks at the whole table.
@@ -494,7 +494,9 @@ std::vector<ChainEvent> ExchangeStore::chainEvents(int limit) {
     event.route = routeFromName(rows.text(4)).value_or(Route::unknown);
     event.isHandshake = rows.text(5) == "handshake";
     const std::string outcome = rows.text(6);
-    event.succeeded = outcome == "answered" || outcome == "opened";
+    // Of the faults only a delay leaves the answer as it was.
+    const bool isLate = rows.text(10).find("=delay:") != std::string::npos;
+    event.succeeded = outcome == "answered" || outcome == "opened" || isLate;
     event.address = rows.text(8);
     event.result = rows.text(rows.isNull(10) || rows.text(10).empty() ? 9 : 10);
     events.push_back(std::move(event));

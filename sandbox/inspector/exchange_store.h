@@ -32,7 +32,7 @@ struct ExchangeFilter {
 class ExchangeStore {
  public:
   // Opens or makes exchanges.db in `folder`. On failure nothing is returned and `problem` names the
-  // file and says why; the file is as it was.
+  // file and says why; its content is as it was.
   static std::unique_ptr<ExchangeStore> open(const std::filesystem::path& folder,
                                              std::string& problem);
   ~ExchangeStore();

@@ -124,7 +124,7 @@ std::string typeOf(const std::string& name) {
 ZORValue tryValue(const ChainTry& one) {
   return ZORValue::dictionary({{"id", one.id},
                                {"route", routeName(one.route)},
-                               {"startMs", one.startMs},
+                               {"startMs", one.timeMs},
                                {"endMs", one.endMs},
                                {"succeeded", one.succeeded},
                                {"address", one.address},

@@ -31,7 +31,7 @@ namespace http = boost::beast::http;
 using asio::ip::tcp;
 using boost::system::error_code;
 
-constexpr std::uint64_t kBodyLimitBytes = 64 * 1024;
+constexpr std::uint64_t kBodyLimitBytes = 1U << 16U;
 constexpr std::uint32_t kHeaderLimitBytes = 16 * 1024;
 constexpr std::size_t kMaxSessions = 64;
 constexpr std::size_t kMaxUnreadEvents = 1000;
@@ -168,7 +168,7 @@ class Session : public std::enable_shared_from_this<Session> {
     if (error) return refuseUnread(error);
     const Request& request = _parser->get();
     PageAnswer answer = _gate.answer(request);
-    if (answer.isStream) return startStream(std::move(answer.body));
+    if (answer.isStream) return startStream(answer.body);
     send(std::move(answer), request.keep_alive(), request.method() == http::verb::head);
   }
 
@@ -204,7 +204,7 @@ class Session : public std::enable_shared_from_this<Session> {
                       });
   }
 
-  void startStream(std::string firstEvents) {
+  void startStream(const std::string& firstEvents) {
     _isListener = true;
     _stream.expires_never();
     _response = Response();

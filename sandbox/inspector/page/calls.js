@@ -29,7 +29,7 @@ function card(call) {
   const first = call.tries[0];
   const last = call.tries.at(-1);
   const answer = call.tries.filter((one) => one.succeeded &&
-      ['name', 'address', 'backup-address'].includes(one.route)).at(-1);
+      ['name', 'address', 'backup-address'].includes(one.route))[0];
   return h('article', {class: 'card call'}, h('header', {},
       h('h2', {}, call.succeeded ? `Answered by ${routeWords[answer.route]}` : 'No answer'),
       h('p', {class: 'under'}, timeElement(first.startMs, dateAndClock(first.startMs)), ' · ',
