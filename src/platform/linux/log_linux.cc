@@ -2,8 +2,9 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
-#include <ctime>
+#include <string>
 
 #include "platform/linux/linux_ports.h"
 
@@ -29,19 +30,26 @@ void writeWithoutSignal(int descriptor, const std::string& text) {
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-// "Nov 22 20:31:05 zorfp[1234]: line", as the system logger prints it, on standard error.
+// The time in UTC, as in "2026-11-22T20:31:05Z". The C library's own conversions take a lock that
+// stays held in the child of a fork.
+std::string timestamp() {
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  const auto day = std::chrono::floor<std::chrono::days>(now);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss<std::chrono::seconds> time(now - day);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+                static_cast<int>(time.seconds().count()));
+  return text;
+}
+
+// "2026-11-22T20:31:05Z zorfp[1234]: line" on standard error.
 class LinuxLog final : public LogPort {
  public:
   void writeLine(const std::string& line) override {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    ::localtime_r(&now, &local);
-    constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    char stamp[64];  // Not strftime: month names would follow the host's locale.
-    std::snprintf(stamp, sizeof stamp, "%s %2d %02d:%02d:%02d ", kMonths[local.tm_mon],
-                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec);
-    const std::string text = stamp + std::string(program_invocation_short_name) + "[" +
+    const std::string text = timestamp() + " " + program_invocation_short_name + "[" +
                              std::to_string(::getpid()) + "]: " + line + "\n";
     // One write, so that lines of several threads stay whole. A closed standard error loses them.
     writeWithoutSignal(STDERR_FILENO, text);
