@@ -1,3 +1,4 @@
+#include "sandbox/known_machines.h"
 #include "sandbox/profile_words.h"
 #include "sandbox/service_crypto.h"
 #include "sandbox/services.h"
@@ -7,7 +8,6 @@
 namespace zor::sandbox {
 namespace {
 
-constexpr std::size_t kFingerprintDigits = 48;
 constexpr std::size_t kReportEntries = 23;
 
 // What the answer's status says beside 0, which is success.
@@ -69,11 +69,17 @@ std::int64_t millisecondsSince1970(std::chrono::system_clock::time_point time) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
 }
 
+// Of all services in this process; a machine is the same to each of them.
+KnownMachines& knownMachines() {
+  static auto& machines = *new KnownMachines;
+  return machines;
+}
+
 ServiceAnswer issue(const SandboxSettings& settings, const ZORValue& report) {
   const auto unsealed = unsealIdentity(report, settings.bundleVersions);
-  const std::string fingerprint =
-      sha256Hex("sandbox fingerprint " + jsonForDisplay(unsealed ? unsealed->identity : report))
-          .substr(0, kFingerprintDigits);
+  // A report that does not open is the only thing known of its machine.
+  const std::string fingerprint = unsealed ? knownMachines().fingerprintOf(unsealed->identity)
+                                           : KnownMachines::newFingerprint(report);
   ServiceAnswer answer;
   answer.headers.emplace_back("Content-Type", "application/json");
   const auto data =

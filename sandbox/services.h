@@ -24,9 +24,9 @@ struct ServiceAnswer {
   ZORValue details = {};
 };
 
-// The fingerprint service: checks the signature, reads the report, opens the identity and issues a
-// fingerprint. The same identity always gets the same fingerprint; a report whose identity does not
-// open gets one of the whole report.
+// The fingerprint service: checks the signature, reads the report, opens the identity and issues
+// the fingerprint of the machine that it belongs to, as KnownMachines tells. A report whose
+// identity does not open gets one that follows from the whole report.
 ServiceAnswer answerFingerprintRequest(const SandboxSettings& settings, const std::string& method,
                                        const std::string& body);
 

@@ -1,0 +1,44 @@
+// Which machine an identity belongs to: an example of what a fingerprint service does with it.
+#ifndef ZOR_SANDBOX_KNOWN_MACHINES_H_
+#define ZOR_SANDBOX_KNOWN_MACHINES_H_
+
+#include <ZORFingerPrint/ZORValue.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/mutex.h"
+
+namespace zor::sandbox {
+
+// The machines that were seen, for as long as this object lives. Callable from any thread.
+class KnownMachines {
+ public:
+  // The fingerprint of the machine that `identity` (the seven entries) describes. A known machine
+  // keeps its fingerprint if at least half of its strong parts are still there: the hardware
+  // addresses, the hardware UUID, the serial number. Where both have hardware addresses, one of
+  // these must be the same, which tells the clones of a virtual machine apart. Any other identity
+  // is that of a new machine, whose fingerprint follows from it.
+  std::string fingerprintOf(const ZORValue& identity) ZOR_EXCLUDES(_mutex);
+
+  // The same for the same description.
+  static std::string newFingerprint(const ZORValue& description);
+
+ private:
+  struct Machine {
+    std::set<std::string> addresses;  // Network and Bluetooth.
+    std::set<std::string> others;     // Each with its role.
+    std::string fingerprint = {};
+  };
+
+  static Machine describedBy(const ZORValue& identity);
+  static bool isSameMachine(const Machine& known, const Machine& seen);
+
+  Mutex _mutex;
+  std::vector<Machine> _machines ZOR_GUARDED_BY(_mutex);  // The latest seen last.
+};
+
+}  // namespace zor::sandbox
+
+#endif  // ZOR_SANDBOX_KNOWN_MACHINES_H_
