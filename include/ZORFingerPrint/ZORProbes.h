@@ -1,10 +1,11 @@
 // What this machine, its system and this process are, one function for each fact.
 //
-// Every function reads the machine afresh at each call and answers within milliseconds: none starts
-// a program, a scan or a name look-up. What is not there, or may not be read by this user, is
-// absent; nothing but std::bad_alloc is thrown and nothing is logged. All are callable from any
-// thread. Dictionaries with a fixed number of entries have their keys from the operator's profile,
-// given here in the order of the entries.
+// Every function reads the machine afresh at each call and normally answers within milliseconds:
+// none starts a program, a scan or a name look-up. A device can be slow to answer, or never answer;
+// on Linux a function waits for it at most 0.6 seconds and then counts the value as absent. What is
+// not there, or may not be read by this user, is absent; nothing but std::bad_alloc is thrown and
+// nothing is logged. All are callable from any thread. Dictionaries with a fixed number of entries
+// have their keys from the operator's profile, given here in the order of the entries.
 #ifndef ZORFINGERPRINT_ZORPROBES_H_
 #define ZORFINGERPRINT_ZORPROBES_H_
 
@@ -35,7 +36,7 @@ inline std::optional<std::string> getPropertyInservice(const char* key, const ch
 // An upper-case UUID of the machine, the same for every user.
 ZOR_EXPORT std::optional<std::string> getHardwareUDID();
 
-// As the firmware states it. On Linux only root may read it.
+// As the firmware states it. On a PC with Linux only root may read it.
 ZOR_EXPORT std::optional<std::string> getHardwareSerialNumber();
 
 // As the firmware states them: the product's name, its model (on Linux the product's version), and
@@ -88,7 +89,7 @@ ZOR_EXPORT std::uint64_t getCpuCount();
 ZOR_EXPORT std::optional<std::string> getCPUBrand();
 
 // The named kernel value as text, up to its first NUL. Absent: no such name (a null one included),
-// or the value is no UTF-8. Linux knows the names that the other functions need.
+// or the value is not valid UTF-8. Linux knows only the names that the other functions need.
 ZOR_EXPORT std::optional<std::string> _getSysInfoByName(const char* name);
 
 // A dictionary of four entries for the first power source of the machine itself: charge, full
@@ -103,12 +104,14 @@ ZOR_EXPORT std::map<std::string, std::string> getPaths();
 // Network.
 
 // Interface name to permanent hardware address ("00:1A:2B:3C:4D:5E") of every interface that is
-// backed by a device. Absent when there is none. An interface whose device cannot be found is
-// skipped with a line on standard output.
+// backed by a device. On Linux without those whose driver makes their address up, and without
+// wireless ones that do not join networks (access points, monitors). Absent when there is none. An
+// interface whose device cannot be found is skipped with a line on standard output.
 ZOR_EXPORT std::optional<std::map<std::string, std::string>> getMacAddress();
 
-// IPv4 and IPv6 addresses of the two designated interfaces, in the system's order, repeats kept.
-// An IPv6 text is spelled from the 16 bytes that begin four bytes before the address, as the
+// IPv4 and IPv6 addresses of two interfaces, in the system's order, repeats kept. On macOS these
+// are en0 and en1; on Linux that of the default route and the first wired or wireless one beside
+// it. An IPv6 text is spelled from the 16 bytes that begin four bytes before the address, as the
 // services expect it: 2001:db8:1:2:3:4:5:6 with flow label 0 reads ::2001:db8:1:2:3:4.
 ZOR_EXPORT std::vector<std::string> getIPAddresses();
 

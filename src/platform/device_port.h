@@ -54,7 +54,7 @@ class ReadAhead {
 // and noted in the probe's trace.
 //
 // May block: a device can be slow to answer, or never answer. On Linux no call waits longer than
-// 0.3 seconds; what has not answered by then is absent and noted in the probe's trace, and the next
+// 0.6 seconds; what has not answered by then is absent and noted in the probe's trace, and the next
 // call takes what has arrived meanwhile. On macOS the platform sets no limit.
 class DevicePort {
  public:

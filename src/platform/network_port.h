@@ -51,8 +51,8 @@ class NetworkPort {
   virtual std::optional<std::string> addressText(AddressFamily family, const std::uint8_t* bytes,
                                                  std::size_t size) = 0;
 
-  // IPv4 name servers in configuration order, dotted quads, from a resolver state of its own.
-  // nullopt: the configuration could not be read; empty: none is configured.
+  // IPv4 name servers in configuration order, dotted quads. The process's own resolver state is not
+  // touched. nullopt: the configuration could not be read; empty: none is configured.
   virtual std::optional<std::vector<std::string>> nameServers() = 0;
 };
 

@@ -1,4 +1,4 @@
-// Lets whoever runs a probe learn where its value comes from.
+// Shows where the value of a probe comes from.
 //
 // Probes take no arguments and answer a value or nothing. A caller that wants to tell "needs root"
 // from "not there" puts a ProbeTrace on its thread; the backends note in it what they read.
@@ -20,7 +20,7 @@ class ProbeTrace {
 
   // The sources read so far, in order and without repeats, separated by ", ".
   const std::string& sources() const { return _sources; }
-  // Whether something was there and could not be read for want of permission.
+  // Whether something is there that this user may not read.
   bool denied() const { return _denied; }
   // Whether something did not answer in time.
   bool late() const { return _late; }

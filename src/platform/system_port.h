@@ -19,7 +19,7 @@ struct FileSystemFigures {
   std::uint64_t availableBlocks = 0;  // To unprivileged users.
 };
 
-// Callable from any thread. Texts are well-formed UTF-8; what is not yields nullopt.
+// Callable from any thread. Texts are valid UTF-8; a text that is not yields nullopt.
 class SystemPort {
  public:
   virtual ~SystemPort() = default;
@@ -48,7 +48,7 @@ class SystemPort {
   // terminating NUL. nullopt: no such name.
   virtual std::optional<Data> namedValue(const std::string& name) = 0;
 
-  // The process's environment as it is now; variables whose value is no UTF-8 are left out.
+  // The process's environment as it is now; variables whose value is not valid UTF-8 are left out.
   virtual std::map<std::string, std::string> environment() = 0;
 };
 

@@ -28,7 +28,7 @@ std::uint64_t storageBytes(const std::optional<FileSystemFigures>& figures);
 // purpose). 0 for any other size.
 std::uint64_t cpuCount(const Data& value);
 
-// The text before the first NUL, or all of it; nullopt when that is no UTF-8.
+// The text before the first NUL, or all of it; nullopt if that is not valid UTF-8.
 std::optional<std::string> namedValueText(const Data& value);
 
 // The four entries of a power source. Numbers have 32 bits; a wider one keeps its low half.

@@ -13,7 +13,7 @@
 namespace zor {
 
 struct ControllerInfo {
-  std::optional<std::string> name;     // nullopt: none was given, or it is no UTF-8.
+  std::optional<std::string> name;     // nullopt: none was given, or not valid UTF-8.
   std::optional<std::string> address;  // "00:1A:2B:3C:4D:5E"; nullopt: not configured.
 };
 

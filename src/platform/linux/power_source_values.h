@@ -14,7 +14,7 @@ namespace zor {
 using SupplyAttribute = std::function<std::optional<std::string>(const std::string& key)>;
 
 // Whether it feeds the machine itself: a battery or an uninterruptible supply that is in its place
-// and not part of a mouse or another peripheral. A mains adapter is no source of its own.
+// and not part of a mouse or another peripheral. A mains adapter is not a source of its own.
 bool isMachinePowerSource(const SupplyAttribute& attribute);
 
 // The charge is in percent (of energy or electric charge where the kernel shows no percentage), so
