@@ -291,7 +291,7 @@ std::string settle(Findings findings, const std::string& application, ZORError* 
   const bool isFinal = findings.status.isSuccess();
   const Status kept = isFinal ? keep(*identifier, findings, application) : findings.status;
   storeOutcome(error, describeOutcome(findings, application));
-  const std::string value =
+  std::string value =
       findings.optOutDate ? literals::kSharedOptedOutPlaceholder.str() : *identifier;
   if (isFinal) madeUp.clear();
   remember(isFinal ? value : "", kept);

@@ -143,7 +143,7 @@ Status LinuxDefaults::removeIfStill(const std::vector<std::string>& keys, const 
   return apply(std::move(waiting));
 }
 
-Status LinuxDefaults::apply(WaitingChanges changes) {
+Status LinuxDefaults::apply(WaitingChanges&& changes) {
   State& state = _state.get();
   const Status seen = refresh(state);
   bool storable = true;

@@ -90,7 +90,7 @@ class LinuxDefaults final : public DefaultsPort {
     std::set<std::string> loggedReasons ZOR_GUARDED_BY(mutex);
   };
 
-  Status apply(WaitingChanges changes);
+  Status apply(WaitingChanges&& changes);
   // Puts the changes that wait into the file.
   Status commit(State& state) ZOR_EXCLUDES(state.mutex);
   static Status rewrite(const std::string& path, const WaitingChanges& changes);
