@@ -69,7 +69,7 @@ int check(const std::string& path) {
 }
 
 std::string shownText(const ZORValue& document, const ProfileEntry& entry, bool withKeys) {
-  const std::string text = profileText(document, entry.name);
+  std::string text = profileText(document, entry.name);
   if (!entry.isSecret || withKeys) return text;
   return "(" + std::to_string(text.size()) + " bytes)";
 }

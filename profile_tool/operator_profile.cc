@@ -57,7 +57,9 @@ bool hasForm(const std::string& text, const ZORValue& form) {
   for (const ZORValue& alternative : form["patterns"].elements()) {
     std::string pattern = *alternative.text();
     for (const auto& [part, meaning] : schema()["parts"].entries()) {
-      pattern = replaced(std::move(pattern), "<" + part + ">", *meaning.text());
+      std::string place = "<";
+      place.append(part).append(">");
+      pattern = replaced(std::move(pattern), place, *meaning.text());
     }
     if (std::regex_search(text, std::regex(pattern))) return true;
   }
@@ -317,7 +319,7 @@ std::optional<ZORValue> readProfile(const std::string& path, std::string& proble
   }
   problem.clear();
   for (const std::string& one : problemsOfProfile(*document)) {
-    problem += (problem.empty() ? "" : "\n") + path + ": " + one;
+    problem.append(problem.empty() ? "" : "\n").append(path).append(": ").append(one);
   }
   return problem.empty() ? std::move(document) : std::nullopt;
 }
