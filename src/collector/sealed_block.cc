@@ -10,6 +10,7 @@
 #include "platform/ports.h"
 #include "support/json_codec.h"
 #include "support/text.h"
+#include "support/wiped.h"
 
 namespace zor {
 namespace {
@@ -56,15 +57,10 @@ void stirKey(std::string_view bytes, std::uint32_t hostInfoHash, const Rolled& r
 
 static_assert(decltype(literals::kSealVector)::length() == kAesBlockBytes);
 
-AesBlock sealVector() {
-  AesBlock vector{};
-  const std::string_view text = literals::kSealVector.view();
-  std::copy(text.begin(), text.end(), vector.begin());
-  return vector;
-}
-
 std::optional<Data> cipher(CipherOperation operation, const AesKey& key, const Data& input) {
-  return ports().crypto.aes128Cbc(operation, key, sealVector(), input);
+  AesBlock vector = literals::kSealVector.copyToWipe();
+  const WipedAtEnd vectorIsWiped(vector);
+  return ports().crypto.aes128Cbc(operation, key, vector, input);
 }
 
 // The address of a designated interface; null when there is no such interface.
@@ -122,19 +118,28 @@ ZORValue identityBlock(const HardwareIdentity& identity, const DesignatedInterfa
 
 std::optional<std::string> sealText(const std::optional<std::string>& json, const AesKey& key) {
   if (!json || json->empty()) return std::nullopt;
-  const auto sealed = cipher(CipherOperation::encrypt, key, zeroPadded(utf8Bytes(*json)));
+  Data clear = zeroPadded(utf8Bytes(*json));
+  const WipedAtEnd clearIsWiped(clear);
+  const auto sealed = cipher(CipherOperation::encrypt, key, clear);
   if (!sealed) return std::nullopt;
   return ports().crypto.base64Encode(*sealed);
 }
 
 std::optional<std::string> sealBlock(const ZORValue& block) {
-  return sealText(jsonFromValue(block), hostBlockKey());
+  auto json = jsonFromValue(block);
+  if (!json) return std::nullopt;
+  const WipedAtEnd jsonIsWiped(*json);
+  AesKey key = hostBlockKey();
+  const WipedAtEnd keyIsWiped(key);
+  return sealText(json, key);
 }
 
 std::optional<ZORValue> openSealedBlock(const std::string& text) {
   const auto sealed = ports().crypto.base64Decode(text);
   if (!sealed || sealed->empty()) return std::nullopt;
-  auto clear = cipher(CipherOperation::decrypt, hostBlockKey(), *sealed);
+  AesKey key = hostBlockKey();
+  const WipedAtEnd keyIsWiped(key);
+  auto clear = cipher(CipherOperation::decrypt, key, *sealed);
   if (!clear) return std::nullopt;
   const auto json = textFromUtf8(withoutTrailingZeros(std::move(*clear)));
   auto block = json ? valueFromJson(*json) : std::nullopt;

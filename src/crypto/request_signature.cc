@@ -10,6 +10,7 @@
 #include "platform/ports.h"
 #include "support/ascii.h"
 #include "support/text.h"
+#include "support/wiped.h"
 
 namespace zor {
 
@@ -19,9 +20,12 @@ std::optional<std::string> calcSignature(const std::optional<std::string>& text)
   if (!text) return std::nullopt;
   // The key is never kept in clear. A literal that is no sealed text leaves an empty key, whose
   // signature the service refuses.
-  const std::string key = dfp_decrypt_text(literals::kSigningKey.str()).value_or("");
+  std::string key = dfp_decrypt_text(literals::kSigningKey.str()).value_or("");
+  const WipedAtEnd keyIsWiped(key);
+  Data keyBytes = utf8Bytes(key);
+  const WipedAtEnd bytesAreWiped(keyBytes);
   const std::string message = *text + platformLabel() + versionLabel();
-  const Sha1Digest digest = ports().crypto.hmacSha1(utf8Bytes(key), utf8Bytes(message));
+  const Sha1Digest digest = ports().crypto.hmacSha1(keyBytes, utf8Bytes(message));
   const auto hex = data2HexData(Data(digest.begin(), digest.end()));
   if (!hex) return std::nullopt;
   return textFromUtf8(*hex);

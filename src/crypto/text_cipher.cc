@@ -1,12 +1,11 @@
 #include "crypto/text_cipher.h"
 
-#include <algorithm>
-#include <string_view>
 #include <utility>
 
 #include "literals/literals.h"
 #include "platform/ports.h"
 #include "support/text.h"
+#include "support/wiped.h"
 
 namespace zor {
 namespace {
@@ -16,12 +15,10 @@ static_assert(decltype(literals::kTextCipherVector)::length() == kAesBlockBytes)
 
 // Both directions take the one key and vector: what one writes the other must read.
 std::optional<Data> cipher(CipherOperation operation, const Data& input) {
-  const std::string_view keyText = literals::kTextCipherKey.view();
-  const std::string_view vectorText = literals::kTextCipherVector.view();
-  AesKey key{};
-  AesBlock vector{};
-  std::copy(keyText.begin(), keyText.end(), key.begin());
-  std::copy(vectorText.begin(), vectorText.end(), vector.begin());
+  AesKey key = literals::kTextCipherKey.copyToWipe();
+  const WipedAtEnd keyIsWiped(key);
+  AesBlock vector = literals::kTextCipherVector.copyToWipe();
+  const WipedAtEnd vectorIsWiped(vector);
   return ports().crypto.aes128Cbc(operation, key, vector, input);
 }
 
@@ -40,7 +37,9 @@ std::optional<std::string> dfp_decrypt_text(const std::optional<std::string>& te
   if (!sealed || sealed->empty()) return std::nullopt;
   auto bytes = cipher(CipherOperation::decrypt, *sealed);
   if (!bytes) return std::nullopt;
-  return textFromUtf8(withoutTrailingZeros(std::move(*bytes)));
+  Data clear = withoutTrailingZeros(std::move(*bytes));
+  const WipedAtEnd clearIsWiped(clear);  // It may be the signing key.
+  return textFromUtf8(clear);
 }
 
 Data zeroPadded(Data bytes) {

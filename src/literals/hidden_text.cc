@@ -15,6 +15,11 @@ void HiddenTextBase::reveal(const char* scrambled, char* clear, std::size_t size
     if (state == own) std::this_thread::yield();  // Another thread is at it, for a moment.
     state = _state.load(std::memory_order_acquire);
   }
+  unscramble(scrambled, clear, size);
+  _state.store(kRevealed, std::memory_order_release);
+}
+
+void HiddenTextBase::unscramble(const char* scrambled, char* clear, std::size_t size) const {
   // The volatile read keeps an optimizer that sees the bytes and the key from folding the clear
   // text back into the binary.
   std::uint32_t key = *const_cast<const volatile std::uint32_t*>(&_key);
@@ -22,7 +27,6 @@ void HiddenTextBase::reveal(const char* scrambled, char* clear, std::size_t size
     key = nextKey(key);
     clear[index] = static_cast<char>(static_cast<unsigned char>(scrambled[index]) ^ (key & 0xFF));
   }
-  _state.store(kRevealed, std::memory_order_release);
 }
 
 }  // namespace zor

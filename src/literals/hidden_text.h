@@ -2,6 +2,7 @@
 #ifndef ZOR_LITERALS_HIDDEN_TEXT_H_
 #define ZOR_LITERALS_HIDDEN_TEXT_H_
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -23,6 +24,8 @@ class HiddenTextBase {
   void revealOnce(const char* scrambled, char* clear, std::size_t size) const {
     if (_state.load(std::memory_order_acquire) != kRevealed) reveal(scrambled, clear, size);
   }
+
+  void unscramble(const char* scrambled, char* clear, std::size_t size) const;
 
   // One step of the key stream.
   static constexpr std::uint32_t nextKey(std::uint32_t key) {
@@ -63,6 +66,13 @@ class HiddenText : public HiddenTextBase {
   }
   std::string_view view() const { return {c_str(), Size - 1}; }
   std::string str() const { return std::string(view()); }
+
+  // A copy without the NUL for the caller to wipe. Nothing of it is kept here; for secrets.
+  std::array<std::uint8_t, Size - 1> copyToWipe() const {
+    std::array<std::uint8_t, Size - 1> copy;
+    unscramble(_scrambled, reinterpret_cast<char*>(copy.data()), copy.size());
+    return copy;
+  }
 
   // In bytes, without revealing the text.
   static constexpr std::size_t length() { return Size - 1; }

@@ -6,16 +6,21 @@
 
 #include <array>
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
+#include "crypto/text_cipher.h"
+#include "literals/literals.h"
 #include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
+#include "tests/fakes/temporary_folder.h"
 
 namespace zor {
 namespace {
@@ -100,6 +105,37 @@ TEST(HiddenText, TheChildOfAForkReadsTextsThatAThreadOfItsParentWasRevealing) {
               0);
     revealing.join();
   }
+}
+
+// The texts in the form that zor_scanned_host takes.
+std::string inverted(std::string_view text) {
+  std::string hex = " ";
+  for (const char byte : text) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(byte) ^ 0xFFU);
+    hex += digits;
+  }
+  return hex;
+}
+
+TEST(HiddenText, KeysAreGoneFromTheMemoryOfAHostAfterItsCall) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "sanitizers map terabytes and keep freed memory";
+#endif
+  const testing::TemporaryFolder home;
+  const auto found = [&home](const std::string& texts) {
+    const std::string command =
+        "HOME=" + home.path + " " ZOR_TEST_BINARY_DIR "/bin/zor_scanned_host" + texts;
+    return WEXITSTATUS(std::system(command.c_str()));
+  };
+  const std::string signingKey =
+      dfp_decrypt_text(literals::kSigningKey.str()).value_or("no such key");
+  EXPECT_EQ(found(inverted(literals::kTextCipherKey.view()) +
+                  inverted(literals::kTextCipherVector.view()) +
+                  inverted(literals::kSealVector.view()) + inverted(signingKey)),
+            0);
+  EXPECT_EQ(found(inverted(literals::kFingerprintURL.view())), 1)
+      << "The scan finds what is there.";
 }
 
 }  // namespace

@@ -5,12 +5,14 @@
 #include <nettle/md5.h>
 
 #include "platform/linux/linux_ports.h"
+#include "support/wiped.h"
 
 namespace zor {
 namespace {
 
 Data encrypted(const AesKey& key, AesBlock vector, const Data& input) {
   aes128_ctx context;
+  const WipedAtEnd keyIsWiped(context);
   aes128_set_encrypt_key(&context, key.data());
   Data output(input.size());
   cbc_encrypt(&context, reinterpret_cast<nettle_cipher_func*>(aes128_encrypt), AES_BLOCK_SIZE,
@@ -20,6 +22,7 @@ Data encrypted(const AesKey& key, AesBlock vector, const Data& input) {
 
 Data decrypted(const AesKey& key, AesBlock vector, const Data& input) {
   aes128_ctx context;
+  const WipedAtEnd keyIsWiped(context);
   aes128_set_decrypt_key(&context, key.data());
   Data output(input.size());
   cbc_decrypt(&context, reinterpret_cast<nettle_cipher_func*>(aes128_decrypt), AES_BLOCK_SIZE,
@@ -45,6 +48,7 @@ class LinuxCrypto final : public CryptoPort {
 
   Sha1Digest hmacSha1(const Data& key, const Data& message) override {
     hmac_sha1_ctx context;
+    const WipedAtEnd keyIsWiped(context);
     hmac_sha1_set_key(&context, key.size(), key.data());
     hmac_sha1_update(&context, message.size(), message.data());
     Sha1Digest digest;
