@@ -27,7 +27,7 @@ LogDeferral::LogDeferral() {
 LogDeferral::~LogDeferral() {
   if (deferral != this) return;
   deferral = nullptr;
-  for (const std::string& line : _lines) logLine(line);
+  for (const std::string& line : _lines) callIgnoringExceptions(logLine, line);
 }
 
 void logLine(const std::string& line) {
