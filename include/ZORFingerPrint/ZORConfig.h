@@ -28,9 +28,18 @@ class ZOR_EXPORT ZORConfig {
   const std::optional<bool>& consentRequired() const { return _consentRequired; }
   void setConsentRequired(bool required) { _consentRequired = required; }
 
+  // The time for a request over all its routes and repeats, in seconds from the call that starts
+  // it; who joins it later shares what is left. When it has passed the callback gets the error
+  // ZOR_FINGERPRINT_ERROR_TOTAL_TIME, and nothing more is sent. 0 or less, and no number: no limit,
+  // as at first; with every route silent a request then takes some minutes. Holds for requests that
+  // start later in this process. Absent: no change.
+  const std::optional<double>& totalTimeoutSeconds() const { return _totalTimeoutSeconds; }
+  void setTotalTimeoutSeconds(double seconds) { _totalTimeoutSeconds = seconds; }
+
  private:
   std::optional<std::string> _storePath;
   std::optional<bool> _consentRequired;
+  std::optional<double> _totalTimeoutSeconds;
 };
 
 }  // namespace zor

@@ -125,6 +125,11 @@ class ZOR_EXPORT ZORFingerPrint final {
   // Threads:  callable from any, also from a callback.
   std::string getFingerprint(const ZORFingerprintCallback& callback = {});
 
+  // More about the failure that the callbacks of the latest request were told of; within a
+  // callback, about its own. `reason` is ZOR_FINGERPRINT_REASON_NONE when that request succeeded or
+  // none has ended. Callable from any thread; throws nothing.
+  ZORFailure lastFailure() const;
+
   // Selector: getEnvInfo
   // The environment report as it is sent: base64 of a JSON dictionary that is collected now.
   // nullopt when it cannot be written as JSON.

@@ -31,6 +31,13 @@ typedef struct zor_fingerprint_error {
   const char* description;
   /* The service's whole answer as JSON when it refused, else NULL. */
   const char* answer;
+  /* The members below are there since version 1.2. */
+  zor_fingerprint_reason reason;
+  int http_status;             /* Of the answer that decided; 0: there was none. */
+  zor_fingerprint_route route; /* The way that was tried last. */
+  /* How long the service asks to be left alone with a status 429 or 503; negative: it does not
+   * say. */
+  double retry_after_seconds;
 } zor_fingerprint_error;
 
 /* The outcome of zor_fingerprint_get(). `success` is 1 or 0; `error` is NULL on success;
@@ -93,6 +100,11 @@ ZOR_FINGERPRINT_API int zor_fingerprint_is_permitted(void);
  * records are shared by the user's applications and go as a whole. NULL when memory ran out;
  * another call finishes what one has left. */
 ZOR_FINGERPRINT_API char* zor_fingerprint_erase(int dry_run);
+
+/* The time for a request over all its routes and repeats, in seconds from the call that starts it,
+ * for requests that start later in this process. When it has passed the callback gets the error
+ * ZOR_FINGERPRINT_ERROR_TOTAL_TIME. 0 or less, and no number: no limit, as at first. */
+ZOR_FINGERPRINT_API void zor_fingerprint_set_total_timeout(double seconds);
 
 /* Sends the library's log lines to `handler`, with `context`; NULL restores the system log. May be
  * called on several threads at once. */

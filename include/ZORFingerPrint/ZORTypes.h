@@ -2,6 +2,7 @@
 #ifndef ZORFINGERPRINT_ZORTYPES_H_
 #define ZORFINGERPRINT_ZORTYPES_H_
 
+#include <ZORFingerPrint/ZORErrors.h>
 #include <ZORFingerPrint/ZORExport.h>
 #include <ZORFingerPrint/ZORValue.h>
 
@@ -28,6 +29,18 @@ struct ZORError {
 // What a fingerprint callback gets beside `success`: nothing, an error of ours or of the platform,
 // or the service's whole answer when it refused. Callers must not assume an error object.
 using ZORFingerprintError = std::variant<std::monostate, ZORError, ZORValue>;
+
+// What else is known of a request that failed.
+struct ZORFailure {
+  zor_fingerprint_reason reason = ZOR_FINGERPRINT_REASON_NONE;
+  // Of the answer that decided; 0: there was none.
+  int httpStatus = 0;
+  // The way that was tried last.
+  zor_fingerprint_route route = ZOR_FINGERPRINT_ROUTE_NONE;
+  // How long the service asks to be left alone with a status 429 or 503; negative: it does not say.
+  // The library itself waits for nothing.
+  double retryAfterSeconds = -1;
+};
 
 }  // namespace zor
 

@@ -1,5 +1,8 @@
 #include <ZORFingerPrint/ZORFingerPrint.h>
 
+#include <atomic>
+#include <chrono>
+#include <memory>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -25,6 +28,26 @@ namespace zor {
 namespace {
 
 constexpr std::int64_t kRequestErrorClass = 0;  // Of a pingback.
+
+// Of every request that starts in this process; 0 or less: without a limit.
+std::atomic<double> totalTimeoutSeconds{0};
+
+using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+
+Deadline deadlineOfNewRequest() {
+  constexpr double kMaxSeconds = 86400;
+  const double seconds = totalTimeoutSeconds;
+  if (!(seconds > 0) || seconds > kMaxSeconds) return std::nullopt;
+  return std::chrono::steady_clock::now() +
+         std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+             std::chrono::duration<double>(seconds));
+}
+
+ZORFailure localFailure() {
+  ZORFailure failure;
+  failure.reason = ZOR_FINGERPRINT_REASON_LOCAL;
+  return failure;
+}
 
 void tell(const ZORFingerprintCallback& callback, bool success, const ZORFingerprintError& error,
           const std::string& fingerprint) {
@@ -116,6 +139,9 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
   // Selector: setFingerprint:
   static void setFingerprint(const ZORValue& data);
 
+  ZORFailure lastFailure();
+  void setLastFailure(const ZORFailure& failure);
+
  private:
   // Of one process: the child of a fork neither waits for a request of its parent nor has the
   // callbacks that wait for it.
@@ -126,9 +152,11 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
     std::vector<ZORFingerprintCallback> _requestCallbacks ZOR_GUARDED_BY(mutext);
     // Spelled so in the interface: a request is in flight.
     bool _isExcuting ZOR_GUARDED_BY(mutext) = false;
+    ZORFailure _lastFailure ZOR_GUARDED_BY(mutext);  // Of the latest request that has ended.
   };
 
-  void send(const std::string& report);
+  void send(const std::string& report, const Deadline& deadline);
+  void endLocally(const ZORFingerprintError& error);
   void finish(const FingerprintOutcome& outcome);
 
   OwnedPerProcess<State> _state;
@@ -156,6 +184,7 @@ std::string ZORFingerPrint::Implementation::startRequest() {
     CacheLook cache = lookAtCache();
     if (!cache.expired) {
       std::string fingerprint = cache.fingerprint.value_or("");
+      setLastFailure({});
       requestComplete(true, {}, fingerprint);
       return fingerprint;
     }
@@ -168,26 +197,50 @@ std::string ZORFingerPrint::Implementation::startRequest() {
 
 void ZORFingerPrint::Implementation::requestFingerprint() {
   try {
+    const Deadline deadline = deadlineOfNewRequest();
     const auto report = environmentReport();
-    if (isRefusedMeanwhile()) return requestComplete(false, noConsentError(), "");
-    if (report) return send(*report);
+    if (isRefusedMeanwhile()) return endLocally(noConsentError());
+    if (report) return send(*report, deadline);
   } catch (...) {  // NOLINT(bugprone-empty-catch): those who wait are told below.
   }
-  requestComplete(false, noReportError(), "");
+  endLocally(noReportError());
 }
 
-void ZORFingerPrint::Implementation::send(const std::string& report) {
+void ZORFingerPrint::Implementation::endLocally(const ZORFingerprintError& error) {
+  setLastFailure(localFailure());
+  requestComplete(false, error, "");
+}
+
+void ZORFingerPrint::Implementation::send(const std::string& report, const Deadline& deadline) {
+  URLRequest request = fingerprintRequest(report);
+  request.deadline = deadline;
+  const auto route =
+      std::make_shared<std::atomic<zor_fingerprint_route>>(ZOR_FINGERPRINT_ROUTE_NONE);
   _httpAdapter->performRequest(
-      fingerprintRequest(report),
-      [weakSelf = weak_from_this()](const std::optional<Data>& body,
-                                    const std::optional<URLResponse>& response,
-                                    const std::optional<ZORError>& error) {
-        const FingerprintOutcome outcome = judgedOutcome(body, response, error);
+      request,
+      [weakSelf = weak_from_this(), route](const std::optional<Data>& body,
+                                           const std::optional<URLResponse>& response,
+                                           const std::optional<ZORError>& error) {
+        FingerprintOutcome outcome = judgedOutcome(body, response, error);
+        if (!outcome.success) outcome.failure.route = *route;
         if (const auto self = weakSelf.lock()) self->finish(outcome);
         if (!outcome.pingback) return;
         ZORSecPingback::sendWithError(kRequestErrorClass,
                                       literals::kPingbackTypeRequestFailed.str(), outcome.pingback);
-      });
+      },
+      [route](zor_fingerprint_route tried) { *route = tried; });
+}
+
+void ZORFingerPrint::Implementation::setLastFailure(const ZORFailure& failure) {
+  State& state = _state.get();
+  const MutexLock lock(state.mutext);
+  state._lastFailure = failure;
+}
+
+ZORFailure ZORFingerPrint::Implementation::lastFailure() {
+  State& state = _state.get();
+  const MutexLock lock(state.mutext);
+  return state._lastFailure;
 }
 
 void ZORFingerPrint::Implementation::finish(const FingerprintOutcome& outcome) {
@@ -196,7 +249,8 @@ void ZORFingerPrint::Implementation::finish(const FingerprintOutcome& outcome) {
   if (outcome.success && isPermitted()) {
     callIgnoringExceptions([&] { setFingerprint(outcome.data); });
   }
-  if (isRefusedMeanwhile()) return requestComplete(false, noConsentError(), "");
+  if (isRefusedMeanwhile()) return endLocally(noConsentError());
+  setLastFailure(outcome.failure);
   requestComplete(outcome.success, outcome.error, outcome.fingerprint);
 }
 
@@ -235,6 +289,7 @@ ZORFingerPrint::~ZORFingerPrint() = default;
 
 void ZORFingerPrint::setWithConfig(const ZORConfig& config) {
   if (config.consentRequired()) setConsentRequiredByHost(*config.consentRequired());
+  if (config.totalTimeoutSeconds()) totalTimeoutSeconds = *config.totalTimeoutSeconds();
   const auto& path = config.storePath();
   if (!path || path->empty()) return;
   const LockWaitBudget budget;
@@ -288,6 +343,7 @@ std::string ZORFingerPrint::getFingerprint(const ZORFingerprintCallback& callbac
   // A callback may clear the variable of the host that holds it.
   const ZORFingerprintCallback retained = callback;
   if (!zor::isPermitted()) {
+    _implementation->setLastFailure(localFailure());
     tell(retained, false, noConsentError(), "");
     return {};
   }
@@ -300,6 +356,8 @@ std::string ZORFingerPrint::getFingerprint(const ZORFingerprintCallback& callbac
   tell(callback, false, {}, "");
   return {};
 }
+
+ZORFailure ZORFingerPrint::lastFailure() const { return _implementation->lastFailure(); }
 
 std::optional<std::string> ZORFingerPrint::getEnvInfo() try {
   const LockWaitBudget budget;

@@ -28,6 +28,13 @@ char* newTextOf(const Function& function) noexcept {
 void callBack(zor_fingerprint_callback callback, void* context, bool success,
               const ZORFingerprintError& error, const std::string& fingerprint) {
   zor_fingerprint_error shown{};
+  if (!success) {
+    const ZORFailure failure = ZORFingerPrint::sharedInstance()->lastFailure();
+    shown.reason = failure.reason;
+    shown.http_status = failure.httpStatus;
+    shown.route = failure.route;
+    shown.retry_after_seconds = failure.retryAfterSeconds;
+  }
   std::string answer;
   if (const auto* known = std::get_if<ZORError>(&error)) {
     shown.domain = known->domain.c_str();
@@ -105,6 +112,14 @@ void zor_fingerprint_require_consent(int required) {
   zor::callIgnoringExceptions([required] {
     zor::ZORConfig config;
     config.setConsentRequired(required != 0);
+    ZORFingerPrint::setWithConfig(config);
+  });
+}
+
+void zor_fingerprint_set_total_timeout(double seconds) {
+  zor::callIgnoringExceptions([seconds] {
+    zor::ZORConfig config;
+    config.setTotalTimeoutSeconds(seconds);
     ZORFingerPrint::setWithConfig(config);
   });
 }

@@ -25,6 +25,8 @@ struct FingerprintOutcome {
   // "" if that is not a text.
   ZORValue data;
   std::string fingerprint;
+  // All but the route.
+  ZORFailure failure;
   // The description of a failure that is to be reported.
   std::optional<std::string> pingback;
 };
@@ -35,6 +37,10 @@ struct FingerprintOutcome {
 FingerprintOutcome judgeFingerprintAnswer(const std::optional<Data>& body,
                                           const std::optional<URLResponse>& response,
                                           const std::optional<ZORError>& error);
+
+// The seconds in a Retry-After header, which holds a number of them or a date of HTTP; negative: it
+// holds neither. `now`: seconds since 1970.
+double retryAfterSeconds(const std::string& value, double now);
 
 }  // namespace zor
 

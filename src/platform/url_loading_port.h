@@ -4,6 +4,7 @@
 
 #include <ZORFingerPrint/ZORTypes.h>
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -31,6 +32,10 @@ struct URLRequest {
   // Time for the whole exchange, so that no server that goes on sending a little holds its caller;
   // kDefaultTimeoutSeconds where absent.
   std::optional<double> timeoutSeconds;
+  // The exchange ends then at the latest. Absent: no such limit.
+  std::optional<std::chrono::steady_clock::time_point> deadline = {};
+
+  bool isOverdue() const { return deadline && std::chrono::steady_clock::now() >= *deadline; }
 };
 
 // The status of a response that brings what was asked for.

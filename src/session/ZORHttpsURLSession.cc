@@ -17,13 +17,12 @@ bool hasStatusOK(const std::optional<URLResponse>& response) {
   return response && response->statusCode == kStatusOK;
 }
 
-// A refusal has come while an exchange of several steps was under way: this step is not taken.
-void endWithoutSending(const TransportCompletion& completionHandler) {
-  zor_httpsOperationQueue().addOperation([completionHandler] {
-    zor_callBlock(completionHandler, std::nullopt, std::nullopt,
-                  ZORError{literals::kURLErrorDomain.str(),
-                           static_cast<std::int64_t>(URLErrorCode::cancelled),
-                           literals::kNoConsentMessage.str()});
+void endWithoutSending(const TransportCompletion& completionHandler, URLErrorCode code,
+                       const std::string& description) {
+  zor_httpsOperationQueue().addOperation([completionHandler, code, description] {
+    zor_callBlock(
+        completionHandler, std::nullopt, std::nullopt,
+        ZORError{literals::kURLErrorDomain.str(), static_cast<std::int64_t>(code), description});
   });
 }
 
@@ -58,7 +57,15 @@ std::shared_ptr<ZORHttpsURLSession> ZORHttpsURLSession::create() {
 void ZORHttpsURLSession::performRequestRetryCount(const URLRequest& request,
                                                   std::uint64_t retryCount,
                                                   const TransportCompletion& completionHandler) {
-  if (!isPermitted()) return endWithoutSending(completionHandler);
+  // A refusal may come, and the time pass, while an exchange of several steps is under way.
+  if (!isPermitted()) {
+    return endWithoutSending(completionHandler, URLErrorCode::cancelled,
+                             literals::kNoConsentMessage.str());
+  }
+  if (request.isOverdue()) {
+    return endWithoutSending(completionHandler, URLErrorCode::timedOut,
+                             literals::kTotalTimeMessage.str());
+  }
   const auto ended = [weakSelf = weak_from_this(), request, retryCount, completionHandler](
                          const auto& body, const auto& response, const auto& error) {
     // Deliberate: the error is not asked. A 200 that comes with one is final.

@@ -44,6 +44,8 @@ class ZORHttpsURLSession final : public URLSessionDelegate,
   //
   // Attempts: `retryCount`, but at least one; immediate. Only the HTTP status decides on a repeat:
   //           200 ends the chain, whatever the error; no response counts as another status.
+  // Time:     when the request's deadline has passed nothing is sent; the handler gets the error
+  //           "timed out".
   // Absent:   no body was received (not the same as an empty one); no response arrived; the
   //           transport reported no error. An empty handler is allowed.
   // Threads:  the handler runs on zor_httpsOperationQueue() with no lock held.

@@ -12,6 +12,7 @@
 #include "transport/ZORHTTPDNSManager.h"
 #include "transport/backup_list.h"
 #include "transport/failure_pingback.h"
+#include "transport/total_time.h"
 
 namespace zor {
 namespace {
@@ -29,31 +30,56 @@ const std::string& chooseOne(const std::vector<std::string>& ips) {
   return ips[ports().random.randomNumber() % ips.size()];
 }
 
+// What a chain of attempts is for.
+struct Call {
+  URLRequest request;
+  TransportCompletion handler;
+  ZORDing::RouteObserver onRoute;
+
+  void nowBy(zor_fingerprint_route route) const {
+    if (onRoute) onRoute(route);
+  }
+};
+
 // The last route. Without a backup address, or without the runner, the values at hand are final.
-void performByBackup(const std::weak_ptr<ZORDing>& weakRunner, const URLRequest& request,
-                     const TransportCompletion& handler, const std::optional<Data>& body,
-                     const std::optional<URLResponse>& response,
+void performByBackup(const std::weak_ptr<ZORDing>& weakRunner, const Call& call,
+                     const std::optional<Data>& body, const std::optional<URLResponse>& response,
                      const std::optional<ZORError>& error) {
   const auto runner = weakRunner.lock();
   const auto backupIP = runner ? runner->randomBackupIP() : std::nullopt;
-  if (backupIP && !backupIP->empty()) {
-    runner->performRequestUsingBackupIP(request, *backupIP, handler);
+  if (backupIP && !backupIP->empty() && !call.request.isOverdue()) {
+    call.nowBy(ZOR_FINGERPRINT_ROUTE_BACKUP);
+    runner->performRequestUsingBackupIP(call.request, *backupIP, call.handler);
   } else {
-    zor_callBlock(handler, body, response, error);
+    zor_callBlock(call.handler, body, response, error);
   }
 }
 
 // The second route, by one of the addresses that the resolver found.
-void performByAddress(const std::weak_ptr<ZORDing>& weakRunner, const URLRequest& request,
-                      const std::vector<std::string>& ips, const TransportCompletion& handler) {
+void performByAddress(const std::weak_ptr<ZORDing>& weakRunner, const Call& call,
+                      const std::vector<std::string>& ips) {
   const auto runner = weakRunner.lock();
   if (!runner) return;
+  call.nowBy(ZOR_FINGERPRINT_ROUTE_ADDRESS);
   runner->urlSession()->performRequestRetryCount(
-      zor_replaceHostForRequest(chooseOne(ips), request), kServiceAttempts,
-      [weakRunner, request, handler](const auto& body, const auto& response, const auto& error) {
+      zor_replaceHostForRequest(chooseOne(ips), call.request), kServiceAttempts,
+      [weakRunner, call](const auto& body, const auto& response, const auto& error) {
         // Deliberate: the outcome is not looked at. Even a success gives way to a backup address.
-        performByBackup(weakRunner, request, handler, body, response, error);
+        performByBackup(weakRunner, call, body, response, error);
       });
+}
+
+// After the first route has failed with these values.
+void performByOtherRoutes(const std::weak_ptr<ZORDing>& weakRunner, const Call& call,
+                          const std::string& host, const std::optional<Data>& body,
+                          const std::optional<URLResponse>& response) {
+  call.nowBy(ZOR_FINGERPRINT_ROUTE_RESOLVER);
+  ZORHTTPDNSManager::sharedInstance()->resolveIpForHost(
+      host, [weakRunner, call](const auto& ips) { performByAddress(weakRunner, call, ips); },
+      [weakRunner, call, body, response](const auto& resolverError) {
+        performByBackup(weakRunner, call, body, response, resolverError);
+      },
+      call.request.deadline);
 }
 
 // The backup list by one of the addresses that the resolver found for its service.
@@ -101,27 +127,25 @@ std::shared_ptr<ZORDing> ZORDing::create() { return std::make_shared<ZORDing>(Pr
 ZORDing::ZORDing(Private)
     : _urlSession(ZORHttpsURLSession::create()), _backupUrlSession(ZORHttpsURLSession::create()) {}
 
-void ZORDing::performRequest(const URLRequest& request, const TransportCompletion& handler) {
+void ZORDing::performRequest(const URLRequest& request, const TransportCompletion& handler,
+                             const RouteObserver& onRoute) {
   const std::string host = expectedHost(request);
+  const Call call{request, request.deadline ? endingAt(*request.deadline, handler) : handler,
+                  onRoute};
   _urlSession->setAcceptHost(host);
+  call.nowBy(ZOR_FINGERPRINT_ROUTE_NAME);
   _urlSession->performRequestRetryCount(
       request, kServiceAttempts,
-      [weakSelf = weak_from_this(), request, host, handler](const auto& body, const auto& response,
-                                                            const auto& error) {
+      [weakSelf = weak_from_this(), call, host](const auto& body, const auto& response,
+                                                const auto& error) {
         if (zor_isRequestSuccess(body, response, error)) {
-          zor_callBlock(handler, body, response, error);
+          zor_callBlock(call.handler, body, response, error);
           return;
         }
         sendExchangePingback(literals::kPingbackTypeRouteFailed.str(),
                              literals::kPingbackRouteFormat.view(), response, error, host);
-        ZORHTTPDNSManager::sharedInstance()->resolveIpForHost(
-            host,
-            [weakSelf, request, handler](const auto& ips) {
-              performByAddress(weakSelf, request, ips, handler);
-            },
-            [weakSelf, request, handler, body, response](const auto& resolverError) {
-              performByBackup(weakSelf, request, handler, body, response, resolverError);
-            });
+        if (call.request.isOverdue()) return zor_callBlock(call.handler, body, response, error);
+        performByOtherRoutes(weakSelf, call, host, body, response);
       });
   requestBackupIp();
 }

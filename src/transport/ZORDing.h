@@ -2,6 +2,7 @@
 #ifndef ZOR_TRANSPORT_ZORDING_H_
 #define ZOR_TRANSPORT_ZORDING_H_
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -44,7 +45,13 @@ class ZORDing final : public std::enable_shared_from_this<ZORDing> {
   //           attempt that is due.
   // Hosts:    one runner serves one host at a time: the host of the latest request decides which
   //           certificates are accepted for all that are under way.
-  void performRequest(const URLRequest& request, const TransportCompletion& handler);
+  // Time:     when the request's deadline passes the handler is called at once, with the error
+  //           ZOR_FINGERPRINT_ERROR_TOTAL_TIME alone, and no further attempt is made.
+  // Routes:   `onRoute`, which may be empty and must not block, is told of each route when it is
+  //           tried, on any thread.
+  using RouteObserver = std::function<void(zor_fingerprint_route route)>;
+  void performRequest(const URLRequest& request, const TransportCompletion& handler,
+                      const RouteObserver& onRoute = {});
 
   // Sends `request` to that address and gives `handler` whatever comes back.
   // Selector: performRequest:usingBackupIP:completionHandler:

@@ -86,7 +86,12 @@ ZORHTTPDNSManager::ZORHTTPDNSManager(Private, ZORHttpDnsConfig config)
 ZORHTTPDNSManager::~ZORHTTPDNSManager() = default;
 
 void ZORHTTPDNSManager::resolveIpForHost(const std::string& host, const SuccessBlock& success,
-                                         const FailureBlock& failed) {
+                                         const FailureBlock& failed, const Deadline& deadline) {
+  {
+    State& state = _state.get();
+    const MutexLock lock(state.mutext);
+    state._deadline = deadline;
+  }
   if (const auto ips = ipsForHost(host); ips && !ips->empty()) {
     if (success) callIgnoringExceptions(success, *ips);
     return;
@@ -185,7 +190,12 @@ void ZORHTTPDNSManager::resolveHost(const std::string& host) {
       host);
 }
 
-void ZORHTTPDNSManager::sendResolveRequest(const URLRequest& request, const std::string& host) {
+void ZORHTTPDNSManager::sendResolveRequest(URLRequest request, const std::string& host) {
+  {
+    State& state = _state.get();
+    const MutexLock lock(state.mutext);
+    request.deadline = state._deadline;
+  }
   // The blocks keep the resolver alive until they have run.
   const auto self = shared_from_this();
   sendRequest(

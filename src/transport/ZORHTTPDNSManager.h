@@ -2,6 +2,7 @@
 #ifndef ZOR_TRANSPORT_ZORHTTPDNSMANAGER_H_
 #define ZOR_TRANSPORT_ZORHTTPDNSMANAGER_H_
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -66,8 +67,10 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   // Absent:   blocks may be empty.
   // Calls:    one of the blocks, or neither when the service's fixed addresses make no URL. Without
   //           an HTTPDNS service it is the second, at once, and a failure record says so.
+  // Time:     the requests that are sent from now on, for whomever, end at `deadline`.
+  using Deadline = std::optional<std::chrono::steady_clock::time_point>;
   void resolveIpForHost(const std::string& host, const SuccessBlock& success,
-                        const FailureBlock& failed);
+                        const FailureBlock& failed, const Deadline& deadline = std::nullopt);
 
   // What is known of `host`; nullopt when it is not resolved. Selector: ipsForHost:
   std::optional<std::vector<std::string>> ipsForHost(const std::string& host);
@@ -102,7 +105,7 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   // Starts the look-up of `host` unless one is under way, known or not.
   void resolveHost(const std::string& host);
   // Selector: sendResolveRequest:forHost:
-  void sendResolveRequest(const URLRequest& request, const std::string& host);
+  void sendResolveRequest(URLRequest request, const std::string& host);
   // Selector: sendRequest:success:failed:
   void sendRequest(const URLRequest& request, const RequestSuccess& success,
                    const RequestFailure& failed);
@@ -124,6 +127,7 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
     Mutex mutext{LockRank::resolver};
     // Failed look-ups since the last success, of all hosts together.
     std::int64_t _hostFailedCount ZOR_GUARDED_BY(mutext) = 0;
+    Deadline _deadline ZOR_GUARDED_BY(mutext);  // Of the latest caller.
     // Hosts with a look-up under way.
     std::set<std::string> _resolvedStatus ZOR_GUARDED_BY(mutext);
     std::map<std::string, Callbacks> _callbacks ZOR_GUARDED_BY(mutext);

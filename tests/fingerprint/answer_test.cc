@@ -64,12 +64,30 @@ TEST(FingerprintAnswerTest, AnAnswerThatCannotBeReadIsAFailureWithoutAnError) {
             formatText(literals::kPingbackRequestRefusedFormat.view(), {"200", "[1,\"x\"]"}));
 }
 
+TEST(FingerprintAnswerTest, RetryAfterIsANumberOfSecondsOrADate) {
+  constexpr double kNow = 784111770;  // date -ud 'Sun, 06 Nov 1994 08:49:30' +%s
+  const struct {
+    const char* value;
+    double seconds;
+  } kRows[] = {
+      {"120", 120},       {"0", 0},          {"Sun, 06 Nov 1994 08:49:37 GMT", 7},
+      {"", -1},           {"-1", -1},        {"Sun, 06 Nov 1994 08:49:07 GMT", 0},
+      {"1.5", -1},        {"soon", -1},      {"Sun, 31 Feb 1995 08:49:37 GMT", -1},
+      {"9999999999", -1}, {"12 apples", -1}, {"Sun, 06 Nov 1994 08:49:37 GMT+1", -1},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(retryAfterSeconds(row.value, kNow), row.seconds) << row.value;
+  }
+}
+
 TEST(FingerprintAnswerTest, TransportErrorsAndOtherStatusesAreDescribed) {
   URLResponse response;
   response.statusCode = 503;
   const auto format = literals::kPingbackRequestErrorFormat.view();
   const auto busy = judgeFingerprintAnswer(std::nullopt, response, std::nullopt);
   EXPECT_TRUE(std::holds_alternative<std::monostate>(busy.error));
+  EXPECT_EQ(busy.failure.reason, ZOR_FINGERPRINT_REASON_STATUS);
+  EXPECT_EQ(busy.failure.httpStatus, 503);
   EXPECT_EQ(busy.pingback, formatText(format, {"503", std::nullopt, "0", std::nullopt}));
 
   const ZORError error{"domain", -1001, "slow"};

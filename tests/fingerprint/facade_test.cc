@@ -181,6 +181,9 @@ TEST_F(FacadeTest, AFailureIsReportedAndTheNextCallerTriesAgain) {
   facade->getFingerprint([&given](bool, const auto& error, const auto&) { given = error; });
   ScriptedNetwork::drain();
   EXPECT_EQ(std::get<ZORValue>(given), testing::json(refusal()));
+  EXPECT_EQ(facade->lastFailure().reason, ZOR_FINGERPRINT_REASON_REFUSED);
+  EXPECT_EQ(facade->lastFailure().httpStatus, 200);
+  EXPECT_EQ(facade->lastFailure().route, ZOR_FINGERPRINT_ROUTE_NAME);
   std::vector<std::string> types;  // Of class 0; the backup list fails too.
   const ZORValue records = testing::json(GetPingbackStore()->readStr().content().value_or(""));
   for (const ZORValue& record : records.elements()) {
@@ -193,6 +196,7 @@ TEST_F(FacadeTest, AFailureIsReportedAndTheNextCallerTriesAgain) {
   facade->getFingerprint(noting("second"));
   ScriptedNetwork::drain();
   EXPECT_EQ(outcomes, std::vector<std::string>{"second fp"});
+  EXPECT_EQ(facade->lastFailure().reason, ZOR_FINGERPRINT_REASON_NONE);
 }
 
 TEST_F(FacadeTest, AnExpiredFingerprintIsForgottenBeforeTheRequest) {
@@ -290,7 +294,9 @@ TEST(SharedInstanceTest, TheCInterfaceTellsRefusalsFromFingerprints) {
                                    const char* fingerprint) {
                 *static_cast<int*>(context) += 1;
                 seen += std::to_string(success) + fingerprint;
-                if (error != nullptr && error->domain == nullptr) seen += error->answer;
+                if (error == nullptr) return;
+                if (error->domain == nullptr) seen += error->answer;
+                seen += std::to_string(error->reason);
               };
               int calls = 0;
               serve(network, refusal());
@@ -301,7 +307,7 @@ TEST(SharedInstanceTest, TheCInterfaceTellsRefusalsFromFingerprints) {
               ScriptedNetwork::drain();
               char* hit = zor_fingerprint_get(note, &calls);
               const bool right =
-                  calls == 2 && std::string(hit) == "fp" && seen == "0" + refusal() + "1fp";
+                  calls == 2 && std::string(hit) == "fp" && seen == "0" + refusal() + "51fp";
               zor_fingerprint_free(hit);
               return right ? 0 : 1;
             }),

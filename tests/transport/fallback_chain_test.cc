@@ -34,6 +34,8 @@ struct HandlerCall {
 };
 
 // A fake machine with a real network, on which the sandbox is every service.
+using Counts = std::vector<std::size_t>;
+
 class FallbackChain : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -81,6 +83,7 @@ class FallbackChain : public ::testing::Test {
     request.method = "POST";
     request.body = utf8Bytes("secret");
     request.timeoutSeconds = 20;
+    if (totalTime) request.deadline = std::chrono::steady_clock::now() + *totalTime;
     HandlerCall outcome;
     runner.performRequest(request, [&](const auto&, const auto& response, const auto& error) {
       const MutexLock lock(mutex);
@@ -110,13 +113,12 @@ class FallbackChain : public ::testing::Test {
     return counts;
   }
 
+  std::optional<std::chrono::milliseconds> totalTime;
   SandboxService service;
   testing::FakeMachine machine;
   Mutex mutex;
   ConditionVariable done;
 };
-
-using Counts = std::vector<std::size_t>;
 
 TEST_F(FallbackChain, ADeadNameLeadsToAnAddressFromHttpDns) {
   const struct {
@@ -145,6 +147,26 @@ TEST_F(FallbackChain, ADeadNameLeadsToAnAddressFromHttpDns) {
     ASSERT_EQ(byAddress.size(), 1U) << row.sentence;
     EXPECT_EQ(byAddress[0].host, std::string(kServiceAddress) + ":8443") << row.sentence;
     EXPECT_EQ(byAddress[0].body, "secret") << row.sentence;
+  }
+}
+
+TEST_F(FallbackChain, TheTotalTimeEndsTheChainWhereverItIs) {
+  const struct {
+    Route silent;
+    Counts received;
+  } kRows[] = {
+      {Route::name, {1, 0, 0, 0, 0}},
+      {Route::bootstrap, {2, 1, 0, 0, 0}},
+      {Route::address, {2, 1, 1, 1, 0}},
+  };
+  keepBackupAddress();
+  totalTime = std::chrono::milliseconds(400);
+  for (const auto& row : kRows) {
+    startOver();
+    service.script({.route = Route::name}, {.status = 500});
+    service.script({.route = row.silent}, {.ending = Ending::hang});
+    EXPECT_EQ(perform().error, ZOR_FINGERPRINT_ERROR_TOTAL_TIME);
+    EXPECT_EQ(received(), row.received) << &row - kRows;
   }
 }
 

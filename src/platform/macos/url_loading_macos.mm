@@ -1,5 +1,7 @@
 #import <Foundation/Foundation.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <mutex>
 #include <utility>
@@ -104,12 +106,19 @@ NSURLRequest* foundationRequest(const URLRequest& request) {
   return result;
 }
 
+// The platform takes zero for its own figure.
+constexpr double kMinTimeoutSeconds = 0.001;
+
 NSURLSessionConfiguration* configurationFor(const URLRequest& request) {
   NSURLSessionConfiguration* configuration =
       [NSURLSessionConfiguration defaultSessionConfiguration];
   // The request's own figure counts from the last byte that came in, this one from the start.
-  configuration.timeoutIntervalForResource =
-      request.timeoutSeconds.value_or(kDefaultTimeoutSeconds);
+  double seconds = request.timeoutSeconds.value_or(kDefaultTimeoutSeconds);
+  if (request.deadline.has_value()) {
+    const std::chrono::duration<double> left = *request.deadline - std::chrono::steady_clock::now();
+    seconds = std::min(seconds, std::max(left.count(), kMinTimeoutSeconds));
+  }
+  configuration.timeoutIntervalForResource = seconds;
   return configuration;
 }
 

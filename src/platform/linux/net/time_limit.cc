@@ -23,8 +23,12 @@ TimeLimit::Clock::duration limitOf(const std::optional<double>& seconds) {
 }  // namespace
 
 TimeLimit::TimeLimit(const std::optional<double>& seconds, std::uint64_t bodyBytes,
-                     Clock::time_point now)
-    : _limit(limitOf(seconds)), _bodyBytes(bodyBytes), _start(now), _lastProgress(now) {}
+                     Clock::time_point now, const std::optional<Clock::time_point>& deadline)
+    : _limit(limitOf(seconds)),
+      _bodyBytes(bodyBytes),
+      _start(now),
+      _deadline(deadline.value_or(Clock::time_point::max())),
+      _lastProgress(now) {}
 
 void TimeLimit::uploaded(std::uint64_t bytes, Clock::time_point now) {
   bytes = std::min(bytes, _bodyBytes);
@@ -35,7 +39,7 @@ void TimeLimit::uploaded(std::uint64_t bytes, Clock::time_point now) {
 
 TimeLimit::Clock::time_point TimeLimit::end() const {
   const std::chrono::milliseconds earned(_uploadedBytes * 1000 / kMinUploadBytesPerSecond);
-  return std::min(_lastProgress + _limit, _start + _limit + earned);
+  return std::min({_lastProgress + _limit, _start + _limit + earned, _deadline});
 }
 
 TimeLimit::Clock::time_point TimeLimit::nextLook(Clock::time_point now) const {

@@ -17,8 +17,9 @@ class TimeLimit {
   static constexpr std::uint64_t kMinUploadBytesPerSecond = 1024;
 
   // `seconds` that are absent, zero, negative or no number stand for kDefaultTimeoutSeconds.
-  // `bodyBytes`: of the request.
-  TimeLimit(const std::optional<double>& seconds, std::uint64_t bodyBytes, Clock::time_point now);
+  // `bodyBytes`: of the request. Nothing prolongs the limit beyond `deadline`.
+  TimeLimit(const std::optional<double>& seconds, std::uint64_t bodyBytes, Clock::time_point now,
+            const std::optional<Clock::time_point>& deadline = std::nullopt);
 
   // That many bytes of the request have arrived at the peer so far.
   void uploaded(std::uint64_t bytes, Clock::time_point now);
@@ -32,6 +33,7 @@ class TimeLimit {
   const Clock::duration _limit;
   const std::uint64_t _bodyBytes;
   const Clock::time_point _start;
+  const Clock::time_point _deadline;
   Clock::time_point _lastProgress;
   std::uint64_t _uploadedBytes = 0;
 };

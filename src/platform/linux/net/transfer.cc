@@ -76,7 +76,7 @@ Transfer::Transfer(std::unique_ptr<Exchange> exchange, SystemRoots& roots, Socke
       _roots(roots),
       _watch(watch),
       _limit(_exchange->request().timeoutSeconds, _exchange->request().body.size(),
-             TimeLimit::Clock::now()) {
+             TimeLimit::Clock::now(), _exchange->request().deadline) {
   _watch.setDeadline(this, _limit.end());
 }
 
