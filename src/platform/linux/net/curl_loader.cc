@@ -1,20 +1,95 @@
-#include "platform/linux/net/curl_loader.h"
-
+// Runs all exchanges of the process with one curl multi handle on one thread; what the module
+// exports.
 #include <openssl/crypto.h>
 #include <openssl/ssl.h>
 #include <pthread.h>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <exception>
 #include <iterator>
+#include <memory>
+#include <new>
 #include <thread>
 #include <utility>
+#include <vector>
 
+#include "platform/linux/net/c_handles.h"
+#include "platform/linux/net/library_gate.h"
+#include "platform/linux/net/net_module.h"
+#include "platform/linux/net/socket_watch.h"
+#include "platform/linux/net/transfer.h"
+#include "support/mutex.h"
 #include "support/signals_blocked.h"
 
 namespace zor::net {
+
+class CurlLoader final : public Loader {
+ public:
+  // `gate` outlives it.
+  explicit CurlLoader(LibraryGate& gate) : _gate(gate) {}
+
+  void start(std::unique_ptr<Exchange> exchange) noexcept override;
+
+  // Before the first start(), from inside the gate. False: they cannot be set up.
+  static bool setUpLibraries() noexcept;
+
+  // At exit, before the libraries tear themselves down: when it returns, the thread is outside of
+  // them and stays there. Waits kMaxWaitAtGate for that; a thread that is inside for longer,
+  // verifying a chain or reading roots, stops as soon as it is back.
+  void leaveLibraries() noexcept ZOR_EXCLUDES(_mutex);
+
+  pid_t process() const { return _process; }
+
+ private:
+  using Exchanges = std::vector<std::unique_ptr<Exchange>>;
+  using Transfers = std::vector<std::unique_ptr<Transfer>>;
+
+  // What the thread's connections live in.
+  struct Connections {
+    SocketWatch watch;  // First, so that it goes last.
+    CurlMulti multi;
+  };
+
+  // False: the system has none to spare.
+  bool startThread() ZOR_REQUIRES(_mutex);
+
+  // The rest runs on the thread.
+  void run() noexcept;
+  void open(Connections& connections) ZOR_EXCLUDES(_mutex);
+  void close(Connections& connections);
+  Exchanges takeWaiting() ZOR_EXCLUDES(_mutex);
+  // One round of work. Returns what has ended.
+  Transfers advance(Connections& connections, Exchanges arrived, Transfers& underWay);
+  // Returns what failed at once.
+  Transfers begin(Connections& connections, Exchanges arrived, Transfers& underWay);
+  static void collect(CURLM* multi, Transfers& underWay, Transfers& ended);
+  static void collectOverdue(CURLM* multi, Transfers& underWay, Transfers& ended);
+  // False: new work has come.
+  bool retire() ZOR_EXCLUDES(_mutex);
+
+  // The thread's while it may ask delegates, else nobody's. Not thread_local: leak checkers report
+  // thread-local storage of dlopened modules.
+  std::atomic<std::thread::id> _threadId;
+
+  // The thread is inside while it runs curl or OpenSSL, except for waiting, and while delegates are
+  // asked; never while a result is delivered.
+  LibraryGate& _gate;
+  SystemRoots _roots;  // Only inside.
+  const pid_t _process = ::getpid();
+
+  // Guards the members below. Nothing is called under it but the start of the thread, curl's
+  // wake-up and the cutting off of connections.
+  Mutex _mutex{LockRank::loader};
+  Exchanges _waiting ZOR_GUARDED_BY(_mutex);
+  bool _running ZOR_GUARDED_BY(_mutex) = false;
+  Connections* _connections ZOR_GUARDED_BY(_mutex) = nullptr;  // The thread's, while it has some.
+};
+
 namespace {
 
 // How long the thread and the kept connections stay when there is nothing to do.
@@ -220,4 +295,48 @@ void CurlLoader::leaveLibraries() noexcept {
   _gate.waitUntilOutside(kMaxWaitAtGate);
 }
 
+namespace {
+
+std::atomic<CurlLoader*> processLoader{nullptr};
+
+// curl appends the secrets of its connections to the file that this variable names, and reads the
+// variable in programs with raised privileges too: whoever starts one would choose a file to be
+// written with the rights of another. It does so once, when it is set up.
+bool callerWantsSecretsWritten() {
+  return ::getauxval(AT_SECURE) != 0 && std::getenv("SSLKEYLOGFILE") != nullptr;
+}
+
+bool isOfThisProcess(const CurlLoader* loader) {
+  return loader != nullptr && loader->process() == ::getpid();
+}
+
+// At the exit, before the libraries tear themselves down.
+void leaveLibraries() {
+  // A child that has made no loader exits with its parent's, which has no thread there.
+  if (isOfThisProcess(processLoader)) processLoader.load()->leaveLibraries();
+}
+
+bool callAtExit() {
+  static constinit bool registered = false;  // Children of a fork inherit what is registered.
+  if (!registered) registered = std::atexit(leaveLibraries) == 0;
+  return registered;
+}
+
+Loader* makeLoader(LibraryGate& gate) noexcept {
+  if (callerWantsSecretsWritten()) return nullptr;
+  // Before all else of OpenSSL, which otherwise registers a handler for the exit of the process
+  // that frees what a thread may be setting up. Without effect where the host has initialized
+  // OpenSSL; then its handler is there already, and ours, being later, still runs first.
+  if (OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) return nullptr;
+  if (!isOfThisProcess(processLoader)) processLoader = new (std::nothrow) CurlLoader(gate);
+  if (processLoader == nullptr || !callAtExit()) return nullptr;
+  return CurlLoader::setUpLibraries() ? processLoader.load() : nullptr;
+}
+
+}  // namespace
 }  // namespace zor::net
+
+extern "C" __attribute__((visibility("default"))) const zor::net::Module* zor_net_module() {
+  static constexpr zor::net::Module module{ZOR_NET_INTERFACE, zor::net::makeLoader};
+  return &module;
+}
