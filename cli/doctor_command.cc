@@ -12,7 +12,6 @@
 #include "pingback/ZORSecPingback.h"
 #include "platform/ports.h"
 #include "session/ZORHttpsURLSession.h"
-#include "session/trust_decision.h"
 #include "support/url.h"
 #include "transport/ZORDing.h"
 #include "transport/ZORHTTPDNSManager.h"

@@ -29,6 +29,24 @@ void zor_callBlock(const TransportCompletion& block, const std::optional<Data>& 
                    const std::optional<URLResponse>& response,
                    const std::optional<ZORError>& error);
 
+// Whether a server is trusted. Decided here for everything that the library sends.
+struct TrustDecision {
+  ChallengeDisposition disposition = ChallengeDisposition::performDefaultHandling;
+  // How the presented chain was judged. Absent: the challenge was not a question of server trust.
+  std::optional<TrustEvaluation> evaluation;
+
+  bool trusted() const;
+};
+
+// `acceptHost`: the name that the certificate must be for; absent: the chain alone is judged. A
+// trusted server whose credential cannot be made, and a challenge of another method, are left to
+// the platform.
+TrustDecision decideOnChallenge(const AuthenticationChallenge& challenge,
+                                const std::optional<std::string>& acceptHost);
+
+// Calls `completionHandler`, which is not empty, with the decision.
+void answerChallenge(const TrustDecision& decision, const ChallengeCompletion& completionHandler);
+
 // A URL session with its own answer to the server-trust question. Callable from any thread.
 class ZORHttpsURLSession final : public URLSessionDelegate,
                                  public std::enable_shared_from_this<ZORHttpsURLSession> {
