@@ -80,7 +80,7 @@ void print(const FetchedFingerprint& outcome, bool json) {
 
 // With every route silent the library gives up after 223 s, by the sum of the limits on its
 // requests.
-constexpr double kLongestChainSeconds = 223;
+constexpr double kMaxChainSeconds = 223;
 
 int reportNoAnswer(double timeoutSeconds, bool json) {
   if (json) {
@@ -91,7 +91,7 @@ int reportNoAnswer(double timeoutSeconds, bool json) {
                               {"error", errorAsJson(nullptr, nullptr, "no answer in time")}}));
   }
   std::string message = "No answer within " + jsonForDisplay(timeoutSeconds) + " s.";
-  if (timeoutSeconds < kLongestChainSeconds) {
+  if (timeoutSeconds < kMaxChainSeconds) {
     message += " With every route silent it takes up to 223 s to try them all; \"--timeout 230\" " +
                std::string("waits for that, and \"zorfp doctor\" shows which route answers.");
   }

@@ -180,7 +180,7 @@ const std::vector<FaultKind>& kinds() {
 std::string readWho(std::string who, Fault& fault) {
   if (const std::size_t star = who.find('*'); star != std::string::npos) {
     const auto uses = wholeNumber(who.substr(star + 1), 1, INT32_MAX);
-    if (!uses) return "\"" + who.substr(star + 1) + "\" is no number of times";
+    if (!uses) return "\"" + who.substr(star + 1) + "\" is not a number of times";
     fault.uses = static_cast<std::uint64_t>(*uses);
     who.erase(star);
   }

@@ -119,7 +119,7 @@ ServiceAnswer answerFingerprintRequest(const SandboxSettings& settings, const st
   const auto text = decodeBase64(request->environment);
   const auto report = text ? valueFromJson(*text) : std::nullopt;
   if (!report || !report->isDictionary())
-    return refusal(kStatusUnreadableReport, "the report is no JSON in base64");
+    return refusal(kStatusUnreadableReport, "the report is not JSON in base64");
   return issue(settings, *report);
 }
 

@@ -7,7 +7,7 @@ namespace zor::sandbox {
 namespace {
 
 // Longer than a client waits for any answer.
-constexpr std::int64_t kLongestPauseMs = 120'000;
+constexpr std::int64_t kMaxPauseMs = 120'000;
 
 bool asksForFingerprint(Route route) {
   return route == Route::name || route == Route::address || route == Route::backupAddress;
@@ -29,7 +29,7 @@ ChainTry* openedFor(CallChain& call, const ChainEvent& request) {
 }
 
 bool startsCall(const CallChain& call, const ChainEvent& event) {
-  if (event.timeMs - call.tries.back().endMs > kLongestPauseMs) return true;
+  if (event.timeMs - call.tries.back().endMs > kMaxPauseMs) return true;
   if (event.route != Route::name) return false;
   return call.succeeded || std::any_of(call.tries.begin(), call.tries.end(), [](const auto& one) {
            return one.route != Route::name && !isBeside(one);

@@ -20,7 +20,7 @@ constexpr std::size_t kMaxShownBytes = 1U << 18U;       // Of one of them in an 
 constexpr std::size_t kMaxShownInList = 200;            // Of an answer in the list.
 constexpr std::int64_t kMaxExchanges = 100'000;         // The oldest go first.
 constexpr std::int64_t kExchangesBetweenPrunings = 64;  // Each looks at the whole table.
-constexpr int kSmallestRefusal = 400;
+constexpr int kMinRefusalStatus = 400;
 constexpr const char* kMask = "\u2022\u2022\u2022\u2022\u2022\u2022";
 
 constexpr const char* kSchema = R"(
@@ -122,7 +122,7 @@ std::string clientOf(const Received& request) {
 std::string outcomeOf(const Received& request) {
   if (request.scripted) return "fault";
   const bool refused =
-      request.status >= kSmallestRefusal || request.details.find("refused") != nullptr;
+      request.status >= kMinRefusalStatus || request.details.find("refused") != nullptr;
   return refused ? "refused" : "answered";
 }
 

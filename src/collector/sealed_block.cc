@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* kBlockFormatVersion = "1.0.0";
 
-// The info value as text; one that is no text as its compact JSON.
+// The info value as text; any other value as its compact JSON.
 std::optional<std::string> hostInfoText() {
   const auto value = ports().bundle.infoValue(literals::kBundleVersionKey.str());
   if (!value) return std::nullopt;

@@ -11,11 +11,11 @@
 namespace zor {
 
 // `text` as base64 without line breaks: AES-128-CBC over its UTF-8 bytes and their zero fill.
-// nullopt: no text, an empty one, or one that is no UTF-8. Callable from any thread.
+// nullopt: no text, an empty one, or one that is not valid UTF-8. Callable from any thread.
 std::optional<std::string> dfp_encrypt_text(const std::optional<std::string>& text);
 
 // What dfp_encrypt_text was given, less any NUL characters at its end; all NULs read as "".
-// nullopt: no text, an empty one, no base64, a length that is no multiple of 16, or no UTF-8
+// nullopt: no text, an empty one, no base64, a length that is no multiple of 16, or invalid UTF-8
 // inside, as a wrong key makes it. Callable from any thread.
 std::optional<std::string> dfp_decrypt_text(const std::optional<std::string>& text);
 

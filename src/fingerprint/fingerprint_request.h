@@ -18,7 +18,7 @@ URLRequest fingerprintRequest(const std::string& environmentReport);
 // NOLINTNEXTLINE(bugprone-exception-escape): moving a ZORValue does not throw.
 struct FingerprintOutcome {
   bool success = false;
-  // Nothing on success; also when the status alone was wrong, or the answer was no JSON. Else the
+  // Nothing on success; also when the status alone was wrong, or the answer was not JSON. Else the
   // transport's error, or the service's whole answer.
   ZORFingerprintError error;
   // The data object of a success, of whatever kind the service sent it, and the fingerprint in it;

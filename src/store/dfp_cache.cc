@@ -43,7 +43,7 @@ CacheLook lookAtDefaults() {
   look.values = std::move(*values);
   look.times = {timeOf(look.values[kExpiry]), givenTimeOf(look.values[kLifetime]),
                 givenTimeOf(look.values[kStoredAt])};
-  // Only now: a time stored by another process after this is read would lie in the future.
+  // Only now: a time stored by another process after this is read would be in the future.
   look.expired = isExpired(look.times, ports().clock.secondsSince1970());
   const auto& kept = look.values[kFingerprint];
   if (kept && kept->text() != nullptr && !kept->text()->empty()) look.fingerprint = *kept->text();

@@ -3,7 +3,7 @@
 // A fork copies the memory of all threads but only one of the threads. In the child a lock that
 // another thread held is never released, and what another thread was changing stays half changed.
 // So the child uses none of it. A fork begins a new generation; each piece of state below is made
-// anew at its first use in a generation, and the parent's copy is left untouched for ever: not
+// anew at its first use in a generation, and the parent's copy is left untouched forever: not
 // locked, not changed, not destroyed, not even at exit. No lock is held over a fork.
 //
 // The same holds for the compiler's guards of function-local statics, which a fork can freeze.

@@ -46,7 +46,7 @@ inline int inChildProcess(const std::function<int()>& body) { return ChildProces
 
 // At the start of a test that forks while threads of this process are at work. The address
 // sanitizer does not hold its allocator, nor its record of who allocated, over a fork: a child made
-// while another thread is inside waits for ever at its next allocation. The plain build and the
+// while another thread is inside waits forever at its next allocation. The plain build and the
 // thread sanitizer, which holds its own, run these tests.
 #if defined(__SANITIZE_ADDRESS__)
 #define ZOR_SKIP_WHERE_BUSY_PROCESSES_CANNOT_FORK() \

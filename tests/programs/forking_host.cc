@@ -30,7 +30,7 @@ void completeACall() {
 
 int main(int argumentCount, char** arguments) {
   if (argumentCount < 3) return EXIT_FAILURE;
-  ::alarm(60);  // Neither process waits for ever.
+  ::alarm(60);  // Neither process waits forever.
   std::unique_ptr<zor::URLLoadingPort> loading;
   std::optional<zor::ScopedPorts> ports;
   if (const std::string port = arguments[1]; port != "0") {

@@ -75,7 +75,7 @@ TEST(ProcessGeneration, ThreadsThatMakeAnObjectAtOnceAllGetTheSame) {
     for (std::thread& thread : threads) thread.join();
     for (const Counted* place : seen) EXPECT_EQ(place, object.find());
     EXPECT_EQ(living, 1);
-    delete object.find();  // Others of its kind live for ever.
+    delete object.find();  // Others of its kind live forever.
   }
 }
 

@@ -26,7 +26,7 @@ std::optional<BundleInfo> bundleInfoFromJson(std::string_view text);
 std::optional<BundleInfo> bundleInfoFromNotes(std::string_view notes, std::size_t alignment);
 
 // What a Snap is told in its environment: its name and version and the folder it is mounted at.
-// nullopt: a value is missing, or `executable` does not lie in that folder: the variables were
+// nullopt: a value is missing, or `executable` is not in that folder: the variables were
 // inherited from a Snap that started this program.
 std::optional<BundleInfo> bundleInfoFromSnap(const char* name, const char* version,
                                              const char* folder, std::string_view executable);

@@ -21,7 +21,7 @@ class LoadedObject {
   // The object that the process has under `soname`; nullopt when it has none. Loads nothing.
   static std::optional<LoadedObject> find(const char* soname);
 
-  // Whether `address` lies in one of its segments.
+  // Whether `address` is in one of its segments.
   bool contains(const void* address) const;
 
   // Whether calls of the function `name`, whose address is `address`, end up in this object. They

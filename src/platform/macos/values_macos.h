@@ -14,7 +14,7 @@
 
 namespace zor {
 
-// nil: `text` is no UTF-8. NUL bytes are kept.
+// nil: `text` is not valid UTF-8. NUL bytes are kept.
 NSString* foundationString(std::string_view text);
 
 // nullopt: `text` is nil or has no UTF-8 form (an unpaired surrogate).
