@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "collector/ZORDataCollector_mac.h"
-#include "literals/literals.h"
 #include "sandbox/inspector/sqlite_database.h"
+#include "sandbox/profile_words.h"
 #include "support/json_codec.h"
 #include "support/text.h"
 
@@ -110,11 +110,11 @@ std::string clientOf(const Received& request) {
   };
   std::string client;
   if (const ZORValue* report = request.details.find("report")) {
-    client = joined(*report, literals::kParamBundleIdentifierKey.view(),
-                    literals::kParamBundleValueKey.view());
+    client = joined(*report, words::kParamBundleIdentifierKey.view(),
+                    words::kParamBundleValueKey.view());
   } else if (const ZORValue* records = request.details.find("records")) {
-    client = joined((*records)[0], literals::kPingbackApplicationKey.view(),
-                    literals::kPingbackApplicationVersionKey.view());
+    client = joined((*records)[0], words::kPingbackApplicationKey.view(),
+                    words::kPingbackApplicationVersionKey.view());
   }
   return client.empty() ? clean(headerNamed(request.headers, "User-Agent")) : client;
 }
@@ -273,11 +273,11 @@ class ExchangeStore::Queries {
                        " fingerprint) VALUES (?,?,?,?,?,?,?,?,?,?)");
       insert.bind(exchange);
       for (const std::string_view key :
-           {literals::kPingbackErrorClassKey.view(), literals::kPingbackErrorTypeKey.view(),
-            literals::kPingbackErrorDescriptionKey.view(), literals::kPingbackApplicationKey.view(),
-            literals::kPingbackApplicationVersionKey.view(), literals::kPingbackLibraryKey.view(),
-            literals::kPingbackLibraryVersionKey.view(), literals::kPingbackSystemKey.view(),
-            literals::kPingbackFingerprintKey.view()}) {
+           {words::kPingbackErrorClassKey.view(), words::kPingbackErrorTypeKey.view(),
+            words::kPingbackErrorDescriptionKey.view(), words::kPingbackApplicationKey.view(),
+            words::kPingbackApplicationVersionKey.view(), words::kPingbackLibraryKey.view(),
+            words::kPingbackLibraryVersionKey.view(), words::kPingbackSystemKey.view(),
+            words::kPingbackFingerprintKey.view()}) {
         insert.bind(textOf(record, key));
       }
       insert.run();
@@ -289,8 +289,8 @@ class ExchangeStore::Queries {
     ZORValue before = parsed(from, 0);
     ZORValue after = parsed(to, 0);
     // It differs whenever what is sealed does, and says nothing by itself.
-    before.erase(literals::kParamSealedBlockKey.view());
-    after.erase(literals::kParamSealedBlockKey.view());
+    before.erase(words::kParamSealedBlockKey.view());
+    after.erase(words::kParamSealedBlockKey.view());
     addDifferences(before, after, true, "report", changes);
     addDifferences(parsed(from, 1), parsed(to, 1), reveal, "identity", changes);
     return changes;
