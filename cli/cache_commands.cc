@@ -1,7 +1,3 @@
-#include <cmath>
-#include <cstdio>
-#include <ctime>
-
 #include "cli/commands.h"
 #include "cli/exit_status.h"
 #include "cli/terminal.h"
@@ -10,19 +6,6 @@
 
 namespace zor::cli {
 namespace {
-
-// "2026-11-22 20:31:05 UTC"; "-" when absent or beyond what a calendar can show.
-std::string shownTime(const std::optional<double>& secondsSince1970) {
-  constexpr double kYear9999 = 253402300799.0;
-  if (!secondsSince1970 || !(std::abs(*secondsSince1970) <= kYear9999)) return "-";
-  const auto seconds = static_cast<std::time_t>(*secondsSince1970);
-  std::tm utc{};
-  ::gmtime_r(&seconds, &utc);
-  char text[64];
-  std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d UTC", utc.tm_year + 1900,
-                utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
-  return text;
-}
 
 std::string shownSeconds(const std::optional<double>& seconds) {
   return seconds ? jsonForDisplay(*seconds) + " s" : "-";

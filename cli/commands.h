@@ -2,6 +2,12 @@
 #ifndef ZOR_CLI_COMMANDS_H_
 #define ZOR_CLI_COMMANDS_H_
 
+#include <ZORFingerPrint/ZORPrivacy.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "cli/host_ports.h"
 
 namespace zor::cli {
@@ -15,8 +21,9 @@ int runFingerprint(const FingerprintOptions& options, HostPorts& host);
 
 struct ReportOptions {
   bool json = false;
-  bool unseal = false;   // Decrypts the sealed block too.
-  bool explain = false;  // Shows where each value comes from, instead of the report.
+  bool unseal = false;                // Decrypts the sealed block too.
+  bool explain = false;               // Shows for each entry where its value comes from.
+  std::vector<std::string> withheld;  // Entries to leave out, by name.
 };
 // Prints the collected parameters as they would be sent.
 int runReport(const ReportOptions& options);
@@ -43,6 +50,15 @@ int runPingbacksShow(bool json);
 int runPingbacksUpload(bool json);
 // Deletes them.
 int runPingbacksClear(bool json);
+
+// Prints what the person answered, or keeps an answer first.
+int runConsent(std::optional<ZORConsent> answer, bool json);
+
+// Erases what the library keeps for this program; with `dryRun`, only says what would go.
+int runErase(bool dryRun, bool json);
+
+// Prints when this program last asked the service, how that ended, and what waits.
+int runLast(bool json);
 
 // Tries each route to the service once and shows the results.
 int runDoctor(bool json, HostPorts& host);

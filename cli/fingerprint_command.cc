@@ -28,8 +28,9 @@ struct FetchedFingerprint {
 using AwaitedFingerprint = AwaitedValue<FetchedFingerprint>;
 
 // Codes of other domains, such as the transport's, may have the same number.
-bool isNoReportError(const ZORError& error) {
-  return error.code == ZORFingerPrint::kNoReportCode &&
+bool isOwnError(const ZORError& error) {
+  return (error.code == ZORFingerPrint::kNoReportCode ||
+          error.code == ZOR_FINGERPRINT_ERROR_NO_CONSENT) &&
          error.domain == literals::kFingerprintErrorDomain.view();
 }
 
@@ -37,7 +38,7 @@ int exitStatus(const FetchedFingerprint& outcome) {
   if (outcome.success) return kDone;
   if (std::holds_alternative<ZORValue>(outcome.error)) return kRefused;
   const auto* error = std::get_if<ZORError>(&outcome.error);
-  return error != nullptr && isNoReportError(*error) ? kFailed : kTransport;
+  return error != nullptr && isOwnError(*error) ? kFailed : kTransport;
 }
 
 // `domain` and `code` are null if no error of the library or the platform caused it.

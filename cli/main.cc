@@ -1,4 +1,6 @@
 // zorfp: a command-line host of the library.
+#include <ZORFingerPrint/ZORFingerPrint.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
@@ -21,6 +23,8 @@ struct Arguments {
   FingerprintOptions fingerprint;
   ReportOptions report;
   MachineIdOptions machineId;
+  std::optional<ZORConsent> consent;  // The answer to keep.
+  bool dryRun = false;
 };
 
 // The chosen command; set by the parser, run once the ports are in place.
@@ -42,6 +46,15 @@ std::string refuseNotANumber(const std::string& text) {
   return std::isnan(std::strtod(text.c_str(), nullptr)) ? text + " is not a number" : "";
 }
 
+// What collects, keeps or sends, and does not ask the library for its permission by itself.
+Command whenPermitted(Command command) {
+  return [command](HostPorts& host) {
+    if (ZORFingerPrint::isPermitted()) return command(host);
+    printDiagnostic("Consent has not been given. \"zorfp consent give\" gives it.");
+    return static_cast<int>(kFailed);
+  };
+}
+
 void addFingerprint(CLI::App& app, Arguments& arguments, Command& command) {
   CLI::App* sub = app.add_subcommand("fingerprint", "Fetch this machine's fingerprint");
   sub->add_option("--timeout", arguments.fingerprint.timeoutSeconds,
@@ -58,13 +71,14 @@ void addFingerprint(CLI::App& app, Arguments& arguments, Command& command) {
 void addReport(CLI::App& app, Arguments& arguments, Command& command) {
   CLI::App* sub = app.add_subcommand("report", "Show the collected parameters");
   addJson(*sub, arguments.report.json);
-  CLI::Option* unseal =
-      sub->add_flag("--unseal", arguments.report.unseal, "Also decrypt the sealed block");
+  sub->add_flag("--unseal", arguments.report.unseal, "Also decrypt the sealed block");
   sub->add_flag("--explain", arguments.report.explain,
-                "Show where each entry comes from, whether it was found, and how long it took")
-      ->excludes(unseal);
+                "Show where each entry comes from, whether it was found, and how long it took");
+  sub->add_option("--without", arguments.report.withheld,
+                  "Leave out this entry, by its name in --explain; may be repeated")
+      ->allow_extra_args(false);
   sub->callback([&arguments, &command] {
-    command = [&arguments](HostPorts&) { return runReport(arguments.report); };
+    command = whenPermitted([&arguments](HostPorts&) { return runReport(arguments.report); });
   });
 }
 
@@ -87,7 +101,7 @@ void addMachineId(CLI::App& app, Arguments& arguments, Command& command) {
       ->excludes(optOut);
   addJson(*sub, arguments.machineId.json);
   sub->callback([&arguments, &command] {
-    command = [&arguments](HostPorts&) { return runMachineId(arguments.machineId); };
+    command = whenPermitted([&arguments](HostPorts&) { return runMachineId(arguments.machineId); });
   });
 }
 
@@ -109,13 +123,47 @@ void addPingbacks(CLI::App& app, Arguments& arguments, Command& command) {
   });
 }
 
+void addConsent(CLI::App& app, Arguments& arguments, Command& command) {
+  CLI::App* consent = app.add_subcommand("consent", "Show or change the answer about consent");
+  consent->require_subcommand(0, 1);
+  addJson(*consent, arguments.json);
+  const auto answers = [&](const char* name, const char* help, ZORConsent answer) {
+    CLI::App* sub = consent->add_subcommand(name, help);
+    addJson(*sub, arguments.json);
+    sub->callback([&arguments, answer] { arguments.consent = answer; });
+  };
+  answers("give", "Agree", ZORConsent::given);
+  answers("refuse", "Refuse, and erase what was kept", ZORConsent::refused);
+  answers("forget", "Take the answer back", ZORConsent::unknown);
+  consent->final_callback([&arguments, &command] {
+    command = [&arguments](HostPorts&) { return runConsent(arguments.consent, arguments.json); };
+  });
+}
+
+void addPrivacy(CLI::App& app, Arguments& arguments, Command& command) {
+  addConsent(app, arguments, command);
+  CLI::App* erase = app.add_subcommand("erase", "Erase what the library keeps for this program");
+  erase->add_flag("--dry-run", arguments.dryRun, "Only show what would be erased");
+  addJson(*erase, arguments.json);
+  erase->callback([&arguments, &command] {
+    command = [&arguments](HostPorts&) { return runErase(arguments.dryRun, arguments.json); };
+  });
+  CLI::App* last = app.add_subcommand("last", "Show when this program last asked the service");
+  addJson(*last, arguments.json);
+  last->callback([&arguments, &command] {
+    command = [&arguments](HostPorts&) { return runLast(arguments.json); };
+  });
+}
+
 void addOthers(CLI::App& app, Arguments& arguments, Command& command) {
   CLI::App* identifier = app.add_subcommand("identifier", "Show the installation identifier");
-  identifier->callback([&command] { command = [](HostPorts&) { return runIdentifier(); }; });
+  identifier->callback(
+      [&command] { command = whenPermitted([](HostPorts&) { return runIdentifier(); }); });
   CLI::App* doctor = app.add_subcommand("doctor", "Try each route to the service once");
   addJson(*doctor, arguments.json);
   doctor->callback([&arguments, &command] {
-    command = [&arguments](HostPorts& host) { return runDoctor(arguments.json, host); };
+    command =
+        whenPermitted([&arguments](HostPorts& host) { return runDoctor(arguments.json, host); });
   });
   CLI::App* version = app.add_subcommand("version", "Show the versions");
   addJson(*version, arguments.json);
@@ -147,6 +195,7 @@ int run(int argumentCount, char** argumentValues) {
   addCache(app, arguments, command);
   addMachineId(app, arguments, command);
   addPingbacks(app, arguments, command);
+  addPrivacy(app, arguments, command);
   addOthers(app, arguments, command);
   try {
     app.parse(argumentCount, argumentValues);

@@ -6,6 +6,7 @@
 #include "cli/awaited_value.h"
 #include "cli/commands.h"
 #include "cli/exit_status.h"
+#include "cli/pending_records.h"
 #include "cli/terminal.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingbackStore.h"
@@ -13,13 +14,6 @@
 #include "support/json_codec.h"
 
 namespace zor::cli {
-namespace {
-
-// The records in the file; an empty array if there are none or the file is damaged.
-struct PendingRecords {
-  ZORValue records;
-  Status status;  // Why the file cannot be opened.
-};
 
 PendingRecords pendingRecords() {
   const auto text = GetPingbackStore()->readStr();
@@ -38,6 +32,8 @@ void printRecords(const ZORValue& records) {
   }
   printTable(rows);
 }
+
+namespace {
 
 // The result of an upload.
 struct UploadResult {

@@ -1,10 +1,14 @@
 #include "cli/terminal.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <iostream>
 #include <utility>
 
@@ -42,6 +46,64 @@ std::string withoutControlCharacters(const std::string& given) {
   return safe;
 }
 
+constexpr std::size_t kGapColumns = 2;         // Between two columns of a table.
+constexpr std::size_t kMinFoldedColumns = 16;  // A narrower terminal gets longer lines.
+
+std::size_t widthOfColumn(const std::vector<std::vector<std::string>>& rows, std::size_t column) {
+  std::size_t width = 0;
+  for (const auto& row : rows) width = std::max(width, utf16Length(row[column]));
+  return width;
+}
+
+// Columns of the terminal that standard output is; COLUMNS wins. 0: lines may have any length.
+std::size_t outputWidth() {
+  const char* const setting = std::getenv("COLUMNS");
+  const unsigned long given = setting != nullptr ? std::strtoul(setting, nullptr, 10) : 0;
+  constexpr unsigned long kMaxColumns = 10000;
+  if (given > 0 && given <= kMaxColumns) return given;
+  struct winsize size {};
+  return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+bool startsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }
+
+// Where the first line of `text` ends, in bytes: after the last space that fits, else after as many
+// characters as fit.
+std::size_t endOfLine(const std::string& text, std::size_t width) {
+  std::size_t characters = 0;
+  std::size_t afterSpace = 0;
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    if (!startsCharacter(text[index])) continue;
+    if (characters++ == width) return afterSpace != 0 ? afterSpace : index;
+    if (text[index] == ' ') afterSpace = index + 1;
+  }
+  return text.size();
+}
+
+std::vector<std::string> foldedLines(std::string text, std::size_t width) {
+  std::vector<std::string> lines;
+  while (!text.empty()) {
+    const std::size_t end = endOfLine(text, width);
+    lines.push_back(text.substr(0, end));
+    text.erase(0, end);
+  }
+  return lines;
+}
+
+void addFoldedRow(const std::vector<std::string>& row, std::size_t lastButOne, std::size_t last,
+                  std::vector<std::vector<std::string>>& folded) {
+  const std::size_t columns = row.size();
+  const auto left = foldedLines(row[columns - 2], lastButOne);
+  const auto right = foldedLines(row[columns - 1], last);
+  const std::size_t lines = std::max({left.size(), right.size(), std::size_t{1}});
+  for (std::size_t line = 0; line < lines; ++line) {
+    auto cells = line == 0 ? row : std::vector<std::string>(columns);
+    cells[columns - 2] = line < left.size() ? left[line] : "";
+    cells[columns - 1] = line < right.size() ? right[line] : "";
+    folded.push_back(std::move(cells));
+  }
+}
+
 }  // namespace
 
 void printTable(const std::vector<std::vector<std::string>>& rows) {
@@ -59,9 +121,39 @@ void printTable(const std::vector<std::vector<std::string>>& rows) {
       if (column + 1 == row.size()) break;
       line.append(widths[column] - utf16Length(row[column]) + 2, ' ');
     }
+    line.erase(line.find_last_not_of(' ') + 1);
     std::cout << line << '\n';
   }
   std::cout.flush();
+}
+
+void printFoldedTable(const std::vector<std::vector<std::string>>& rows) {
+  const std::size_t width = outputWidth();
+  if (width == 0) return printTable(rows);
+  const std::size_t columns = rows.front().size();
+  std::size_t taken = 0;
+  for (std::size_t column = 0; column + 2 < columns; ++column) {
+    taken += widthOfColumn(rows, column) + kGapColumns;
+  }
+  const std::size_t left = width > taken + kGapColumns ? width - taken - kGapColumns : 0;
+  const std::size_t first =
+      std::max(kMinFoldedColumns, std::min(left / 3, widthOfColumn(rows, columns - 2)));
+  const std::size_t second = std::max(kMinFoldedColumns, left > first ? left - first : 0);
+  std::vector<std::vector<std::string>> folded;
+  for (const auto& row : rows) addFoldedRow(row, first, second, folded);
+  printTable(folded);
+}
+
+std::string shownTime(const std::optional<double>& secondsSince1970) {
+  constexpr double kYear9999 = 253402300799.0;
+  if (!secondsSince1970 || !(std::abs(*secondsSince1970) <= kYear9999)) return "-";
+  const auto seconds = static_cast<std::time_t>(*secondsSince1970);
+  std::tm utc{};
+  ::gmtime_r(&seconds, &utc);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d UTC", utc.tm_year + 1900,
+                utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
+  return text;
 }
 
 void printJson(const ZORValue& value) { std::cout << jsonForDisplay(value) << std::endl; }

@@ -5,6 +5,7 @@
 #include <ZORFingerPrint/ZORTypes.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,13 @@ namespace zor::cli {
 
 // Prints rows as columns wide enough for their widest cell; the first row is the heading.
 void printTable(const std::vector<std::vector<std::string>>& rows);
+
+// As printTable(), but the last two columns fold at the terminal's width: what does not fit goes on
+// in the lines below. Where the output is not a terminal nothing folds, unless COLUMNS is set.
+void printFoldedTable(const std::vector<std::vector<std::string>>& rows);
+
+// "2026-11-22 20:31:05 UTC"; "-" when absent or beyond what a calendar can show.
+std::string shownTime(const std::optional<double>& secondsSince1970);
 
 // Prints one line of compact JSON; ill-formed UTF-8 in it is replaced.
 void printJson(const ZORValue& value);

@@ -40,3 +40,6 @@ install(FILES
   DESTINATION ${zor_package_dir} COMPONENT development)
 install(FILES ${PROJECT_BINARY_DIR}/packaging/zorfingerprint.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+# What the library discloses, for programs.
+install(FILES ${PROJECT_SOURCE_DIR}/docs/entries.json
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/zorfingerprint COMPONENT development)

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace zor {
 
@@ -35,11 +36,20 @@ class ZOR_EXPORT ZORConfig {
   // start later in this process. Absent: no change.
   const std::optional<double>& totalTimeoutSeconds() const { return _totalTimeoutSeconds; }
   void setTotalTimeoutSeconds(double seconds) { _totalTimeoutSeconds = seconds; }
+  // Leaves entries out of the report, by the names of ZORFingerPrint::entryNames(): their probes do
+  // not run, and the report has null in their place. With "sealed-block" all that is in it is left
+  // out. Holds for this process. An empty list takes back what was withheld before. Absent: no
+  // change. The error: a name is unknown, and nothing is changed; it names the nearest right one.
+  std::optional<ZORError> setWithheldEntries(const std::vector<std::string>& names);
+  const std::optional<std::vector<std::string>>& withheldEntries() const {
+    return _withheldEntries;
+  }
 
  private:
   std::optional<std::string> _storePath;
   std::optional<bool> _consentRequired;
   std::optional<double> _totalTimeoutSeconds;
+  std::optional<std::vector<std::string>> _withheldEntries;
 };
 
 }  // namespace zor

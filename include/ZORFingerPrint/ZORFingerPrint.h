@@ -104,6 +104,16 @@ class ZOR_EXPORT ZORFingerPrint final {
   // Threads: callable from any; waits for other processes that hold a lock, a second or so.
   static std::vector<ZORErasedItem> eraseLocalData(bool dryRun = false);
 
+  // The names of the entries of a report, those inside its sealed block last. They never change.
+  static std::vector<std::string> entryNames();
+
+  // Opts this application out of the identifier that all of the user's applications share, or in
+  // again. Opted out, it reports a fixed placeholder; other applications are not touched. Kept in
+  // the user defaults. The error: the choice could not be kept, or there is no consent for making
+  // the identifier that is opted out of.
+  static std::optional<ZORError> setSharedIdentifierOptOut(bool optOut);
+  static bool isSharedIdentifierOptedOut();
+
   // Selectors: PLATFORM, VERSION
   // The platform label and the version that go with every report.
   static std::string PLATFORM();

@@ -9,6 +9,7 @@
 
 #include <ZORFingerPrint/ZORErrors.h>
 #include <ZORFingerPrint/ZORVersion.h>
+#include <stddef.h>
 #include <stdint.h>
 
 #if defined(__GNUC__)
@@ -93,6 +94,21 @@ ZOR_FINGERPRINT_API char* zor_fingerprint_set_consent(int consent);
 ZOR_FINGERPRINT_API int zor_fingerprint_consent(void);
 /* 1: the library may collect, keep and send now. */
 ZOR_FINGERPRINT_API int zor_fingerprint_is_permitted(void);
+
+/* Leaves entries out of the report, in this process: their probes do not run, and the report has
+ * null in their place. `names` are `count` names from zor_fingerprint_entries(); with
+ * "sealed-block" all that is in it is left out; a count of 0 takes back what was withheld before.
+ * NULL: done; else a text that says which name is unknown, with the nearest right one, and nothing
+ * is changed. */
+ZOR_FINGERPRINT_API char* zor_fingerprint_set_withheld_entries(const char* const* names,
+                                                               size_t count);
+/* The names of the entries, as a JSON list. NULL when memory ran out. */
+ZOR_FINGERPRINT_API char* zor_fingerprint_entries(void);
+
+/* Opts this application out of the identifier that all of the user's applications share (1), or in
+ * again (0); kept for later runs. NULL: done; else a text that says why the choice is not kept. */
+ZOR_FINGERPRINT_API char* zor_fingerprint_set_shared_identifier_opt_out(int opt_out);
+ZOR_FINGERPRINT_API int zor_fingerprint_shared_identifier_opted_out(void);
 
 /* Erases what the library keeps for this application on this machine; with `dry_run` other than 0
  * it only says what would be erased. A JSON list of {"item", "outcome", "reason"}; the outcome is

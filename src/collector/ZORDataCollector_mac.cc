@@ -2,6 +2,7 @@
 
 #include <ZORFingerPrint/ZORProbes.h>
 
+#include <memory>
 #include <utility>
 
 #include "collector/sealed_block.h"
@@ -15,66 +16,72 @@
 namespace zor {
 namespace {
 
-ZORValue integritySignal() {
-  const IntegritySignal signal = ports().integrity.signal();
-  return ZORValue::array({signal.foreignAddress, signal.changedCode});
-}
-
+// Without those that are withheld.
 HardwareIdentity hardwareIdentity() {
   HardwareIdentity identity;
-  identity.hardwareAddresses = getMacAddress().value_or(std::map<std::string, std::string>{});
-  identity.bluetoothAddress = getBluetoothAddress();
-  identity.hardwareUUID = getHardwareUDID();
-  identity.serialNumber = getHardwareSerialNumber();
+  if (areHardwareAddressesWanted()) {
+    identity.hardwareAddresses = getMacAddress().value_or(std::map<std::string, std::string>{});
+  }
+  if (!isWithheld(Entry::bluetoothAddress)) identity.bluetoothAddress = getBluetoothAddress();
+  if (!isWithheld(Entry::hardwareUUID)) identity.hardwareUUID = getHardwareUDID();
+  if (!isWithheld(Entry::serialNumber)) identity.serialNumber = getHardwareSerialNumber();
   return identity;
 }
 
-ZORValue sealedIdentity() {
+// One probe for each row of the table, by the name of the entry.
+namespace probe {
+
+ZORValue kernelVersion() { return ZORValue::orNull(ports().system.kernelVersion()); }
+ZORValue memorySize() { return getMemorySize(); }
+ZORValue productName() { return ZORValue::orNull(getProductName()); }
+ZORValue model() { return ZORValue::orNull(getModel()); }
+ZORValue cpuCount() { return getCpuCount(); }
+ZORValue cpuBrand() { return ZORValue::orNull(getCPUBrand()); }
+ZORValue usbDevices() { return getUSBDevices(); }
+// All bits set, for a file system that does not answer, reads as -1 here.
+ZORValue storageSize() { return static_cast<std::int64_t>(getStorageSize()); }
+ZORValue powerSource() { return ZORValue::orNull(getPowerInfo()); }
+ZORValue bluetoothName() { return ZORValue::orNull(getBluetoothDeviceName()); }
+ZORValue wifi() { return ZORValue::orNull(getWiFiInfo()); }
+ZORValue systemVersion() { return ZORValue::orNull(getSystemVersion()); }
+ZORValue bundleIdentifier() { return ZORValue::orNull(ports().bundle.bundleIdentifier()); }
+ZORValue bundleValue() {
+  return ZORValue::orNull(ports().bundle.infoValue(literals::kBundleShortVersionKey.str()));
+}
+ZORValue paths() { return getPaths(); }
+ZORValue dnsServers() { return ZORValue::orNull(getDnsServer()); }
+ZORValue ipAddresses() { return getIPAddresses(); }
+ZORValue integrity() {
+  const IntegritySignal signal = ports().integrity.signal();
+  return ZORValue::array({signal.foreignAddress, signal.changedCode});
+}
+ZORValue installationIdentifier() { return zor::installationIdentifier(); }
+ZORValue sharedIdentifier() { return _OpenUDID::_dfp_value(); }
+ZORValue platform() { return platformLabel(); }
+ZORValue version() { return versionLabel(); }
+ZORValue sealedBlock() {
+  const DesignatedInterfaces designated = areHardwareAddressesWanted()
+                                              ? ports().network.designatedInterfaces()
+                                              : DesignatedInterfaces();
   return ZORValue::orNull(
-      sealBlock(identityBlock(hardwareIdentity(), ports().network.designatedInterfaces())));
+      sealBlock(withoutWithheldEntries(identityBlock(hardwareIdentity(), designated))));
 }
 
+}  // namespace probe
 }  // namespace
 
 std::vector<ReportEntry> reportEntries() {
   return {
-      {literals::kParamKernelVersionKey.str(),
-       [] { return ZORValue::orNull(ports().system.kernelVersion()); }},
-      {literals::kParamMemorySizeKey.str(), [] { return ZORValue(getMemorySize()); }},
-      {literals::kParamProductNameKey.str(), [] { return ZORValue::orNull(getProductName()); }},
-      {literals::kParamModelKey.str(), [] { return ZORValue::orNull(getModel()); }},
-      {literals::kParamCpuCountKey.str(), [] { return ZORValue(getCpuCount()); }},
-      {literals::kParamCPUBrandKey.str(), [] { return ZORValue::orNull(getCPUBrand()); }},
-      {literals::kParamUSBDevicesKey.str(), [] { return getUSBDevices(); }},
-      // All bits set, for a file system that does not answer, reads as -1 here.
-      {literals::kParamStorageSizeKey.str(),
-       [] { return ZORValue(static_cast<std::int64_t>(getStorageSize())); }},
-      {literals::kParamPowerSourceKey.str(), [] { return ZORValue::orNull(getPowerInfo()); }},
-      {literals::kParamBluetoothNameKey.str(),
-       [] { return ZORValue::orNull(getBluetoothDeviceName()); }},
-      {literals::kParamWiFiKey.str(), [] { return ZORValue::orNull(getWiFiInfo()); }},
-      {literals::kParamSystemVersionKey.str(), [] { return ZORValue::orNull(getSystemVersion()); }},
-      {literals::kParamBundleIdentifierKey.str(),
-       [] { return ZORValue::orNull(ports().bundle.bundleIdentifier()); }},
-      {literals::kParamBundleValueKey.str(),
-       [] {
-         return ZORValue::orNull(ports().bundle.infoValue(literals::kBundleShortVersionKey.str()));
-       }},
-      {literals::kParamPathsKey.str(), [] { return ZORValue(getPaths()); }},
-      {literals::kParamDnsServersKey.str(), [] { return ZORValue::orNull(getDnsServer()); }},
-      {literals::kParamIPAddressesKey.str(), [] { return ZORValue(getIPAddresses()); }},
-      {literals::kParamIntegrityKey.str(), integritySignal},
-      {literals::kParamInstallationIdentifierKey.str(),
-       [] { return ZORValue(installationIdentifier()); }},
-      {literals::kParamSharedIdentifierKey.str(), [] { return ZORValue(_OpenUDID::_dfp_value()); }},
-      {literals::kParamPlatformKey.str(),
-       [] { return ZORValue(ZORDataCollector_mac::PLATFORM()); }},
-      {literals::kParamVersionKey.str(), [] { return ZORValue(ZORDataCollector_mac::VERSION()); }},
-      {literals::kParamSealedBlockKey.str(), sealedIdentity},
+#define ZOR_ENTRY(entry, ...) {entryKey(Entry::entry), &probe::entry, Entry::entry},
+#define ZOR_SEALED_ENTRY(entry, ...)
+#include "literals/report_entries.def"
+#undef ZOR_SEALED_ENTRY
+#undef ZOR_ENTRY
   };
 }
 
 ZORValue reportValue(const ReportEntry& entry) {
+  if (isWithheld(entry.entry)) return nullptr;
   try {
     return writableAsJson(entry.probe());
   } catch (...) {  // Whatever it was, the other entries count.
@@ -99,14 +106,16 @@ ZORValue ZORDataCollector_mac::collect() {
 ZORValue ZORDataCollector_mac::collectWithAccounts(std::vector<EntryAccount>& accounts) {
   for (const ReportEntry& entry : reportEntries()) {
     _params.set(entry.key, accountedValue(
-                               entry.key, [&entry] { return reportValue(entry); }, accounts));
+                               entry.entry, [&entry] { return reportValue(entry); }, accounts));
   }
   for (EntryAccount& account : sealedBlockAccounts()) accounts.push_back(std::move(account));
   return _params;
 }
 
 void ZORDataCollector_mac::_collect() {
-  const auto ahead = ports().devices.readAhead();
+  // Reading ahead asks for everything, also for what the host withholds.
+  const auto ahead =
+      isAnyEntryWithheld() ? std::unique_ptr<ReadAhead>() : ports().devices.readAhead();
   for (const ReportEntry& entry : reportEntries()) _params.set(entry.key, reportValue(entry));
 }
 

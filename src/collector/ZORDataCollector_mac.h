@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "collector/entry_accounts.h"
+#include "collector/report_entries.h"
 
 namespace zor {
 
@@ -16,12 +17,14 @@ struct ReportEntry {
   std::string key;
   // Asks the machine; null when it has no answer. Call it through reportValue().
   ZORValue (*probe)();
+  Entry entry;
 };
 
 // All 23, in the order in which the probes run and the entries are written.
 std::vector<ReportEntry> reportEntries();
 
-// The value of an entry as it goes into the report; a probe that fails in any way gives null.
+// The value of an entry as it goes into the report. A probe that fails in any way gives null; that
+// of a withheld entry does not run, which gives null as well.
 ZORValue reportValue(const ReportEntry& entry);
 
 // Empty by design; load() names it so that it is part of every image of the library.

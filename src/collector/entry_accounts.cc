@@ -3,9 +3,9 @@
 #include <ZORFingerPrint/ZORProbes.h>
 
 #include <chrono>
+#include <utility>
 
 #include "collector/sealed_block.h"
-#include "literals/literals.h"
 #include "platform/ports.h"
 #include "platform/probe_trace.h"
 #include "support/json_codec.h"
@@ -30,57 +30,76 @@ ZORValue entryOf(const std::optional<Value>& value) {
   return writableAsJson(ZORValue::orNull(value));
 }
 
-// The accounts of the entries made of the hardware addresses: each that of the common reading, with
-// an outcome of its own.
-void addAddressAccounts(const ZORValue& block, EntryAccount reading,
-                        std::vector<EntryAccount>& accounts) {
-  const EntryOutcome missing =
-      reading.outcome == EntryOutcome::found ? EntryOutcome::absent : reading.outcome;
-  for (const std::string& key :
-       {literals::kSealedFirstInterfaceKey.str(), literals::kSealedSecondInterfaceKey.str(),
-        literals::kSealedThirdInterfaceKey.str(), literals::kSealedOtherInterfacesKey.str()}) {
-    reading.entry = key;
-    reading.outcome = isAbsent(block[key]) ? missing : EntryOutcome::found;
-    accounts.push_back(reading);
-  }
+EntryAccount withheldAccount(Entry entry) {
+  return {entry, nullptr, "", EntryOutcome::withheld, 0};
 }
 
-}  // namespace
-
-ZORValue accountedValue(const std::string& entry, const std::function<ZORValue()>& probe,
-                        std::vector<EntryAccount>& accounts) {
+ZORValue accountOf(Entry entry, const std::function<ZORValue()>& probe,
+                   std::vector<EntryAccount>& accounts) {
   const ProbeTrace trace;
   const auto start = std::chrono::steady_clock::now();
   ZORValue value = probe();
   const auto time = std::chrono::steady_clock::now() - start;
-  accounts.push_back({entry, trace.sources(), outcomeOf(value, trace),
+  accounts.push_back({entry, value, trace.sources(), outcomeOf(value, trace),
                       std::chrono::duration_cast<std::chrono::microseconds>(time).count()});
   return value;
 }
 
-std::vector<EntryAccount> sealedBlockAccounts() {
+// The accounts of the entries made of the hardware addresses: each that of the common reading, with
+// a value and an outcome of its own.
+void addAddressAccounts(const ZORValue& block, const EntryAccount& reading,
+                        std::vector<EntryAccount>& accounts) {
+  const EntryOutcome missing =
+      reading.outcome == EntryOutcome::found ? EntryOutcome::absent : reading.outcome;
+  for (const Entry entry : {Entry::firstInterface, Entry::secondInterface, Entry::thirdInterface,
+                            Entry::otherInterfaces}) {
+    if (isWithheld(entry)) {
+      accounts.push_back(withheldAccount(entry));
+      continue;
+    }
+    EntryAccount account = reading;
+    account.entry = entry;
+    account.value = block[entryKey(entry)];
+    account.outcome = isAbsent(account.value) ? missing : EntryOutcome::found;
+    accounts.push_back(std::move(account));
+  }
+}
+
+void addHardwareAddressAccounts(std::vector<EntryAccount>& accounts) {
   HardwareIdentity identity;
   DesignatedInterfaces designated;
   std::vector<EntryAccount> reading;
-  accountedValue(
-      "",
+  accountOf(
+      Entry::otherInterfaces,
       [&] {
+        if (!areHardwareAddressesWanted()) return ZORValue();
         designated = ports().network.designatedInterfaces();
         const auto addresses = getMacAddress();
         if (addresses) identity.hardwareAddresses = *addresses;
         return entryOf(addresses);
       },
       reading);
-  std::vector<EntryAccount> accounts;
   addAddressAccounts(identityBlock(identity, designated), reading.front(), accounts);
+}
+
+}  // namespace
+
+ZORValue accountedValue(Entry entry, const std::function<ZORValue()>& probe,
+                        std::vector<EntryAccount>& accounts) {
+  if (!isWithheld(entry)) return accountOf(entry, probe, accounts);
+  accounts.push_back(withheldAccount(entry));
+  return nullptr;
+}
+
+std::vector<EntryAccount> sealedBlockAccounts() {
+  std::vector<EntryAccount> accounts;
+  addHardwareAddressAccounts(accounts);
   accountedValue(
-      literals::kSealedBluetoothAddressKey.str(), [] { return entryOf(getBluetoothAddress()); },
-      accounts);
+      Entry::bluetoothAddress, [] { return entryOf(getBluetoothAddress()); }, accounts);
   accountedValue(
-      literals::kSealedHardwareUUIDKey.str(), [] { return entryOf(getHardwareUDID()); }, accounts);
+      Entry::hardwareUUID, [] { return entryOf(getHardwareUDID()); }, accounts);
   accountedValue(
-      literals::kSealedSerialNumberKey.str(), [] { return entryOf(getHardwareSerialNumber()); },
-      accounts);
+      Entry::serialNumber, [] { return entryOf(getHardwareSerialNumber()); }, accounts);
   return accounts;
 }
 

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "collector/report_entries.h"
+
 namespace zor {
 
 enum class EntryOutcome {
@@ -16,18 +18,20 @@ enum class EntryOutcome {
   absent,        // It is not there; no other user would get it.
   notPermitted,  // It is there, and this user may not read it.
   noAnswer,      // A device, or the system, did not answer in time.
+  withheld,      // By the host; the probe did not run.
 };
 
 struct EntryAccount {
-  std::string entry;    // The key in the report, or in the sealed block.
+  Entry entry;
+  ZORValue value;       // As it stands in the report, or in the sealed block before it is sealed.
   std::string sources;  // Files, sockets and calls, separated by ", "; empty: the library itself.
   EntryOutcome outcome = EntryOutcome::absent;
   std::int64_t microseconds = 0;
 };
 
-// Runs `probe`, appends an account of the run to `accounts` and returns the value. Null and empty
-// values count as absent.
-ZORValue accountedValue(const std::string& entry, const std::function<ZORValue()>& probe,
+// Runs `probe`, unless the entry is withheld, appends an account of the run to `accounts` and
+// returns the value. Null and empty values count as absent.
+ZORValue accountedValue(Entry entry, const std::function<ZORValue()>& probe,
                         std::vector<EntryAccount>& accounts);
 
 // One account for each of the seven entries of the sealed block, from reading them again. Entries

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "collector/report_entries.h"
 #include "crypto/text_cipher.h"
 #include "literals/labels.h"
 #include "literals/literals.h"
@@ -114,6 +115,18 @@ ZORValue identityBlock(const HardwareIdentity& identity, const DesignatedInterfa
   block.set(literals::kSealedHardwareUUIDKey.view(), ZORValue::orNull(identity.hardwareUUID));
   block.set(literals::kSealedSerialNumberKey.view(), ZORValue::orNull(identity.serialNumber));
   return writableAsJson(std::move(block));
+}
+
+ZORValue withoutWithheldEntries(ZORValue block) {
+  for (const Entry entry : allEntries()) {
+    if (isSealed(entry) && isWithheld(entry)) block.set(entryKey(entry), nullptr);
+  }
+  return block;
+}
+
+bool areHardwareAddressesWanted() {
+  return !(isWithheld(Entry::firstInterface) && isWithheld(Entry::secondInterface) &&
+           isWithheld(Entry::thirdInterface) && isWithheld(Entry::otherInterfaces));
 }
 
 std::optional<std::string> sealText(const std::optional<std::string>& json, const AesKey& key) {

@@ -27,6 +27,12 @@ struct HardwareIdentity {
 // where there is none, and all others in a dictionary of their own.
 ZORValue identityBlock(const HardwareIdentity& identity, const DesignatedInterfaces& designated);
 
+// `block` with null in the place of each entry that the host withholds.
+ZORValue withoutWithheldEntries(ZORValue block);
+
+// Whether one of the four entries that are made of the hardware addresses is not withheld.
+bool areHardwareAddressesWanted();
+
 // The pieces of which the block's key is made, as functions of plain values.
 //
 // A hash of the UTF-16 code units of `text`, each weighing 31 times the one after it, in 32 bits.

@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "collector/ZORDataCollector_mac.h"
+#include "collector/report_entries.h"
 #include "consent/consent.h"
 #include "fingerprint/fingerprint_request.h"
+#include "fingerprint/last_request.h"
 #include "fingerprint/local_data.h"
 #include "literals/literals.h"
 #include "pingback/ZORSecPingback.h"
@@ -23,6 +25,8 @@
 #include "support/process_generation.h"
 #include "support/text.h"
 #include "transport/ZORDing.h"
+#include "udid/_OpenUDID.h"
+#include "udid/shared_identifier_removal.h"
 
 namespace zor {
 namespace {
@@ -92,6 +96,15 @@ std::optional<std::string> environmentReport() {
   const auto json = jsonFromValue(ZORDataCollector_mac().collect());
   if (!json) return std::nullopt;
   return ports().crypto.base64Encode(utf8Bytes(*json));
+}
+
+// The names were checked when the config took them.
+void withhold(const std::vector<std::string>& names) {
+  std::vector<Entry> entries;
+  for (const std::string& name : names) {
+    if (const auto entry = entryWithName(name)) entries.push_back(*entry);
+  }
+  setWithheldEntries(entries);
 }
 
 // Nothing when all is gone.
@@ -199,6 +212,7 @@ void ZORFingerPrint::Implementation::requestFingerprint() {
   try {
     const Deadline deadline = deadlineOfNewRequest();
     const auto report = environmentReport();
+    callIgnoringExceptions(noteRequest);
     if (isRefusedMeanwhile()) return endLocally(noConsentError());
     if (report) return send(*report, deadline);
   } catch (...) {  // NOLINT(bugprone-empty-catch): those who wait are told below.
@@ -223,6 +237,7 @@ void ZORFingerPrint::Implementation::send(const std::string& report, const Deadl
                                            const std::optional<ZORError>& error) {
         FingerprintOutcome outcome = judgedOutcome(body, response, error);
         if (!outcome.success) outcome.failure.route = *route;
+        if (isPermitted()) callIgnoringExceptions([&] { noteOutcome(outcome, response); });
         if (const auto self = weakSelf.lock()) self->finish(outcome);
         if (!outcome.pingback) return;
         ZORSecPingback::sendWithError(kRequestErrorClass,
@@ -290,6 +305,7 @@ ZORFingerPrint::~ZORFingerPrint() = default;
 void ZORFingerPrint::setWithConfig(const ZORConfig& config) {
   if (config.consentRequired()) setConsentRequiredByHost(*config.consentRequired());
   if (config.totalTimeoutSeconds()) totalTimeoutSeconds = *config.totalTimeoutSeconds();
+  if (config.withheldEntries()) withhold(*config.withheldEntries());
   const auto& path = config.storePath();
   if (!path || path->empty()) return;
   const LockWaitBudget budget;
@@ -303,6 +319,39 @@ bool ZORFingerPrint::setApplication(const std::string& identifier, const std::st
   return true;
 } catch (...) {
   return false;
+}
+
+std::optional<ZORError> ZORConfig::setWithheldEntries(const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    if (entryWithName(name)) continue;
+    return libraryError(ZOR_FINGERPRINT_ERROR_UNKNOWN_ENTRY,
+                        formatText(literals::kUnknownEntryFormat.view(),
+                                   {wellFormedUtf8(name), nearestEntryName(name)}));
+  }
+  _withheldEntries = names;
+  return std::nullopt;
+}
+
+std::vector<std::string> ZORFingerPrint::entryNames() {
+  std::vector<std::string> names;
+  for (const Entry entry : allEntries()) names.push_back(entryName(entry));
+  return names;
+}
+
+std::optional<ZORError> ZORFingerPrint::setSharedIdentifierOptOut(bool optOut) {
+  const LockWaitBudget budget;
+  if (!zor::isPermitted()) {
+    return libraryError(ZOR_FINGERPRINT_ERROR_NO_CONSENT, literals::kNoConsentMessage.str());
+  }
+  _OpenUDID::_dfp_setOptOut(optOut);
+  const Status status = _OpenUDID::statusOfKeeping();
+  if (isRefusedMeanwhile() || status.isSuccess()) return std::nullopt;
+  return libraryError(ZOR_FINGERPRINT_ERROR_NOT_KEPT, status.sentence());
+}
+
+bool ZORFingerPrint::isSharedIdentifierOptedOut() {
+  const auto copy = sharedIdentifierCopy();
+  return copy && (*copy)[literals::kSharedOptOutKey.view()].isDate();
 }
 
 std::string ZORFingerPrint::PLATFORM() { return ZORDataCollector_mac::PLATFORM(); }

@@ -57,13 +57,27 @@ int numberOf(const Function& function) noexcept {
   }
 }
 
+std::optional<std::string> descriptionOf(const std::optional<ZORError>& error) {
+  return error ? std::optional(error->localizedDescription) : std::nullopt;
+}
+
 // Nothing: done. A number that is none of the three counts as a refusal: only a clear "yes" is one.
 std::optional<std::string> keepConsentOfC(int consent) {
   const bool isKnown =
       consent == ZOR_FINGERPRINT_CONSENT_UNKNOWN || consent == ZOR_FINGERPRINT_CONSENT_GIVEN;
-  const auto error =
-      ZORFingerPrint::setConsent(isKnown ? static_cast<ZORConsent>(consent) : ZORConsent::refused);
-  return error ? std::optional(error->localizedDescription) : std::nullopt;
+  return descriptionOf(
+      ZORFingerPrint::setConsent(isKnown ? static_cast<ZORConsent>(consent) : ZORConsent::refused));
+}
+
+std::optional<std::string> withholdForC(const char* const* names, std::size_t count) {
+  std::vector<std::string> given;
+  for (std::size_t index = 0; names != nullptr && index < count; ++index) {
+    given.emplace_back(names[index] != nullptr ? names[index] : "");
+  }
+  ZORConfig config;
+  if (const auto error = config.setWithheldEntries(given)) return descriptionOf(error);
+  ZORFingerPrint::setWithConfig(config);
+  return std::nullopt;
 }
 
 }  // namespace
@@ -134,6 +148,28 @@ int zor_fingerprint_consent(void) {
 
 int zor_fingerprint_is_permitted(void) {
   return zor::numberOf([] { return ZORFingerPrint::isPermitted() ? 1 : 0; });
+}
+
+char* zor_fingerprint_set_withheld_entries(const char* const* names, size_t count) {
+  return zor::newTextOf([names, count] { return zor::withholdForC(names, count); });
+}
+
+char* zor_fingerprint_entries(void) {
+  return zor::newTextOf([] {
+    zor::ZORValue list = zor::ZORValue::array();
+    for (const std::string& name : ZORFingerPrint::entryNames()) list.append(name);
+    return zor::jsonFromValue(list);
+  });
+}
+
+char* zor_fingerprint_set_shared_identifier_opt_out(int opt_out) {
+  return zor::newTextOf([opt_out] {
+    return zor::descriptionOf(ZORFingerPrint::setSharedIdentifierOptOut(opt_out != 0));
+  });
+}
+
+int zor_fingerprint_shared_identifier_opted_out(void) {
+  return zor::numberOf([] { return ZORFingerPrint::isSharedIdentifierOptedOut() ? 1 : 0; });
 }
 
 char* zor_fingerprint_erase(int dry_run) {

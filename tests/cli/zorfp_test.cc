@@ -1,10 +1,12 @@
 // zorfp as a user runs it: in its own process, against the sandbox over TLS.
+#include <ZORFingerPrint/ZORErrors.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <map>
+#include <sstream>
 #include <string>
 
 #include "literals/literals.h"
@@ -91,7 +93,8 @@ TEST_F(Zorfp, DistinguishesRefusedUnreachableAndLate) {
 TEST_F(Zorfp, RefusesWrongUsageBeforeAnythingIsSent) {
   for (const char* arguments :
        {"", "fingerprint --timeout soon", "fingerprint --timeout nan", "fingerprint --timeout=-1",
-        "fingerprint --timeout inf", "report --explain --unseal", "report --unseal --explain"}) {
+        "fingerprint --timeout inf", "report --without", "report --without serial-nummer",
+        "consent maybe"}) {
     EXPECT_EQ(run(arguments).exitStatus, 2) << arguments;
   }
   EXPECT_TRUE(service.received().empty());
@@ -155,6 +158,67 @@ TEST_F(Zorfp, OpensTheSealedBlockOfItsOwnReportOnly) {
   EXPECT_EQ(report.size(), 23U);
   EXPECT_TRUE(report["sealedIdentity"].isDictionary());
   EXPECT_TRUE(run("report --json").json()["sealedIdentity"].isText());
+}
+
+TEST_F(Zorfp, ExplainsEachEntryAndWithholdsWhatItIsTold) {
+  const std::string arguments = "report --explain --without wifi --without serial-number";
+  std::map<std::string, ZORValue> accounts;
+  const ZORValue explained = run(arguments + " --json").json();
+  for (const ZORValue& account : explained["entries"].elements()) {
+    accounts[*account["name"].text()] = account;
+    // Nothing that is sealed on the wire stands there in clear.
+    if (account["sealed"] == true) {
+      EXPECT_EQ(account["value"], nullptr) << *account["name"].text();
+    }
+  }
+  EXPECT_EQ(accounts.size(), 30U);
+  EXPECT_EQ(accounts["wifi"]["outcome"], "withheld by the host");
+  EXPECT_EQ(accounts["serial-number"]["outcome"], "withheld by the host");
+  EXPECT_EQ(accounts["platform"]["value"], "linux");
+  EXPECT_EQ(explained["summary"]["withheld"], 2);
+  const auto unsealed = run(arguments + " --unseal --json").json()["entries"];
+  for (const ZORValue& account : unsealed.elements()) EXPECT_EQ(account["masked"], false);
+
+  std::istringstream lines(run(arguments, "COLUMNS=120").output);
+  std::string line;
+  while (std::getline(lines, line) && line.find(" entries found in ") == std::string::npos) {
+    EXPECT_LE(line.size(), 120U) << line;
+  }
+  EXPECT_NE(line.find("2 withheld; root would add"), std::string::npos) << line;
+
+  const auto wrong = run("report --without serial-nummer");
+  EXPECT_NE(wrong.diagnostics.find("\"serial-number\""), std::string::npos) << wrong.diagnostics;
+  const ZORValue report = run("report --json --unseal --without hardware-uuid").json();
+  EXPECT_EQ(report.size(), 23U);
+  EXPECT_EQ(report[literals::kParamSealedBlockKey.view()][literals::kSealedHardwareUUIDKey.view()],
+            nullptr);
+}
+
+TEST_F(Zorfp, ShowsTheLastRequestErasesItAndHoldsToARefusal) {
+  EXPECT_EQ(run("last --json").json()["askedAt"], nullptr);
+  EXPECT_EQ(run("fingerprint").exitStatus, 0);
+  const ZORValue last = run("last --json").json();
+  EXPECT_TRUE(last["endedAt"].number()) << run("last --json").output;
+  EXPECT_EQ(last["outcome"], "success");
+  EXPECT_EQ(last["route"], "by name");
+  EXPECT_EQ(last["waitingRecords"].size(), 0U);
+
+  const auto dry = run("erase --dry-run --json");
+  EXPECT_EQ(dry.json()[0]["outcome"], "would be removed");
+  EXPECT_EQ(run("cache show --json").json()["present"], true);
+  EXPECT_EQ(run("erase").exitStatus, 0);
+  const ZORValue nothing = run("erase --dry-run --json").json();
+  for (const ZORValue& item : nothing.elements()) EXPECT_EQ(item["outcome"], "nothing there");
+
+  EXPECT_EQ(run("consent refuse").exitStatus, 0);
+  const std::size_t requests = service.received().size();
+  for (const char* arguments : {"fingerprint", "report", "identifier", "machine-id", "doctor"}) {
+    EXPECT_EQ(run(arguments).exitStatus, 1) << arguments;
+  }
+  EXPECT_EQ(run("fingerprint --json").json()["error"]["code"], ZOR_FINGERPRINT_ERROR_NO_CONSENT);
+  EXPECT_EQ(service.received().size(), requests);
+  EXPECT_EQ(run("consent give --json").json()["permitted"], true);
+  EXPECT_EQ(run("fingerprint").exitStatus, 0);
 }
 
 TEST_F(Zorfp, ShowsTheRecordsOfAFailureAndUploadsThemAfterADay) {

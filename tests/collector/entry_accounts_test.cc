@@ -16,7 +16,7 @@ using testing::FakeMachine;
 TEST(EntryAccounts, DistinguishAbsentFromNotPermitted) {
   std::vector<EntryAccount> accounts;
   accountedValue(
-      "found",
+      Entry::model,
       [] {
         noteProbeDenied("first source");  // A fallback gave the value.
         noteProbeSource("second source");
@@ -24,16 +24,16 @@ TEST(EntryAccounts, DistinguishAbsentFromNotPermitted) {
       },
       accounts);
   accountedValue(
-      "absent", [] { return ZORValue::array(); }, accounts);
+      Entry::usbDevices, [] { return ZORValue::array(); }, accounts);
   accountedValue(
-      "denied",
+      Entry::productName,
       [] {
         noteProbeDenied("/sys/serial");
         return ZORValue();
       },
       accounts);
   accountedValue(
-      "late",
+      Entry::powerSource,
       [] {
         noteProbeLate("batteries");
         return ZORValue();
@@ -58,7 +58,7 @@ TEST(EntryAccounts, CoverTheReportAndTheSealedBlockAndLeaveTheReportUnchanged) {
   EXPECT_EQ(report, ZORDataCollector_mac().collect());
 
   std::map<std::string, EntryOutcome> outcomes;
-  for (const EntryAccount& account : accounts) outcomes[account.entry] = account.outcome;
+  for (const EntryAccount& account : accounts) outcomes[entryKey(account.entry)] = account.outcome;
   EXPECT_EQ(outcomes.size(), 23U + 7U);
   for (const auto& [key, value] : report.entries()) EXPECT_EQ(outcomes.count(key), 1U) << key;
   EXPECT_EQ(outcomes["firstInterfaceAddress"], EntryOutcome::found);

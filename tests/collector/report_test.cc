@@ -1,3 +1,4 @@
+#include <ZORFingerPrint/ZORFingerPrint.h>
 #include <gtest/gtest.h>
 
 #include "collector/ZORDataCollector_mac.h"
@@ -63,8 +64,41 @@ TEST(ReportTest, WhatJsonCannotHoldCostsNoOtherValue) {
   EXPECT_TRUE(jsonFromValue(report).has_value());
 }
 
+TEST(ReportTest, TheProbesOfWithheldEntriesDoNotRunAndTheWireKeepsItsKeys) {
+  FakeMachine machine;
+  machine.devices.uuid = "A-B";
+  const auto withhold = [](const std::vector<std::string>& names) {
+    ZORConfig config;
+    EXPECT_FALSE(config.setWithheldEntries(names));
+    ZORFingerPrint::setWithConfig(config);
+  };
+  withhold({"shared-identifier", "installation-identifier", "hardware-uuid",
+            "other-interface-addresses"});
+  const ZORValue report = ZORDataCollector_mac().collect();
+  EXPECT_EQ(report.size(), 23U);
+  EXPECT_EQ(report[literals::kParamSharedIdentifierKey.view()], nullptr);
+  EXPECT_EQ(machine.pasteboards.looks, 0);
+  EXPECT_EQ(report[literals::kParamInstallationIdentifierKey.view()], nullptr);
+  const auto block = openSealedBlock(*report[literals::kParamSealedBlockKey.view()].text());
+  EXPECT_EQ(block->size(), 7U);
+  EXPECT_EQ((*block)[literals::kSealedHardwareUUIDKey.view()], nullptr);
+  EXPECT_EQ((*block)[literals::kSealedOtherInterfacesKey.view()], nullptr);
+  withhold({"sealed-block"});
+  EXPECT_EQ(ZORDataCollector_mac().collect()[literals::kParamSealedBlockKey.view()], nullptr);
+  withhold({});
+  EXPECT_TRUE(ZORDataCollector_mac().collect()[literals::kParamSealedBlockKey.view()].isText());
+
+  ZORConfig config;
+  const auto error = config.setWithheldEntries({"wifi", "Serial-number"});
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, ZOR_FINGERPRINT_ERROR_UNKNOWN_ENTRY);
+  EXPECT_NE(error->localizedDescription.find("\"serial-number\""), std::string::npos);
+  EXPECT_FALSE(config.withheldEntries());
+}
+
 TEST(ReportTest, AProbeThatThrowsGivesNull) {
-  const ReportEntry failing{"key", []() -> ZORValue { throw std::runtime_error("odd machine"); }};
+  const ReportEntry failing{"key", []() -> ZORValue { throw std::runtime_error("odd machine"); },
+                            Entry::model};
   EXPECT_EQ(reportValue(failing), nullptr);
 }
 

@@ -105,6 +105,7 @@ const std::set<std::string> kEverything = {"backup-list",
                                            "consent",
                                            "failure-records",
                                            "installation-identifier",
+                                           "last-request",
                                            "shared-identifier-copy",
                                            "shared-identifier-slot",
                                            "store-file"};

@@ -21,13 +21,13 @@ unset SNAP_NAME SNAP_VERSION
 mkdir -p "$work/forbidden/nlohmann"
 echo '#error "a public header includes the JSON library"' >"$work/forbidden/nlohmann/json.hpp"
 
-cmake -S "$source/tests/package" -B "$work/hosts" -DCMAKE_PREFIX_PATH="$prefix" \
+cmake -S "$source/tests/package" -DZORFINGERPRINT_EXAMPLES="$source/examples" -B "$work/hosts" -DCMAKE_PREFIX_PATH="$prefix" \
   -DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON -DCMAKE_CXX_FLAGS="-I$work/forbidden" \
   -DCMAKE_BUILD_TYPE=Release -DCMAKE_EXE_LINKER_FLAGS=-Wl,--gc-sections >/dev/null
 cmake --build "$work/hosts" >/dev/null
 
 # With the sources in place of the package, as far as it takes no second build of them.
-cmake -S "$source/tests/package" -B "$work/within" -DZORFINGERPRINT_SOURCE="$source" >/dev/null
+cmake -S "$source/tests/package" -DZORFINGERPRINT_EXAMPLES="$source/examples" -B "$work/within" -DZORFINGERPRINT_SOURCE="$source" >/dev/null
 
 # Nobody listens where the default profile points: the outcome is a refused connection (-1004),
 # which only the module opened from the moved tree can tell.
@@ -38,6 +38,24 @@ grep -q '^number 1' "$work/cxx.out" || fail "C++ host: $(cat "$work/cxx.out")"
 identifier=$(grep '^identifier ........-....-4...-....-............$' "$work/cxx.out")
 # Another application of the user finds the identifier in the shared store file.
 [ "$("$work/hosts/c_host" | head -1)" = "$identifier" ] || fail "C host: other identifier"
+
+# The host that asks first: nothing is kept before the answer, nor after a refusal.
+asking=$work/asking
+mkdir "$asking"
+asks() {
+  HOME=$asking XDG_CONFIG_HOME=$asking/config XDG_DATA_HOME=$asking/data \
+    "$work/hosts/consent_host" "$@"
+}
+kept() { find "$asking" -type f ! -size 0 -printf '%f '; }
+[ "$(asks later)" = "no consent" ] || fail "the example did not wait for consent"
+[ -z "$(find "$asking" -type f)" ] || fail "kept before consent: $(kept)"
+[ "$(asks yes)" = "no fingerprint" ] || fail "the example did not ask the service"
+kept | grep -q dfp.store || fail "nothing was kept after consent: $(kept)"
+[ "$(asks no)" = "no consent" ] || fail "the example asked the service after a refusal"
+[ "$(kept)" = "org.example.asking.json " ] || fail "kept after a refusal: $(kept)"
+
+grep -q '"name": "serial-number", "sealed": true' "$prefix/share/zorfingerprint/entries.json" ||
+  fail "no list of entries in the installed tree"
 
 export PKG_CONFIG_LIBDIR=$libdir/pkgconfig LD_LIBRARY_PATH=$libdir  # No other module is found.
 read -ra flags <<<"$(pkg-config --cflags --libs zorfingerprint)"
