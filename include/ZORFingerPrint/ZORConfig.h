@@ -36,6 +36,7 @@ class ZOR_EXPORT ZORConfig {
   // start later in this process. Absent: no change.
   const std::optional<double>& totalTimeoutSeconds() const { return _totalTimeoutSeconds; }
   void setTotalTimeoutSeconds(double seconds) { _totalTimeoutSeconds = seconds; }
+
   // Leaves entries out of the report, by the names of ZORFingerPrint::entryNames(): their probes do
   // not run, and the report has null in their place. With "sealed-block" all that is in it is left
   // out. Holds for this process. An empty list takes back what was withheld before. Absent: no
