@@ -2,6 +2,7 @@
 
 #include <ZORFingerPrint/ZORJsonHelper.h>
 
+#include <cerrno>
 #include <functional>
 #include <tuple>
 #include <utility>
@@ -38,6 +39,13 @@ ZORValue entriesOf(const Reading<Data>& content) {
   const auto sealed = content ? textFromUtf8(*content) : std::nullopt;
   const auto entries = ZORJsonHelper::zorsec_objectFromJSONStringWithStr(dfp_decrypt_text(sealed));
   return entries && entries->isDictionary() ? *entries : ZORValue::dictionary();
+}
+
+// True: the file cannot be read for a moment, and is left alone. A file that is closed to this user
+// will not open by itself: it reads as empty, and the next write replaces it.
+bool isUnreadableForNow(const Reading<Data>& content) {
+  const int error = content.status().systemError();
+  return content.isUnreadable() && error != EACCES && error != EPERM;
 }
 
 // Changes the entries of a store file; false: there is nothing to change.
@@ -77,7 +85,7 @@ Reading<std::string> dfp_store_read(const std::string& slotKey) {
   const MutexLock lock(initPthreadMutex());
   if (!path) return {};
   const auto content = ports().files.read(*path);
-  if (content.isUnreadable()) return content.status();
+  if (isUnreadableForNow(content)) return content.status();
   const ZORValue entries = entriesOf(content);
   const std::string* text = entries[slotKey].text();
   return text != nullptr ? Reading<std::string>(*text) : Reading<std::string>();
@@ -88,7 +96,7 @@ namespace {
 Status editStoreFile(const std::string& path, const Edit& edit) ZOR_REQUIRES(initPthreadMutex()) {
   FilePort& files = ports().files;
   const auto before = files.read(path);
-  if (before.isUnreadable()) return before.status();
+  if (isUnreadableForNow(before)) return before.status();
   ZORValue entries = entriesOf(before);
   if (!edit(entries)) return {};
   const auto sealed = dfp_encrypt_text(zorsec_JSONString(entries));

@@ -7,7 +7,6 @@
 #include <deque>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -180,7 +179,9 @@ class FilesUnder final : public FilePort {
   std::optional<std::string> libraryDirectory() override { return _root + "/library"; }
   bool exists(const std::string& path) override { return _real.exists(path); }
   Reading<Data> read(const std::string& path) override {
-    if (unreadable.count(path) != 0) return failure("read", path, EIO);
+    if (const auto found = unreadable.find(path); found != unreadable.end()) {
+      return failure("read", path, found->second);
+    }
     return _real.read(path);
   }
   Status createDirectories(const std::string& path) override {
@@ -206,7 +207,7 @@ class FilesUnder final : public FilePort {
 
   std::optional<std::uint64_t> freeSpaceBytes = std::uint64_t{100} << 30;
   bool diskFull = false;
-  std::set<std::string> unreadable;  // Paths that cannot be read.
+  std::map<std::string, int> unreadable;  // Paths that cannot be read, each with the error.
   Status backupProblem;
 
  private:

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <fstream>
 #include <tuple>
@@ -157,7 +158,7 @@ TEST_F(StoreFileTest, AnUnreadableValueIsNeitherReplacedNorMadeUpForGood) {
   const std::string made = identifierOfNewProcess();
   machine.defaults.removeObject(key);
   const std::string sealed = testing::readText(path());
-  machine.files.unreadable.insert(path());
+  machine.files.unreadable[path()] = EIO;
   const std::string provisional = identifierOfNewProcess();
   EXPECT_NE(provisional, made);
   EXPECT_EQ(installationIdentifier(), provisional);
@@ -172,6 +173,12 @@ TEST_F(StoreFileTest, AnUnreadableValueIsNeitherReplacedNorMadeUpForGood) {
   EXPECT_NE(identifierOfNewProcess(), made) << "The defaults might hold another.";
   machine.defaults.unreadable = false;
   EXPECT_EQ(installationIdentifier(), made);
+
+  machine.files.unreadable[path()] = EACCES;
+  EXPECT_TRUE(dfp_store_write("a", "1").isSuccess()) << "A file closed for good is replaced.";
+  machine.files.unreadable.clear();
+  EXPECT_EQ(dfp_store_read("a").content(), "1");
+  EXPECT_EQ(dfp_store_read(key).content(), std::nullopt);
 }
 
 }  // namespace
