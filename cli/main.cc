@@ -47,7 +47,7 @@ std::string refuseNotANumber(const std::string& text) {
 }
 
 // What collects, keeps or sends, and does not ask the library for its permission by itself.
-Command whenPermitted(Command command) {
+Command whenPermitted(const Command& command) {
   return [command](HostPorts& host) {
     if (ZORFingerPrint::isPermitted()) return command(host);
     printDiagnostic("Consent has not been given. \"zorfp consent give\" gives it.");

@@ -32,7 +32,7 @@ constexpr std::uint32_t kMaxRequestHeaderBytes = 256 * 1024;
 constexpr int kFreePortTries = 100;
 constexpr std::chrono::milliseconds kPauseAfterAcceptError{100};
 constexpr const char* kEveryMachinesAddress = "127.0.0.1";
-constexpr std::size_t kSlowPieceBytes = 16 * 1024;
+constexpr std::size_t kSlowPieceBytes = std::size_t{16} << 10;
 constexpr int kSlowReceiveBufferBytes = 32 * 1024;  // Else the system reads ahead for us.
 
 std::string text(boost::beast::string_view view) { return {view.data(), view.size()}; }

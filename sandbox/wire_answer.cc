@@ -12,7 +12,7 @@ constexpr int kNoContent = 204;
 constexpr int kNotModified = 304;
 constexpr std::size_t kMinPromisedBytes = 2;  // A body of one byte cannot be cut in half.
 constexpr std::size_t kChunkBytes = 1000;
-constexpr std::size_t kFloodPieceBytes = 16 * 1024;  // A TLS record holds that much.
+constexpr std::size_t kFloodPieceBytes = std::size_t{16} << 10;  // A TLS record holds that much.
 constexpr const char* kInterimAnswer = "HTTP/1.1 103 Early Hints\r\nLink: <a>\r\n\r\n";
 constexpr const char* kFloodHeader = "X-Flood: more\r\n";
 constexpr const char* kLastChunk = "0\r\n";
@@ -90,7 +90,7 @@ void addFlood(WireAnswer& wire, const std::string& head, Flood flood) {
 
 std::string framedBody(const std::string& body, const Script& script) {
   const bool isCut = script.ending == Ending::cutBody;
-  const std::string sent = isCut ? body.substr(0, body.size() / 2) : body;
+  std::string sent = isCut ? body.substr(0, body.size() / 2) : body;
   if (script.framing != Framing::chunks) return sent;
   return chunksOf(sent) + (isCut ? "" : std::string(kLastChunk) + "\r\n");
 }

@@ -18,15 +18,15 @@ struct Disclosure {
   std::string_view says;
   std::string_view onLinux;  // Where it comes from.
   std::string_view onMacOS;
-  unsigned identifies;
   std::string_view purpose;
+  unsigned identifies;
   bool sealed;  // Inside the sealed block, not an entry of the report itself.
 };
 
 #define ZOR_ENTRY(entry, key, name, says, onLinux, onMacOS, identifies, purpose) \
-  {name, says, onLinux, onMacOS, identifies, purpose, false},
+  {name, says, onLinux, onMacOS, purpose, identifies, false},
 #define ZOR_SEALED_ENTRY(entry, key, name, says, onLinux, onMacOS, identifies, purpose) \
-  {name, says, onLinux, onMacOS, identifies, purpose, true},
+  {name, says, onLinux, onMacOS, purpose, identifies, true},
 // In the order of the report.
 inline constexpr Disclosure kDisclosures[] = {
 #include "literals/report_entries.def"

@@ -11,18 +11,18 @@ namespace zor {
 namespace {
 
 struct Row {
-  Entry entry;
   std::string (*name)();
   std::string (*key)();
+  Entry entry;
   bool sealed;
 };
 
-#define ZOR_ENTRY(entry, wireKey, ...)                                 \
-  {Entry::entry, [] { return literals::ZOR_ENTRY_NAME(entry).str(); }, \
-   [] { return literals::wireKey.str(); }, false},
-#define ZOR_SEALED_ENTRY(entry, wireKey, ...)                          \
-  {Entry::entry, [] { return literals::ZOR_ENTRY_NAME(entry).str(); }, \
-   [] { return literals::wireKey.str(); }, true},
+#define ZOR_ENTRY(entry, wireKey, ...)                                                           \
+  {[] { return literals::ZOR_ENTRY_NAME(entry).str(); }, [] { return literals::wireKey.str(); }, \
+   Entry::entry, false},
+#define ZOR_SEALED_ENTRY(entry, wireKey, ...)                                                    \
+  {[] { return literals::ZOR_ENTRY_NAME(entry).str(); }, [] { return literals::wireKey.str(); }, \
+   Entry::entry, true},
 constexpr Row kRows[] = {
 #include "literals/report_entries.def"
 };

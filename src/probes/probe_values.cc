@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "literals/literals.h"
 #include "support/text.h"
@@ -11,8 +12,8 @@
 namespace zor {
 namespace {
 
-ZORValue valueOr(const ZORValue& value, ZORValue absent) {
-  return value.isNull() ? std::move(absent) : value;
+ZORValue valueOr(const ZORValue& value, const ZORValue& absent) {
+  return value.isNull() ? absent : value;
 }
 
 std::int32_t narrowNumber(const std::optional<std::int64_t>& number) {
