@@ -9,10 +9,10 @@ namespace zor {
 void HiddenTextBase::reveal(const char* scrambled, char* clear, std::size_t size) const {
   const ProcessGeneration own = processGeneration();
   std::uint32_t state = _state.load(std::memory_order_acquire);
-  // A thread that began in another generation is not in this process: its work is done again.
+  // A thread that began in another generation is not in this process, so its work is repeated here.
   while (state == own || !_state.compare_exchange_weak(state, own, std::memory_order_acquire)) {
     if (state == kRevealed) return;
-    if (state == own) std::this_thread::yield();  // Another thread is at it, for a moment.
+    if (state == own) std::this_thread::yield();  // Another thread is nearly done.
     state = _state.load(std::memory_order_acquire);
   }
   unscramble(scrambled, clear, size);

@@ -1,4 +1,4 @@
-// Texts that do not stand in the binary in clear.
+// Texts that do not appear in the binary in clear.
 #ifndef ZOR_LITERALS_HIDDEN_TEXT_H_
 #define ZOR_LITERALS_HIDDEN_TEXT_H_
 
@@ -20,7 +20,8 @@ class HiddenTextBase {
  protected:
   constexpr explicit HiddenTextBase(std::uint32_t key) : _key(key) {}
 
-  // Unscrambles `size` bytes into `clear` unless that has happened; afterwards a single load.
+  // Unscrambles `size` bytes into `clear` unless that is done already; later calls cost a single
+  // load.
   void revealOnce(const char* scrambled, char* clear, std::size_t size) const {
     if (_state.load(std::memory_order_acquire) != kRevealed) reveal(scrambled, clear, size);
   }
@@ -46,9 +47,9 @@ class HiddenTextBase {
   mutable std::atomic<std::uint32_t> _state{kHidden};
 };
 
-// A text scrambled at compile time and revealed beside its scrambled form at its first use, so that
-// a fork in the middle leaves the child what it needs to begin again. `Size` counts the terminating
-// NUL. Callable from any thread; the text lives as long as the process.
+// A text scrambled at compile time and revealed at its first use. The clear text is stored beside
+// the scrambled form, so that after a fork in the middle of that the child can start over. `Size`
+// counts the terminating NUL. Callable from any thread; the text lives as long as the process.
 template <std::size_t Size>
 class HiddenText : public HiddenTextBase {
  public:
@@ -67,7 +68,7 @@ class HiddenText : public HiddenTextBase {
   std::string_view view() const { return {c_str(), Size - 1}; }
   std::string str() const { return std::string(view()); }
 
-  // A copy without the NUL for the caller to wipe. Nothing of it is kept here; for secrets.
+  // For secrets: a copy without the NUL, for the caller to wipe. The clear text is not kept here.
   std::array<std::uint8_t, Size - 1> copyToWipe() const {
     std::array<std::uint8_t, Size - 1> copy;
     unscramble(_scrambled, reinterpret_cast<char*>(copy.data()), copy.size());

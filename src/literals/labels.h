@@ -1,5 +1,4 @@
-// The labels of what was built: platform, version, operator. Floors below the collector use them
-// directly.
+// Labels of this build: platform, version, operator. Layers below the collector use them directly.
 #ifndef ZOR_LITERALS_LABELS_H_
 #define ZOR_LITERALS_LABELS_H_
 
@@ -16,9 +15,9 @@ std::string versionLabel();
 // The name of the operator's profile that this library was built for.
 std::string profileName();
 
-// `name`, of a file or anything else that a user's applications share, made this profile's own, so
-// that libraries of several operators do not meet there: "<name>.<profile>", but `name` itself for
-// the default profile.
+// Makes `name`, of a file or anything else that a user's applications share, specific to this
+// profile, so that libraries of different operators do not collide: "<name>.<profile>", or `name`
+// itself for the default profile.
 std::string nameInProfile(std::string name);
 
 }  // namespace zor

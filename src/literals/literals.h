@@ -1,5 +1,5 @@
-// Every text that the library hides, by role. The texts stand in literals.def, in the file of the
-// platform, and in the operator's profile; each is spelled there once.
+// Every text that the library hides, named by role. The texts are in literals.def, in the
+// platform's file and in the operator's profile; each is spelled out there once.
 #ifndef ZOR_LITERALS_LITERALS_H_
 #define ZOR_LITERALS_LITERALS_H_
 
@@ -9,7 +9,7 @@
 
 namespace zor::literals {
 
-// A key that differs from text to text: a hash of the name (FNV-1a), never zero.
+// A different key for each text: a hash of its name (FNV-1a), never zero.
 template <std::size_t Size>
 consteval std::uint32_t keyForName(const char (&name)[Size]) {
   std::uint32_t hash = 2166136261U;
@@ -19,7 +19,7 @@ consteval std::uint32_t keyForName(const char (&name)[Size]) {
   return hash | 1U;
 }
 
-// NOLINTBEGIN(bugprone-macro-parentheses): a name that is declared cannot stand in parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses): the declared name cannot be in parentheses.
 #define ZOR_LITERAL(name, text) \
   inline constinit HiddenText<sizeof(text)> name{text, keyForName(#name)};
 // NOLINTEND(bugprone-macro-parentheses)

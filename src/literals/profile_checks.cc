@@ -1,5 +1,4 @@
-// What only the compiler checks of the operator's profile. The functions leave nothing in the
-// library: they exist while it is compiled.
+// Checks the operator's profile at compile time. The functions leave nothing in the library.
 #include <ZORFingerPrint/ZORVersion.h>
 
 #include <string_view>

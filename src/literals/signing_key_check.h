@@ -13,7 +13,7 @@ namespace zor::signing_key {
 
 constexpr std::size_t kBlock = 16;
 constexpr std::size_t kRounds = 10;
-// Base64 digits of the longest sealed key that is read: 128 bytes.
+// In base64 digits: enough for a sealed key of 128 bytes.
 constexpr std::size_t kMaxDigits = 172;
 
 using Block = std::array<std::uint8_t, kBlock>;
@@ -107,7 +107,8 @@ class BlockOpener {
   std::array<std::uint8_t, kBlock*(kRounds + 1)> _keys{};
 };
 
-// The bytes that `digits` stand for, in `bytes`; 0: it is not base64, or has more than kMaxDigits.
+// Decodes `digits` into `bytes` and returns how many there are; 0: not base64, or more than
+// kMaxDigits.
 constexpr std::size_t readBase64(std::string_view digits, std::array<std::uint8_t, 129>& bytes) {
   constexpr std::string_view kAlphabet =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";

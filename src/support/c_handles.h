@@ -1,4 +1,4 @@
-// Owners of what C interfaces hand out.
+// Owners for the objects that C interfaces hand out.
 #ifndef ZOR_SUPPORT_C_HANDLES_H_
 #define ZOR_SUPPORT_C_HANDLES_H_
 

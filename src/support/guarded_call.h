@@ -4,9 +4,9 @@
 
 namespace zor {
 
-// Calls `function` with `arguments`; what it throws is dropped. For callbacks, most of them the
-// host's: the failure of one must end neither the thread it is called on nor the calls after it,
-// and must not pass through frames that know no exceptions.
+// Calls `function` with `arguments` and drops whatever it throws. For callbacks, most of them the
+// host's: an exception must end neither the calling thread nor the calls that follow, and must not
+// pass through frames that do not support exceptions.
 template <typename Function, typename... Arguments>
 void callIgnoringExceptions(const Function& function, const Arguments&... arguments) noexcept {
   try {

@@ -13,8 +13,8 @@ namespace {
 
 using Json = nlohmann::json;
 
-// Looks at brackets and commas alone, before anything is made of a text. Each value but the first
-// follows one of them, so that their number bounds that of the values.
+// Checks the limits before the text is parsed, by looking only at brackets and commas. Each value
+// but the first follows one of them, so their number bounds the number of values.
 class Limits {
  public:
   bool allow(std::string_view text) {
@@ -69,7 +69,7 @@ ZORValue valueFrom(Json& parsed) {
   }
 }
 
-// Writes a value, with a stand-in for what JSON has no form for.
+// Writes a value, with a replacement for whatever JSON cannot express.
 class JsonWriter {
  public:
   std::string takeText() { return std::move(_text); }
@@ -165,7 +165,7 @@ class JsonWriter {
   bool _usedStandIn = false;
 };
 
-// Whether it can be written one level down.
+// Whether `value` can be written one level down.
 bool isWritableAsEntry(const ZORValue& value) {
   return jsonFromValue(ZORValue::array({value})).has_value();
 }
@@ -186,7 +186,7 @@ ZORValue withWritableElements(const ZORValue& value) {
 }  // namespace
 
 std::optional<ZORValue> valueFromJson(std::string_view text) {
-  // The parser takes a NUL for the end of its input and would not look at what follows.
+  // The parser takes a NUL for the end of its input and would ignore what follows.
   if (text.find('\0') != std::string_view::npos || !Limits().allow(text)) return std::nullopt;
   try {
     Json parsed = Json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);

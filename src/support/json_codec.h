@@ -1,5 +1,5 @@
-// JSON text to values and back, with the library's own strictness. The one place that knows a JSON
-// library, so that none of its types and exceptions escapes. Callable from any thread.
+// JSON text to values and back, with the library's own strictness. The only place that uses a JSON
+// library, so that none of its types or exceptions escapes. Callable from any thread.
 #ifndef ZOR_SUPPORT_JSON_CODEC_H_
 #define ZOR_SUPPORT_JSON_CODEC_H_
 
@@ -30,13 +30,13 @@ std::optional<ZORValue> valueFromJson(std::string_view text);
 // data, a date, nesting deeper than kMaxJsonNesting, or memory ran out. Nothing is thrown.
 std::optional<std::string> jsonFromValue(const ZORValue& value);
 
-// `value` such that JSON can hold it as an entry of a dictionary: inside it, a text that is not
-// valid UTF-8 and whatever else JSON has no form for become null, and entries under such a key are
-// left out. One odd value of a machine must not cost a whole report.
+// `value` changed so that JSON can hold it as an entry of a dictionary: a text that is not valid
+// UTF-8, and anything else that JSON cannot express, becomes null, and entries whose key is not
+// valid UTF-8 are left out. One odd value of a machine must not cost a whole report.
 ZORValue writableAsJson(ZORValue value);
 
-// As jsonFromValue(), for people and logs, who get something of every value: ill-formed bytes
-// become U+FFFD, and what JSON has no form for becomes null.
+// As jsonFromValue(), for people and logs. Never fails on the content: ill-formed bytes become
+// U+FFFD, and whatever JSON cannot express becomes null.
 std::string jsonForDisplay(const ZORValue& value);
 
 }  // namespace zor

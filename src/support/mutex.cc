@@ -6,7 +6,7 @@
 namespace zor {
 namespace {
 
-// Of the calling thread: the bit of each rank that it holds.
+// One bit for each rank that the calling thread holds.
 constinit thread_local std::uint32_t heldRanks = 0;
 
 std::uint32_t bitOf(LockRank rank) noexcept { return 1U << static_cast<unsigned>(rank); }

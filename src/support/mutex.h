@@ -22,19 +22,19 @@ enum class LockRank : std::uint8_t {
   storeFile,               // The store file's `mutex`.
   userDefaults,            // The user defaults in memory.
   timedRead,               // The runs of a read that a device can hold up.
-  readRun,                 // What one of these runs has found.
+  readRun,                 // What one of these runs has found so far.
   networkModule,           // The opening of the network module.
   loader,                  // The requests that wait for the loader's thread.
   connections,             // The sockets of the loader's connections.
-  libraries,               // Who may be inside libcurl and OpenSSL.
+  libraries,               // Which thread may be inside libcurl and OpenSSL.
   queue,                   // The operations of a queue.
   value,                   // A shared constant: the log handler, an accepted host, a backup list.
   last,                    // Locks of one function, and of programs and tests.
 };
 
-// Note that the calling thread is about to take a lock, and that it is about to release one. Both
-// are called by debug builds only. The first ends the process with a line on standard error if that
-// breaks the order.
+// Record that the calling thread is about to take or to release a lock. Only debug builds call
+// them. enterLockRank() ends the process with a line on standard error if the lock breaks the
+// order.
 void enterLockRank(LockRank rank) noexcept;
 void leaveLockRank(LockRank rank) noexcept;
 
@@ -54,7 +54,7 @@ class ZOR_CAPABILITY("mutex") Mutex {
   }
   void unlock() ZOR_RELEASE() {
 #ifndef NDEBUG
-    leaveLockRank(_rank);  // First: whoever waits for the mutex may destroy it.
+    leaveLockRank(_rank);  // First: the next thread to take the mutex may destroy it.
 #endif
     _mutex.unlock();
   }
@@ -86,7 +86,7 @@ class ConditionVariable {
     _condition.wait(lock);
     lock.release();
   }
-  // The same, at the latest until `end`.
+  // The same, but waits until `end` at the latest.
   void waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point end) ZOR_REQUIRES(mutex) {
     std::unique_lock<std::mutex> lock(mutex._mutex, std::adopt_lock);
     _condition.wait_until(lock, end);

@@ -7,8 +7,8 @@ namespace {
 
 std::atomic<ProcessGeneration> generation{2};
 
-// When the library is loaded. Fails only if memory runs out; then the child of a fork goes on with
-// the parent's state.
+// Runs when the library is loaded. Fails only if memory runs out; then the child of a fork keeps
+// using the parent's state.
 __attribute__((constructor)) void countForks() {
   static_cast<void>(::pthread_atfork(nullptr, nullptr,
                                      [] { generation.fetch_add(1, std::memory_order_relaxed); }));

@@ -2,12 +2,12 @@
 //
 // A fork copies the memory of all threads but only one of the threads. In the child a lock that
 // another thread held is never released, and what another thread was changing stays half changed.
-// So the child uses none of it. A fork begins a new generation; each piece of state below is made
-// anew at its first use in a generation, and the parent's copy is left untouched forever: not
-// locked, not changed, not destroyed, not even at exit. No lock is held over a fork.
+// So the child uses none of that state. A fork begins a new generation; each kind of state below is
+// created afresh at its first use in a generation, and the parent's copy is left untouched forever:
+// not locked, not changed, not destroyed, not even at exit. No lock is held over a fork.
 //
 // The same holds for the compiler's guards of function-local statics, which a fork can freeze.
-// Objects of the whole process are made with MadeOnce instead.
+// Process-wide objects are made with MadeOnce instead.
 #ifndef ZOR_SUPPORT_PROCESS_GENERATION_H_
 #define ZOR_SUPPORT_PROCESS_GENERATION_H_
 
@@ -21,16 +21,16 @@
 
 namespace zor {
 
-// The child of a fork has a larger one than its parent; 0 and 1 are never one.
+// A child's generation is greater than its parent's. 0 and 1 are never used.
 using ProcessGeneration = std::uint32_t;
 
 // The generation of the calling process. Callable from any thread, also in a signal handler.
 ProcessGeneration processGeneration() noexcept;
 
 // An object of the process and of the children of its forks, made at its first use and never
-// destroyed. Two threads may make it at once; both get the one that was ready first, and the other
-// is destroyed, so making it must have no side effect. Constant-initialized: usable at any time, as
-// a function-local static too.
+// destroyed. Two threads may make it at once; both get the object that was ready first, and the
+// other is destroyed, so making one must have no side effects. Constant-initialized: usable at any
+// time, as a function-local static too.
 template <typename Object>
 class MadeOnce {
  public:
@@ -38,11 +38,11 @@ class MadeOnce {
   MadeOnce(const MadeOnce&) = delete;
   MadeOnce& operator=(const MadeOnce&) = delete;
 
-  // Null: not made yet.
+  // Null if it has not been made yet.
   Object* find() const noexcept { return _made.load(std::memory_order_acquire); }
 
-  // `make()` returns a std::unique_ptr<Object>, never a null one. What it throws is passed on, and
-  // the next call tries again.
+  // `make()` returns a std::unique_ptr<Object> that is not null. If it throws, the exception is
+  // passed on and the next call tries again.
   template <typename Make>
   Object& get(const Make& make) {
     if (Object* const found = find()) return *found;
@@ -52,7 +52,7 @@ class MadeOnce {
     return get([] { return std::make_unique<Object>(); });
   }
 
-  // Keeps `made` unless there is an object already. Returns the one that is kept.
+  // Keeps `made` unless there is an object already. Returns the object that is kept.
   Object& keep(std::unique_ptr<Object> made) noexcept {
     Object* found = nullptr;
     if (!_made.compare_exchange_strong(found, made.get(), std::memory_order_acq_rel)) return *found;
@@ -63,12 +63,12 @@ class MadeOnce {
   std::atomic<Object*> _made{nullptr};
 };
 
-// State that each process has its own of. It is made by State(const State* parents) if there is
-// such a constructor, else by State(); as with MadeOnce, two threads may do so at once. `parents`
-// is the copy of the nearest ancestor that had one, or null; of that copy only what is atomic may
-// be read, and what is constant.
+// State of which each process has its own copy. It is made by State(const State* parents) if there
+// is such a constructor, else by State(); as with MadeOnce, two threads may do so at once.
+// `parents` is the copy of the nearest ancestor that had one, or null; only its atomic and its
+// constant members may be read.
 //
-// For objects that are never destroyed; a member is an OwnedPerProcess. Callable from any thread.
+// For objects that are never destroyed; members use OwnedPerProcess. Callable from any thread.
 template <typename State>
 class PerProcess {
  public:
@@ -82,12 +82,12 @@ class PerProcess {
     return isOfThisProcess(latest) ? &latest->state : nullptr;
   }
 
-  // Throws what making the state throws; the next call tries again.
+  // If making the state throws, the exception is passed on and the next call tries again.
   State& get() {
     Copy* latest = _latest.load(std::memory_order_acquire);
     if (isOfThisProcess(latest)) return latest->state;
     auto made = std::make_unique<Copy>(latest);
-    // Fails only if another thread of this process was quicker; then `latest` is its copy.
+    // Fails only if another thread of this process was faster; then `latest` is that thread's copy.
     if (!_latest.compare_exchange_strong(latest, made.get(), std::memory_order_acq_rel)) {
       return latest->state;
     }
@@ -95,7 +95,7 @@ class PerProcess {
   }
 
  protected:
-  // Destroys the state of this process. Nobody uses it any more.
+  // Destroys the state of this process, which must not be in use any more.
   void destroy() noexcept {
     if (find() != nullptr) delete _latest.exchange(nullptr, std::memory_order_acquire);
   }
@@ -119,7 +119,7 @@ class PerProcess {
   std::atomic<Copy*> _latest{nullptr};
 };
 
-// As PerProcess, for a member: goes with its owner, but for the copies of other processes.
+// As PerProcess, for a member: destroyed with its owner, except for the copies of other processes.
 template <typename State>
 class OwnedPerProcess : public PerProcess<State> {
  public:
@@ -127,8 +127,8 @@ class OwnedPerProcess : public PerProcess<State> {
   ~OwnedPerProcess() { this->destroy(); }
 };
 
-// A shared constant that is replaced as a whole. The child of a fork starts with what its parent
-// had. Callable from any thread.
+// A shared constant that is replaced as a whole. The child of a fork starts with its parent's
+// value. Callable from any thread.
 template <typename Object>
 class InheritedPointer {
  public:
@@ -139,7 +139,7 @@ class InheritedPointer {
     return *slot.current.load(std::memory_order_relaxed);
   }
 
-  // What was there before is released with no lock held.
+  // The previous object is released with no lock held.
   void set(std::shared_ptr<const Object> object) {
     Slot& slot = _slot.get();
     std::unique_ptr<const Pointer> kept = std::make_unique<Pointer>(std::move(object));
@@ -158,8 +158,8 @@ class InheritedPointer {
     ~Slot() { delete current.load(std::memory_order_relaxed); }
 
     mutable Mutex mutex{LockRank::value};
-    // Guarded by the lock, but for a child, which reads what it finds there. So the pointer always
-    // leads to a whole one.
+    // Guarded by the lock, except that the child of a fork reads it without; so it always points to
+    // a complete object.
     std::atomic<const Pointer*> current;
   };
 

@@ -6,8 +6,8 @@
 
 namespace zor {
 
-// Blocks every signal for the calling thread while it lives, so that a thread started meanwhile
-// inherits the blocked set: the host's signal handlers belong on the host's threads.
+// Blocks every signal for the calling thread during its lifetime, so that a thread started
+// meanwhile inherits the blocked set: the host's signal handlers belong on the host's threads.
 class SignalsBlocked {
  public:
   SignalsBlocked();

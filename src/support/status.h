@@ -1,4 +1,4 @@
-// How a call that may fail ended, and what a look at something kept found.
+// The outcome of a call that may fail, and of reading something that is stored.
 #ifndef ZOR_SUPPORT_STATUS_H_
 #define ZOR_SUPPORT_STATUS_H_
 
@@ -13,8 +13,8 @@ class [[nodiscard]] Status {
  public:
   Status() = default;  // Success.
 
-  // A call of the system failed with that errno value, which `reason` puts into words; it may work
-  // later. `failure`: "cannot write /x/y".
+  // A system call failed with that errno value, which `reason` describes; trying again later may
+  // succeed. `failure`: "cannot write /x/y".
   static Status ofSystem(std::string failure, int systemError, std::string reason) {
     return Status(Kind::systemError, std::move(failure), systemError, std::move(reason));
   }
@@ -31,7 +31,7 @@ class [[nodiscard]] Status {
   bool isSuccess() const { return _kind == Kind::success; }
   bool isBusy() const { return _kind == Kind::busy; }
   bool isUnusable() const { return _kind == Kind::unusable; }
-  int systemError() const { return _systemError; }  // 0 unless a call of the system failed.
+  int systemError() const { return _systemError; }  // 0 unless a system call failed.
   const std::string& reason() const { return _reason; }
   // "cannot write /x/y: No space left on device". Empty for success.
   std::string sentence() const { return isSuccess() ? "" : _failure + ": " + _reason; }
@@ -51,13 +51,13 @@ class [[nodiscard]] Status {
   std::string _reason;
 };
 
-// One of three answers: the content; nothing is there; it cannot be read now. In the third case
-// something may be there, so callers must neither overwrite it nor keep a value made up instead.
+// One of three results: the content; nothing is stored; it cannot be read now. In the third case
+// something may be stored, so callers must neither overwrite it nor keep a new value in its place.
 template <typename Content>
 class [[nodiscard]] Reading {
  public:
   Reading() = default;  // Nothing is there.
-  // NOLINTBEGIN(google-explicit-constructor): a reading stands for what it found.
+  // NOLINTBEGIN(google-explicit-constructor): a reading represents what was found.
   Reading(Content content) : _content(std::move(content)) {}
   Reading(Status status) : _status(std::move(status)) {}
   // NOLINTEND(google-explicit-constructor)
@@ -69,7 +69,7 @@ class [[nodiscard]] Reading {
   Content* operator->() { return &*_content; }
 
   const std::optional<Content>& content() const { return _content; }
-  // Something that can never be content, such as a link, counts as nothing.
+  // Something that can never be content, such as a link, counts as nothing stored.
   bool isUnreadable() const { return !_content && !_status.isSuccess() && !_status.isUnusable(); }
   // Why there is no content; success if nothing is there.
   const Status& status() const { return _status; }

@@ -58,7 +58,7 @@ double readDecimal(const std::string& text) {
   stream.imbue(std::locale::classic());
   double number = 0;
   stream >> number;
-  // Out of range the stream stores the largest finite value; the platform's reader says infinity.
+  // Out of range the stream stores the largest finite value; the heritage platform gives infinity.
   if (stream.fail() && std::abs(number) == std::numeric_limits<double>::max()) {
     return std::copysign(std::numeric_limits<double>::infinity(), number);
   }
@@ -101,7 +101,7 @@ Decoded decodeFirst(std::string_view text) {
   return {codePoint, length, true};
 }
 
-// Most texts are ASCII throughout; eight bytes at a time are read several times faster.
+// Most texts are ASCII throughout; reading eight bytes at a time is several times faster.
 std::size_t leadingAsciiLength(std::string_view text) {
   constexpr std::uint64_t kHighBits = 0x8080808080808080U;
   std::size_t length = 0;

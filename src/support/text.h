@@ -16,9 +16,8 @@
 namespace zor {
 
 // `format` with each "%@" replaced by the next argument, an absent one by "(null)", and each "%%"
-// by
-// "%". Arguments are not searched for either. Missing arguments read as "(null)", surplus ones are
-// dropped; a "%" before anything else stands for itself.
+// replaced by "%". Neither is looked for in the arguments. Missing arguments read as "(null)",
+// surplus ones are dropped, and a "%" before anything else is kept.
 std::string formatText(std::string_view format,
                        std::initializer_list<std::optional<std::string>> arguments);
 

@@ -26,7 +26,7 @@ bool isOctet(std::string_view text) {
   if (text.empty() || text.size() > 3 || !std::all_of(text.begin(), text.end(), isDigit)) {
     return false;
   }
-  if (text.size() > 1 && text[0] == '0') return false;  // Octal to some readers.
+  if (text.size() > 1 && text[0] == '0') return false;  // Some parsers read it as octal.
   int value = 0;
   for (const char digit : text) value = value * 10 + (digit - '0');
   return value <= 255;
@@ -40,7 +40,7 @@ bool isDottedQuad(std::string_view text) {
   return true;
 }
 
-// Whether a reader of addresses could take `label`, the last of a name, for a number.
+// Whether an address parser could take `label`, the last label of a name, for a number.
 bool isNumber(std::string_view label) {
   if (std::all_of(label.begin(), label.end(), isDigit)) return true;
   return label.size() >= 2 && label[0] == '0' && (label[1] == 'x' || label[1] == 'X') &&
@@ -89,7 +89,7 @@ bool isBracketed(std::string_view text) {
   return text.size() > 2 && text.front() == '[' && text.back() == ']';
 }
 
-// Characters that stand in no URL, and those that some readers take for others.
+// Characters that are not allowed in a URL, and those that some parsers read as other characters.
 bool isForbidden(char c) {
   return static_cast<unsigned char>(c) <= ' ' || static_cast<unsigned char>(c) >= 0x7F || c == '\\';
 }
@@ -129,7 +129,7 @@ std::optional<HostPlace> findHost(std::string_view url) {
   }
   const bool valid = isBracketed(host) ? isIPv6Literal(host.substr(1, host.size() - 2))
                                        : isName(host) || (!host.empty() && isDottedQuad(host));
-  if (!valid) return std::nullopt;  // A second "@" too: it stands in no host.
+  if (!valid) return std::nullopt;  // This rejects a second "@" too.
   return HostPlace{start, host.size()};
 }
 

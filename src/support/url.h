@@ -15,19 +15,19 @@ namespace zor {
 // "127.1" or "0x7f.1" address. Nothing else is ever put into a URL, so no host can change its other
 // parts.
 
-// `host` as it stands in a URL: IPv6 literals in brackets (given with or without them), others as
-// they are. nullopt: no host.
+// `host` as it is written in a URL: IPv6 literals in brackets (given with or without them), others
+// unchanged. nullopt: not a valid host.
 std::optional<std::string> urlHost(std::string_view host);
 
-// As urlHost(), for address literals alone: a name is none.
+// As urlHost(), but only for address literals: a name gives nullopt.
 std::optional<std::string> urlAddress(std::string_view address);
 
-// `url` with an address in place of its host; all its other parts are kept to the byte. nullopt:
-// `url` is no absolute URL with a host, or `address` is none. A name is refused: whoever gives
-// addresses could else name a host of his own.
+// `url` with an address in place of its host; every other part stays byte for byte. nullopt: `url`
+// is not an absolute URL with a host, or `address` is not an address. A name is refused: otherwise
+// a source of addresses could redirect requests to any host.
 std::optional<std::string> urlByReplacingHost(const std::string& url, const std::string& address);
 
-// The host of an absolute URL, without brackets; nullopt when there is none.
+// The host of an absolute URL, without brackets; nullopt if there is none.
 std::optional<std::string> hostOfUrl(const std::string& url);
 
 }  // namespace zor

@@ -18,15 +18,15 @@ union NeverDestroyed {
   Object object;
 };
 
-// Made when the library is loaded, before all else of it: a function's statics have a guard, which
-// a fork can freeze.
+// Initialized when the library is loaded, before any other object in it. A function-local static
+// would have a guard, and a fork can freeze that guard.
 #define ZOR_MADE_FIRST __attribute__((init_priority(101)))
 ZOR_MADE_FIRST const NeverDestroyed<Array> noElements;
 ZOR_MADE_FIRST const NeverDestroyed<Dictionary> noEntries;
 ZOR_MADE_FIRST const NeverDestroyed<ZORValue> noValue;
 #undef ZOR_MADE_FIRST
 
-// Exact, so that equality is transitive: a large integer is not rounded for it.
+// The comparison is exact: rounding large integers would make equality intransitive.
 template <typename Integer>
 bool equal(Integer integer, double real) {
   using Range = std::numeric_limits<Integer>;
@@ -35,7 +35,7 @@ bool equal(Integer integer, double real) {
   return isInRange && static_cast<Integer>(real) == integer;
 }
 
-// Of two kinds of number, neither of which holds the other's integers.
+// Compares two kinds of number, neither of which can hold all integers of the other.
 bool equalAcrossKinds(const ZORValue& left, const ZORValue& right) {
   if (left.kind() != ZORValue::Kind::real) {
     return right.kind() == ZORValue::Kind::real && equalAcrossKinds(right, left);
@@ -74,7 +74,7 @@ ZORValue::ZORValue(const ZORValue& other) {
       other._held);
 }
 
-// NOLINTBEGIN(bugprone-exception-escape): every value holds something, so no access to it throws.
+// NOLINTBEGIN(bugprone-exception-escape): a value always holds something, so no access throws.
 ZORValue::ZORValue(ZORValue&& other) noexcept : _held(std::move(other._held)) {
   other._held.emplace<std::monostate>();
 }
@@ -82,7 +82,7 @@ ZORValue::ZORValue(ZORValue&& other) noexcept : _held(std::move(other._held)) {
 ZORValue& ZORValue::operator=(const ZORValue& other) { return *this = ZORValue(other); }
 
 ZORValue& ZORValue::operator=(ZORValue&& other) noexcept {
-  ZORValue taken(std::move(other));  // Before anything is destroyed: it may stand within this one.
+  ZORValue taken(std::move(other));  // First, because `other` may be inside this value.
   _held.swap(taken._held);
   return *this;
 }
@@ -99,7 +99,7 @@ ZORValue::~ZORValue() {
       waiting.pop_back();
       next.moveCollections(waiting);
     }
-  } catch (...) {  // NOLINT(bugprone-empty-catch): without memory the calls nest.
+  } catch (...) {  // NOLINT(bugprone-empty-catch): if memory runs out, the calls nest.
   }
 }
 

@@ -1,4 +1,4 @@
-// Secrets that stay in memory only while they are used.
+// Keeps secrets in memory only while they are used.
 #ifndef ZOR_SUPPORT_WIPED_H_
 #define ZOR_SUPPORT_WIPED_H_
 
@@ -6,14 +6,14 @@
 
 namespace zor {
 
-// Overwrites `size` bytes with zeros, even if nobody reads them afterwards.
+// Overwrites `size` bytes with zeros, even if nothing reads them afterwards.
 inline void wipe(void* bytes, std::size_t size) noexcept {
   auto* const place = static_cast<volatile unsigned char*>(bytes);
   for (std::size_t index = 0; index < size; ++index) place[index] = 0;
 }
 
-// Wipes an object at the end of a scope: a text, bytes, or the plain state of a cipher. The object
-// keeps its memory until then: it is not moved from and does not grow.
+// Wipes an object at the end of a scope: a text, bytes, or the plain state of a cipher. Until then
+// the object must keep its memory: it must not be moved from or grow.
 template <typename Secret>
 class WipedAtEnd {
  public:
