@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t kMaxNameBytes = 200;
 
-// Stands for "the main bundle's name stays".
+// Means that the main bundle's name stays in force.
 const ApplicationName& unnamed() {
   static constinit MadeOnce<const ApplicationName> name;
   return name.get();

@@ -17,12 +17,12 @@ class BundlePort {
   // nullopt: a host without a bundle.
   virtual std::optional<std::string> bundleIdentifier() = 0;
 
-  // What the info dictionary holds under `key`, a text in practice; nullopt when there is nothing.
+  // The value under `key` in the info dictionary, a text in practice; nullopt if there is none.
   virtual std::optional<ZORValue> infoValue(const std::string& key) = 0;
 };
 
-// How a host names its application at run time, where the main bundle is not its own: an
-// interpreter's, or that of the program which loaded a plug-in. Both are texts with content.
+// How a host names its application at run time if the main bundle is not its own, but an
+// interpreter's or that of the program that loaded a plug-in. Neither text is empty.
 struct ApplicationName {
   std::string identifier;
   std::string version;

@@ -6,7 +6,7 @@
 namespace zor {
 namespace {
 
-// The parts of `entry` between its colons; those within brackets belong to an address.
+// The parts of `entry` between its colons; colons within brackets belong to an address.
 std::vector<std::string> partsOf(const std::string& entry) {
   std::vector<std::string> parts(1);
   bool inBrackets = false;

@@ -27,7 +27,7 @@ class CryptoPort {
  public:
   virtual ~CryptoPort() = default;
 
-  // AES-128 in CBC mode without padding. nullopt: the length of `input` is no multiple of 16.
+  // AES-128 in CBC mode without padding. nullopt: the length of `input` is not a multiple of 16.
   virtual std::optional<Data> aes128Cbc(CipherOperation operation, const AesKey& key,
                                         const AesBlock& initialisationVector,
                                         const Data& input) = 0;

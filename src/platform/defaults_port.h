@@ -12,8 +12,8 @@
 
 namespace zor {
 
-// Callable from any thread and from several processes at once: a change replaces the values it
-// names and loses no other writer's. Nothing is thrown.
+// Callable from any thread and from several processes at once: a change replaces only the values it
+// names, so no other writer's change is lost. Nothing is thrown.
 class DefaultsPort {
  public:
   struct Change {
@@ -25,20 +25,20 @@ class DefaultsPort {
 
   virtual ~DefaultsPort() = default;
 
-  // The values under `keys`, all of one moment. Each is a text, a number, a date, a dictionary of
-  // such values, or one of the other kinds that a platform keeps; absent: nothing is stored, or a
-  // kind that it does not keep.
+  // The values under `keys`, all read at the same moment. Each is a text, a number, a date, a
+  // dictionary of such values, or of another kind that the platform keeps; absent if nothing is
+  // stored, or something of a kind that it does not keep.
   virtual Reading<Values> read(const std::vector<std::string>& keys) = 0;
 
   // Makes all of `changes` in one step: another process sees all of them or none. Success: they are
-  // kept on disk. A failure is logged, and the changes hold for this process.
+  // on the disk. A failure is logged, and the changes then hold for this process only.
   virtual Status change(const std::vector<Change>& changes) = 0;
 
-  // Removes the values under `keys`, in one step as change() does, if they are still `seen`, which
-  // read() gave for the same keys. What somebody has stored since then stays.
+  // Removes the values under `keys`, in one step as change() does, if they still equal `seen`,
+  // which read() returned for the same keys. A value stored since then stays.
   virtual Status removeIfStill(const std::vector<std::string>& keys, const Values& seen) = 0;
 
-  // The value under one key; nullopt also where the defaults cannot be read now.
+  // The value under one key; nullopt also if the defaults cannot be read now.
   std::optional<ZORValue> objectForKey(const std::string& key);
   // change() of one value.
   Status setObject(const std::string& key, const ZORValue& value);

@@ -14,7 +14,7 @@ namespace zor {
 
 enum class FirmwareText { serialNumber, productName, model, boardName };
 
-// Each value is as the platform states it, of whatever kind; null where there is none.
+// Each value is what the platform reports, of whatever kind; null if there is none.
 struct USBDevice {
   ZORValue productName;
   ZORValue vendorId;
@@ -26,7 +26,7 @@ struct USBDevice {
 struct HardwareAddress {
   std::optional<std::string> interfaceName;
   std::optional<Data> bytes;
-  // 0, or why the device could not be found: the platform's own number for it.
+  // 0, or the platform's error number if the device could not be found.
   std::int32_t deviceStatus = 0;
 };
 
@@ -35,7 +35,7 @@ struct BluetoothController {
   std::optional<std::string> address;
 };
 
-// A battery or an uninterruptible supply. Absent and null: the platform does not state it.
+// A battery or an uninterruptible supply. Absent or null: the platform does not report it.
 struct PowerSource {
   std::optional<std::int64_t> charge;
   std::optional<std::int64_t> fullCharge;  // In the unit of `charge`.
@@ -43,19 +43,19 @@ struct PowerSource {
   ZORValue name;
 };
 
-// What a backend reads before it is asked; ends with its destruction. Confined to the thread that
-// made it.
+// Values that a backend reads before it is asked for them, until this object is destroyed. Confined
+// to the thread that made it.
 class ReadAhead {
  public:
   virtual ~ReadAhead() = default;
 };
 
-// Reads the machine at each call. Callable from any thread. What this user may not read is absent,
-// and noted in the probe's trace.
+// Reads the machine at each call. Callable from any thread. A value that this user may not read is
+// absent, and noted in the probe's trace.
 //
 // May block: a device can be slow to answer, or never answer. On Linux no call waits longer than
-// 0.6 seconds; what has not answered by then is absent and noted in the probe's trace, and the next
-// call takes what has arrived meanwhile. On macOS the platform sets no limit.
+// 0.6 seconds; a value that has not arrived by then is absent and noted in the probe's trace, and
+// the next call takes it if it has arrived meanwhile. On macOS the platform sets no limit.
 class DevicePort {
  public:
   virtual ~DevicePort() = default;
@@ -68,7 +68,7 @@ class DevicePort {
   // The first controller; nullopt without one.
   virtual std::optional<BluetoothController> bluetoothController() = 0;
 
-  // In the platform's order, a device registered twice listed twice. nullopt: the platform could
+  // In the platform's order; a device registered twice is listed twice. nullopt: the platform could
   // not be asked (not the same as an empty list).
   virtual std::optional<std::vector<USBDevice>> usbDevices() = 0;
 
@@ -84,8 +84,9 @@ class DevicePort {
   virtual std::optional<ZORValue> property(const std::string& deviceClass,
                                            const std::string& key) = 0;
 
-  // Starts to read what a whole collection asks of this port, the Wi-Fi port and the network port;
-  // meanwhile the calling thread's questions are answered from there. Null: this backend does not.
+  // Starts to read everything that a collection asks of this port, the Wi-Fi port and the network
+  // port. While the result lives, the calling thread's calls are answered from it. Null: this
+  // backend does not read ahead.
   virtual std::unique_ptr<ReadAhead> readAhead() { return nullptr; }
 };
 

@@ -18,25 +18,25 @@ namespace zor {
 // or as it is after. Confined to one thread at a time.
 class FileHandle {
  public:
-  virtual ~FileHandle() = default;  // What was not synchronized is dropped.
+  virtual ~FileHandle() = default;  // Drops what was not synchronized.
 
   virtual std::uint64_t sizeBytes() = 0;
   // Up to `lengthBytes` bytes from `offsetBytes`; fewer at the end of the file.
   virtual Data read(std::uint64_t offsetBytes, std::uint64_t lengthBytes) = 0;
   virtual void append(const Data& data) = 0;
   virtual void truncate() = 0;
-  // Puts the changes on the disk. Where they cannot be kept, the file is as it was.
+  // Writes the changes to the disk. If that fails, the file is unchanged.
   virtual Status synchronize() = 0;
 };
 
-// Holds other processes off while it lives; see FilePort::lockBeside.
+// Keeps other processes out while it lives; see FilePort::lockBeside.
 class FileLock {
  public:
   virtual ~FileLock() = default;
 };
 
 struct LockAttempt {
-  std::unique_ptr<FileLock> lock;  // Null: it is not held, for the reason in `status`.
+  std::unique_ptr<FileLock> lock;  // Null: not held; `status` says why.
   Status status;
 };
 
@@ -52,11 +52,10 @@ class FilePort {
   virtual ~FilePort() = default;
 
   virtual std::string homeDirectory() = 0;
-  // Where the library keeps its own files; nullopt when the user has no such place. The folder need
-  // not exist yet.
+  // The folder for the library's own files, which may not exist yet; nullopt if the user has none.
   virtual std::optional<std::string> libraryDirectory() = 0;
 
-  // Whether something, of whatever kind, is at `path`; a dangling link counts.
+  // Whether anything is at `path`, of any kind; a dangling link counts.
   virtual bool exists(const std::string& path) = 0;
   // The whole content. Unusable: not a regular file, or larger than 16 MiB.
   virtual Reading<Data> read(const std::string& path) = 0;
@@ -64,8 +63,8 @@ class FilePort {
   virtual Status createDirectories(const std::string& path) = 0;
   // Creates an empty file, readable by this user only. Success: it was created.
   virtual Status createFile(const std::string& path, const FileAttributes& attributes) = 0;
-  // Replaces the content as one change; success when it is on the disk, else the file is as it was.
-  // A symbolic link at `path` is replaced, not followed.
+  // Replaces the content as one change; success: it is on the disk; otherwise the file is
+  // unchanged. A symbolic link at `path` is replaced, not followed.
   virtual Status writeAtomically(const std::string& path, const Data& data) = 0;
   // Removes the file, or the symbolic link itself. Success: nothing is there now.
   virtual Status removeFile(const std::string& path) = 0;
@@ -74,10 +73,10 @@ class FilePort {
   virtual Reading<std::unique_ptr<FileHandle>> openForUpdating(const std::string& path) = 0;
   // Keeps the file out of backups; success also on a platform that has no such mark.
   virtual Status excludeFromBackup(const std::string& path) = 0;
-  // Bytes available to this user on the volume that holds `path`; nullopt when it does not answer.
+  // Bytes available to this user on the volume that holds `path`; nullopt if it does not answer.
   virtual std::optional<std::uint64_t> freeBytes(const std::string& path) = 0;
-  // Takes the lock that belongs to `path`; no other process and no other thread holds it then.
-  // Waits as long as the thread's LockWaitBudget allows. Without the lock the caller decides
+  // Takes the lock that belongs to `path`, which excludes other processes and other threads. Waits
+  // as long as the thread's LockWaitBudget allows. If the lock is not obtained, the caller decides
   // whether to go on; what it writes is complete either way.
   virtual LockAttempt lockBeside(const std::string& path) = 0;
 };

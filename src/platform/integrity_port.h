@@ -18,9 +18,9 @@ struct IntegritySignal {
 class IntegrityPort {
  public:
   virtual ~IntegrityPort() = default;
-  // Called once when the library is loaded; does no work that could be felt there.
+  // Called once when the library is loaded; its work takes no noticeable time.
   virtual void enable() = 0;
-  // Zeros until enabled, and where nothing can be told.
+  // Zeros until enabled, and if nothing can be determined.
   virtual IntegritySignal signal() = 0;
 };
 

@@ -10,7 +10,7 @@ namespace zor {
 
 using LogHandler = std::function<void(const std::string& line)>;
 
-// Sends `line` to the host's handler where one is set, else to the system log. Callable from any
+// Sends `line` to the host's handler if one is set, else to the system log. Callable from any
 // thread; a handler that throws is ignored.
 void logLine(const std::string& line);
 
@@ -19,9 +19,9 @@ void logLine(const std::string& line);
 // thread that was already logging.
 void setLogHandler(LogHandler handler);
 
-// Holds back the calling thread's lines while it lives and sends them when it ends. Stands before a
+// Holds back the calling thread's lines while it lives and sends them at its end. Declared before a
 // MutexLock, so that the host's handler, which may call the library, never runs under that lock.
-// Scopes nest; the outermost sends.
+// Scopes nest; the outermost one sends.
 class LogDeferral {
  public:
   LogDeferral();

@@ -40,8 +40,8 @@ class NetworkPort {
   // In the system's order. nullopt: the list could not be read.
   virtual std::optional<std::vector<InterfaceAddress>> interfaceAddresses() = 0;
 
-  // Names as keys of the hardware-address map. On a platform without fixed names they follow from
-  // the devices present: first wired, first wireless, second wired.
+  // The names are keys of the hardware-address map. On a platform without fixed names they depend
+  // on the devices present: first wired, first wireless, second wired.
   virtual DesignatedInterfaces designatedInterfaces() = 0;
 
   // The interfaces whose addresses are reported, two at most.

@@ -64,7 +64,7 @@ void OperationQueue::addOperationAndWait(const Operation& operation) {
     callIgnoringExceptions(operation);
     const MutexLock lock(mutex);
     done = true;
-    finished.notifyAll();  // Under the lock: the waiter destroys the condition when it has it.
+    finished.notifyAll();  // Under the lock, after which a waiter may destroy it.
   });
   const MutexLock lock(mutex);
   while (!done) finished.wait(mutex);
@@ -106,7 +106,7 @@ void OperationQueue::runWorker(State& state) {
       state.waiting.pop_front();
       ++state.running;
     }
-    // What it captured goes before the queue counts as idle.
+    // Its captures are released before the queue counts as idle.
     runQueueOperation(std::exchange(operation, nullptr));
     if (_state.find() != &state) return;  // The operation forked, and this is the child.
     const MutexLock lock(state.mutex);

@@ -16,12 +16,12 @@
 namespace zor {
 
 // Operations start in the order added, at most `maxConcurrentOperations` at a time; with one it is
-// a serial queue. An operation that throws is dropped, its exception with it.
+// a serial queue. If an operation throws, the exception is dropped and the queue goes on.
 //
 // Threads: every member may be called from any thread. No lock is held while an operation runs.
 // Fork: a child starts with an empty queue and no threads; operations waiting or running in the
-// parent stay the parent's. If an operation forks and returns in the child, its thread ends there,
-// and with it the child.
+// parent stay with the parent. If an operation forks and returns in the child, its thread ends
+// there, and so does the child.
 // Lifetime: queues live as long as the process; tests wait until theirs are idle.
 class OperationQueue {
  public:
@@ -35,16 +35,16 @@ class OperationQueue {
   OperationQueue(const OperationQueue&) = delete;
   OperationQueue& operator=(const OperationQueue&) = delete;
 
-  // Adds `operation` and returns at once. Where the system has no thread to spare and the queue has
-  // none yet, the operation runs on the calling thread, so that none is ever lost.
+  // Adds `operation` and returns at once. If the system has no thread to spare and the queue has
+  // none yet, the operation runs on the calling thread, so that no operation is ever lost.
   void addOperation(Operation operation);
 
-  // Starts a thread if the queue has none, so that an operation which is expected soon does not
-  // wait for it. Without a thread to spare it does nothing.
+  // Starts a thread if the queue has none, so that an operation expected soon does not wait for one
+  // to start. Does nothing if the system has no thread to spare.
   void prepare();
 
-  // Adds `operation` and returns when it has run. Called from an operation of a serial queue it
-  // would wait for itself; do not.
+  // Adds `operation` and returns when it has run. Not to be called from an operation of a serial
+  // queue, which would wait for itself.
   void addOperationAndWait(const Operation& operation);
 
   // Returns when no operation is waiting or running. Not to be called from an operation.
@@ -58,7 +58,7 @@ class OperationQueue {
 
  private:
   struct State {
-    // Guards the members below. Nothing is called under it but the start of a thread.
+    // Guards the members below. The only call made under it starts a thread.
     Mutex mutex{LockRank::queue};
     // Two conditions: a new operation wakes one worker, an idle queue wakes those who wait for it.
     ConditionVariable operationWaits;  // Work was added, or the queue is ending.

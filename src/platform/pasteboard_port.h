@@ -13,8 +13,8 @@
 
 namespace zor {
 
-// The largest value that is taken from a pasteboard: any program of the user may put one there, and
-// what the library puts there takes a few hundred bytes.
+// Larger values are not read from a pasteboard: any program of the user may put one there, and the
+// library's own take a few hundred bytes.
 constexpr std::size_t kMaxPasteboardBytes = std::size_t{64} << 10;
 
 // One pasteboard. Confined to the thread that uses it.
@@ -22,11 +22,11 @@ class Pasteboard {
  public:
   virtual ~Pasteboard() = default;
 
-  // What it holds under that type. A concurrent writer's value is seen whole or not at all.
+  // The value under that type. A concurrent writer's value is seen whole or not at all.
   virtual Reading<Data> dataForType(const std::string& type) = 0;
-  // Replaces what it holds under that type.
+  // Replaces the value under that type.
   virtual Status setData(const Data& data, const std::string& type) = 0;
-  // Removes what it holds under that type. Success: it holds nothing there now.
+  // Removes the value under that type. Success: there is none now.
   virtual Status clear(const std::string& type) = 0;
 };
 
@@ -35,8 +35,8 @@ class PasteboardPort {
  public:
   virtual ~PasteboardPort() = default;
 
-  // The pasteboard of that name. One that does not exist yet may be returned empty, to come into
-  // being at its first setData, or be null: then it cannot be written either.
+  // The pasteboard of that name. If it does not exist yet, the result is either empty, and created
+  // by its first setData, or null, and then it cannot be written either.
   virtual std::unique_ptr<Pasteboard> pasteboardWithName(const std::string& name) = 0;
 };
 
@@ -45,7 +45,7 @@ class ArchivePort {
  public:
   virtual ~ArchivePort() = default;
 
-  // `dictionary` is one that the user defaults could keep. nullopt: a text in it is not valid
+  // `dictionary` holds only what the user defaults can keep. nullopt: a text in it is not valid
   // UTF-8.
   virtual std::optional<Data> archivedData(const ZORValue& dictionary) = 0;
   // nullopt: not an archive, a damaged one, or one of anything but a dictionary. Entries of kinds

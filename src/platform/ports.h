@@ -21,9 +21,8 @@
 
 namespace zor {
 
-// References to one port of each kind. The ports outlive the set. Questions to `devices`, `wifi`
-// and `network` may block for a limited time (see DevicePort); those to the others wait for no
-// device.
+// References to one port of each kind. The ports outlive the set. Calls to `devices`, `wifi` and
+// `network` may block for a limited time (see DevicePort); calls to the others wait for no device.
 struct PortSet {
   DevicePort& devices;
   SystemPort& system;
@@ -41,7 +40,7 @@ struct PortSet {
   LogPort& log;
   URLLoadingPort& urlLoading;
 
-  // The same set but for `port`, which takes the place of the one of its kind.
+  // The same set with `port` in place of the one of its kind.
   template <typename Replacement>
   PortSet with(Replacement& port) const;
 };

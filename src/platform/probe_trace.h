@@ -1,7 +1,7 @@
 // Shows where the value of a probe comes from.
 //
-// Probes take no arguments and answer a value or nothing. A caller that wants to tell "needs root"
-// from "not there" puts a ProbeTrace on its thread; the backends note in it what they read.
+// Probes take no arguments and return a value or nothing. A caller that wants to tell "needs root"
+// from "not there" puts a ProbeTrace on its thread; the backends record in it what they read.
 #ifndef ZOR_PLATFORM_PROBE_TRACE_H_
 #define ZOR_PLATFORM_PROBE_TRACE_H_
 
@@ -10,7 +10,8 @@
 
 namespace zor {
 
-// Collects the notes of the calling thread while it lives; the innermost one gets them.
+// Collects the notes of the calling thread while it lives. If several are nested, the innermost
+// gets them.
 class ProbeTrace {
  public:
   ProbeTrace();
@@ -20,9 +21,9 @@ class ProbeTrace {
 
   // The sources read so far, in order and without repeats, separated by ", ".
   const std::string& sources() const { return _sources; }
-  // Whether something is there that this user may not read.
+  // Whether a source exists that this user may not read.
   bool denied() const { return _denied; }
-  // Whether something did not answer in time.
+  // Whether a source did not answer in time.
   bool late() const { return _late; }
 
  private:
@@ -39,7 +40,7 @@ class ProbeTrace {
 // For backends: `source` (a file, a socket, a call) is being read. Nearly free without a trace.
 void noteProbeSource(std::string_view source);
 
-// For backends: `source` is there and this user may not read it.
+// For backends: `source` exists, but this user may not read it.
 void noteProbeDenied(std::string_view source);
 
 // For backends: `source` did not answer in time.

@@ -17,8 +17,8 @@ enum class QualityOfService : int {
 // Failures are ignored: both are hints. Defined by the platform's backend.
 void prepareQueueThread(const std::string& name, QualityOfService qualityOfService);
 
-// Runs `operation`, dropping what it throws, and releases what it captured. On macOS in an
-// autorelease pool of its own: what a host's callback autoreleases goes when the callback is over.
+// Runs `operation`, dropping what it throws, and releases what it captured. On macOS it runs in its
+// own autorelease pool: whatever a host's callback autoreleases is freed when the callback ends.
 // Defined by the platform's backend.
 void runQueueOperation(std::function<void()> operation);
 

@@ -32,7 +32,7 @@ class SystemPort {
 
   virtual std::optional<std::string> processName() = 0;
 
-  // A text that no other call on any machine returns.
+  // A different text for each call, on any machine.
   virtual std::string globallyUniqueString() = 0;
 
   virtual std::int32_t processIdentifier() = 0;
@@ -41,7 +41,7 @@ class SystemPort {
 
   virtual std::int64_t physicalMemoryBytes() = 0;
 
-  // nullopt when the file system that holds `path` does not answer.
+  // nullopt if the file system that holds `path` does not answer.
   virtual std::optional<FileSystemFigures> fileSystemFigures(const std::string& path) = 0;
 
   // The bytes of a named kernel value: an integer in this machine's byte order, or a text with its

@@ -1,4 +1,4 @@
-// HTTPS exchanges with a server-trust decision of the caller's own.
+// HTTPS exchanges in which the caller decides whether to trust the server.
 #ifndef ZOR_PLATFORM_URL_LOADING_PORT_H_
 #define ZOR_PLATFORM_URL_LOADING_PORT_H_
 
@@ -21,7 +21,7 @@ class OperationQueue;
 constexpr std::size_t kMaxBodyBytes = 16U << 20;
 constexpr std::size_t kMaxHeaderBytes = 256U << 10;
 
-// How long an exchange may take where its request does not say.
+// How long an exchange may take if its request does not say.
 constexpr double kDefaultTimeoutSeconds = 60;
 
 struct URLRequest {
@@ -29,21 +29,21 @@ struct URLRequest {
   std::string method = "GET";
   std::vector<std::pair<std::string, std::string>> headers;
   Data body;
-  // Time for the whole exchange, so that no server that goes on sending a little holds its caller;
-  // kDefaultTimeoutSeconds where absent.
+  // Covers the whole exchange, so that a server that keeps sending a little cannot hold up the
+  // caller. Absent: kDefaultTimeoutSeconds.
   std::optional<double> timeoutSeconds;
-  // The exchange ends then at the latest. Absent: no such limit.
+  // The exchange ends by then at the latest. Absent: no such limit.
   std::optional<std::chrono::steady_clock::time_point> deadline = {};
 
   bool isOverdue() const { return deadline && std::chrono::steady_clock::now() >= *deadline; }
 };
 
-// The status of a response that brings what was asked for.
+// The status of a successful response.
 constexpr int kStatusOK = 200;
 
 struct URLResponse {
   int statusCode = 0;
-  std::string url;  // Of the last exchange, after redirects.
+  std::string url;  // The final URL, after redirects.
   std::vector<std::pair<std::string, std::string>> headers;
 
   // The first header of that name, compared without regard to case.
@@ -85,15 +85,15 @@ enum class TrustResult : int {
   fatalFailure = 6,
 };
 
-// What a presented chain is judged by.
+// What a presented chain is judged against.
 struct TrustPolicy {
-  // With a name: an SSL server policy for that host (or address literal). Without: the chain alone.
+  // Present: an SSL server policy for that host (or address literal). Absent: the chain alone.
   std::optional<std::string> serverHostName;
 };
 
 struct TrustEvaluation {
   TrustResult result = TrustResult::invalid;
-  std::string reason;  // For people, empty when trusted.
+  std::string reason;  // For people; empty if trusted.
 };
 
 // The chain that a server presented. Confined to the thread that asks.
@@ -115,7 +115,7 @@ struct AuthenticationChallenge {
   std::shared_ptr<ServerTrust> serverTrust;  // Null unless the method is serverTrust.
 };
 
-// What the loader shall do about a challenge, with the heritage platform's numbers.
+// What the loader must do about a challenge, with the heritage platform's numbers.
 enum class ChallengeDisposition : int {
   useCredential = 0,           // Go on: the server is trusted.
   performDefaultHandling = 1,  // Decide as if there were no delegate.
@@ -126,15 +126,14 @@ enum class ChallengeDisposition : int {
 using ChallengeCompletion =
     std::function<void(ChallengeDisposition disposition, bool withCredential)>;
 
-// Answers the questions of a URL session.
+// Answers the challenges of a URL session.
 class URLSessionDelegate {
  public:
   virtual ~URLSessionDelegate() = default;
   // Selector: URLSession:didReceiveChallenge:completionHandler:
   // Calls `completionHandler` once, before it returns; an empty one is not called. Called for every
-  // connection and again before each request that is to be written on a connection opened earlier,
-  // on a thread of the loader, where nothing of the host runs and the handshake waits for the
-  // answer.
+  // connection, and again before each request that reuses an open connection, on a thread of the
+  // loader: no code of the host runs there, and the handshake waits for the answer.
   virtual void didReceiveChallenge(const AuthenticationChallenge& challenge,
                                    const ChallengeCompletion& completionHandler) = 0;
 };
@@ -151,13 +150,13 @@ class URLSession {
 class URLLoadingPort {
  public:
   virtual ~URLLoadingPort() = default;
-  // A session with the platform's default configuration that delivers on `queue`, which outlives
-  // it. The delegate is held weakly; a challenge that finds it gone is refused.
+  // A session with the platform's default configuration that delivers on `queue`, which must
+  // outlive it. The delegate is held weakly; a challenge that finds it gone is refused.
   virtual std::unique_ptr<URLSession> createSession(std::weak_ptr<URLSessionDelegate> delegate,
                                                     OperationQueue& queue) = 0;
 };
 
-// Settings of a loader that a program makes for itself.
+// Settings for a loader that a program creates for itself.
 struct URLLoadingOptions {
   // Connection overrides in the form HOST:PORT:CONNECT-HOST:CONNECT-PORT. An empty part matches
   // anything (left) or leaves it unchanged (right). URL, Host header and certificate checks are

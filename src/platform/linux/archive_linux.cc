@@ -11,8 +11,8 @@ constexpr const char* kVersionKey = "archiveVersion";
 constexpr const char* kRootKey = "root";
 constexpr int kVersion = 1;
 
-// Linux has no keyed archives. The stand-in is {"archiveVersion":1,"root":{...}}, the root written
-// as the user defaults write their dictionaries.
+// Linux has no keyed archives. The stand-in is {"archiveVersion":1,"root":{...}}, with the root in
+// the form in which the user defaults write dictionaries.
 class LinuxArchive final : public ArchivePort {
  public:
   std::optional<Data> archivedData(const ZORValue& dictionary) override {

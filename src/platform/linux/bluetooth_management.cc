@@ -15,7 +15,7 @@
 namespace zor {
 namespace {
 
-// The kernel's interface, whose header belongs to a package that nothing else here needs.
+// From the kernel's interface. Its header is in a package that nothing else here needs.
 constexpr int kHciProtocol = 1;
 constexpr std::uint16_t kNoController = 0xFFFF;
 constexpr std::uint16_t kManagementChannel = 3;
@@ -33,16 +33,16 @@ constexpr std::size_t kAddressBytes = 6;
 constexpr std::size_t kNameOffset = kAnswerOffset + 20;
 constexpr std::size_t kNameBytes = 249;
 
-// The kernel answers in the call that sends; the limit is for one that is in trouble.
+// The kernel answers during the call that sends; the limit is for a kernel that does not.
 constexpr timeval kMaxWait{0, 50000};
-// Messages that may come before the answer: news for every listener.
+// How many messages to every listener may come before the answer.
 constexpr int kMessagesToSkip = 16;
 
 std::uint16_t numberAt(std::span<const std::uint8_t> bytes, std::size_t offset) {
   return static_cast<std::uint16_t>(bytes[offset] | bytes[offset + 1] << 8);
 }
 
-// Whether `message` ends the wait: the answer or the refusal of our command.
+// Whether `message` ends the wait: it answers or refuses our command.
 bool endsCommand(std::span<const std::uint8_t> message, std::uint16_t index) {
   if (message.size() < kHeaderBytes + 2) return false;
   const std::uint16_t event = numberAt(message, 0);

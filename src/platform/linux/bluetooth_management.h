@@ -1,5 +1,5 @@
-// Bluetooth controllers as the kernel's management socket shows them. Reading is open to every
-// user and asks the kernel's own record, neither the radio nor a daemon.
+// Bluetooth controllers as the kernel's management socket shows them. Every user may read it; the
+// kernel answers from its own records, without asking the radio or a daemon.
 #ifndef ZOR_PLATFORM_LINUX_BLUETOOTH_MANAGEMENT_H_
 #define ZOR_PLATFORM_LINUX_BLUETOOTH_MANAGEMENT_H_
 
@@ -24,7 +24,7 @@ Data controllerInfoCommand(std::uint16_t index);
 std::optional<ControllerInfo> controllerInfoFromMessage(std::span<const std::uint8_t> message,
                                                         std::uint16_t index);
 
-// Asks the kernel; nullopt when it has no such controller or no Bluetooth.
+// Asks the kernel; nullopt if it has no such controller or no Bluetooth.
 std::optional<ControllerInfo> readControllerInfo(std::uint16_t index);
 
 }  // namespace zor

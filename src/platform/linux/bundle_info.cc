@@ -18,8 +18,8 @@ constexpr const char* kIdentifierKey = "CFBundleIdentifier";
 constexpr char kNoteName[] = "ZORBundle";
 constexpr std::uint32_t kNoteType = 1;
 
-// Takes `size` bytes off the front of `bytes`, padding to `alignment` included, which the last note
-// may lack. nullopt: there are fewer.
+// Takes `size` bytes and the padding to `alignment`, which the last note may lack, off the front of
+// `bytes`. nullopt: there are fewer bytes.
 std::optional<std::string_view> take(std::string_view& bytes, std::size_t size,
                                      std::size_t alignment) {
   if (size > bytes.size()) return std::nullopt;
@@ -74,8 +74,8 @@ std::optional<BundleInfo> bundleInfoFromJson(std::string_view text) {
 
 std::optional<BundleInfo> bundleInfoFromNotes(std::string_view notes, std::size_t alignment) {
   auto bundle = alignment == 8 ? bundleInfoFromAlignedNotes(notes, 8) : std::nullopt;
-  // Segments that say 0 or 1 mean 4. Some linkers put all notes into one segment, which then has
-  // the largest alignment of them.
+  // An alignment of 0 or 1 means 4. Some linkers put all notes into one segment, which then has the
+  // largest alignment of all.
   return bundle ? bundle : bundleInfoFromAlignedNotes(notes, 4);
 }
 

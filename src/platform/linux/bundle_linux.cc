@@ -20,7 +20,7 @@ std::string_view mappedBytes(const dl_phdr_info& program, const ElfW(Phdr) & seg
   for (std::size_t index = 0; index < program.dlpi_phnum; ++index) {
     const ElfW(Phdr)& loaded = program.dlpi_phdr[index];
     if (loaded.p_type != PT_LOAD || (loaded.p_flags & PF_R) == 0) continue;
-    const auto offset = segment.p_vaddr - loaded.p_vaddr;  // Wraps when it lies below.
+    const auto offset = segment.p_vaddr - loaded.p_vaddr;  // Wraps around if it lies below.
     if (offset > loaded.p_filesz || segment.p_filesz > loaded.p_filesz - offset) continue;
     const auto address = program.dlpi_addr + segment.p_vaddr;
     // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader gives addresses as numbers.
@@ -29,7 +29,7 @@ std::string_view mappedBytes(const dl_phdr_info& program, const ElfW(Phdr) & seg
   return {};
 }
 
-// Called with the main program first; that is the only one looked at.
+// Called with the main program first, which is the only one examined.
 int lookAtMainProgram(dl_phdr_info* program, std::size_t /*size*/, void* result) noexcept {
   auto& bundle = *static_cast<std::optional<BundleInfo>*>(result);
   for (std::size_t index = 0; index < program->dlpi_phnum && !bundle; ++index) {

@@ -8,15 +8,15 @@
 
 namespace zor {
 
-// The main bundle of this process. The first that answers: the note embedded in the main program,
-// `<executable>.info.json`, the Snap's environment, the Flatpak's description file; else an empty
-// one. Costs a look at the program's headers and, without a note, two failed attempts to open.
+// The main bundle of this process, from the first source that has one: the note embedded in the
+// main program, `<executable>.info.json`, the Snap's environment, the Flatpak's description file;
+// else an empty one. Reads the program's headers and, without a note, tries to open two files.
 BundleInfo readMainBundle();
 
 // As readMainBundle() for a program at `executable` (empty: not known) without a note.
 BundleInfo readBundleBeside(const std::string& executable, const std::string& flatpakFile);
 
-// The path of the running program; empty when the system does not tell.
+// The path of the running program; empty if the system does not provide it.
 std::string executablePath();
 
 }  // namespace zor

@@ -30,7 +30,7 @@ Data decrypted(const AesKey& key, AesBlock vector, const Data& input) {
   return output;
 }
 
-// Nettle skips white space, the platform's decoder without options does not.
+// Nettle skips white space; the heritage platform's decoder without options does not.
 bool isBase64Alphabet(std::string_view text) {
   return text.find_first_not_of(
              "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=") ==

@@ -1,4 +1,4 @@
-// Texts whose encoding nobody states: of firmware, of networks.
+// Texts of unknown encoding, from firmware and networks.
 #ifndef ZOR_PLATFORM_LINUX_DECODED_TEXT_H_
 #define ZOR_PLATFORM_LINUX_DECODED_TEXT_H_
 
@@ -7,7 +7,7 @@
 
 namespace zor {
 
-// UTF-8 as it is, anything else as Windows Latin 1. The result is valid UTF-8.
+// `bytes` as UTF-8 if they are valid, else read as Windows Latin 1. The result is valid UTF-8.
 std::string decodedText(std::string_view bytes);
 
 // `bytes` without the beginning of a UTF-8 character at its end, if there is one.

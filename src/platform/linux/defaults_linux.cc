@@ -23,10 +23,10 @@ constexpr const char* kFailure = "cannot write the user defaults";
 
 Status notText() { return Status::unusable(kFailure, "a value cannot be written as JSON"); }
 
-// The content of a defaults file, and what a change has to do about it.
+// The content of a defaults file, and what it means for a change.
 struct Content {
   ZORValue values = ZORValue::dictionary();
-  Status status;         // It cannot be read now; it must not be replaced.
+  Status status;         // Not success: it cannot be read now and must not be replaced.
   bool damaged = false;  // The file holds no values; a change moves it aside.
 };
 
@@ -50,8 +50,8 @@ Content readContent(const std::string& path) {
   return content;
 }
 
-// Now, but later than every earlier version of the file, so that no two versions look alike even
-// when the clock was set back or counts coarsely.
+// The current time, but always later than the file's earlier versions, so that no two versions look
+// alike even if the clock was set back or is coarse.
 timespec laterThan(const timespec& earlier) {
   timespec now{};
   ::clock_gettime(CLOCK_REALTIME, &now);
@@ -71,7 +71,7 @@ std::string executableName() {
 std::optional<std::string> standardPath() {
   const auto folder = folderOfLibrary(literals::kConfigHomeVariable.c_str(), ".config");
   if (!folder) return std::nullopt;
-  std::ignore = fixedApplicationName();  // It names the file.
+  std::ignore = fixedApplicationName();  // Its name is part of the path.
   const auto identifier = linuxBundlePort().bundleIdentifier();
   return *folder + "/" + safeFileName(identifier ? *identifier : executableName()) + ".json";
 }
@@ -153,7 +153,7 @@ Status LinuxDefaults::apply(WaitingChanges&& changes) {
     for (auto& [key, change] : changes) {
       if (seen.isSuccess() && holdsAlready(state, key, change)) continue;
       anyNew = true;
-      // Such a value must not keep the others from being written.
+      // A value that cannot be stored must not keep the others from being written.
       storable = storable && isValidUtf8(key) && (!change.value || change.filed);
       change.madeUnseen = !seen.isSuccess();
       change.number = ++state.changeCount;
@@ -179,10 +179,10 @@ Status LinuxDefaults::commit(State& state) {
   if (!file) return Status::unusable(kFailure, "the user has no folder for them");
   Status status = makeFolders(parentFolder(*file));
   if (!status.isSuccess()) return status;
-  // Without the lock the file is written anyway: it is complete, and the later write wins.
+  // The file is written even without the lock: it is complete, and the later write wins.
   const LockAttempt attempt = FileSystemLock::acquire(lockPathBeside(*file));
   const WaitingChanges changes = storableChanges(state);
-  if (changes.empty()) return {};  // Another thread has written ours with its own.
+  if (changes.empty()) return {};  // Another thread has written our changes with its own.
   status = rewrite(*file, changes);
   // A change that is too large for the file would block every later one.
   if (status.isSuccess() || status.isUnusable()) forget(state, changes);
@@ -227,7 +227,7 @@ void LinuxDefaults::forget(State& state, const WaitingChanges& kept) {
   const MutexLock lock(state.mutex);
   for (const auto& [key, change] : kept) {
     const auto waiting = state.waiting.find(key);
-    // One that was changed again meanwhile is still to be written.
+    // A value that was changed again meanwhile still has to be written.
     if (waiting != state.waiting.end() && waiting->second.number == change.number) {
       state.waiting.erase(waiting);
     }
@@ -243,8 +243,7 @@ Status LinuxDefaults::refresh(State& state) {
     const MutexLock lock(state.mutex);
     if (state.known && version.content() == state.version) return {};
   }
-  // The look at the version comes first: should the file be replaced in between, the next look
-  // reads it again.
+  // The version is read first: if the file is replaced in between, the next call reads it again.
   Content content = readContent(*file);
   if (!content.status.isSuccess()) return content.status;
   const MutexLock lock(state.mutex);

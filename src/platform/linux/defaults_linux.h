@@ -22,8 +22,8 @@
 
 namespace zor {
 
-// Values live in one file, whole at any moment, and are read from memory as long as the file is the
-// one that was read. Values of unknown kinds read as nothing and stay in the file.
+// Values live in one file, which is complete at any moment, and are read from memory until the file
+// is replaced. Values of unknown kinds read as absent and stay in the file.
 //
 // A damaged file reads as empty; the next change keeps it beside the new one as "<path>.damaged".
 // A change that cannot be kept is logged once for each cause, holds in this process (not in the
@@ -31,12 +31,13 @@ namespace zor {
 // be read does not replace a value that the file holds, because that value was not known. A change
 // that would make the file too large is dropped.
 //
-// While the file cannot be read, the values read last are given; without any, the status.
+// While the file cannot be read, reading gives the values read last or, if there are none, the
+// status.
 class LinuxDefaults final : public DefaultsPort {
  public:
   using Locator = std::function<std::optional<std::string>()>;
 
-  // `locate` is asked for the file's path at the first use; nullopt: nothing can be kept.
+  // `locate` returns the file's path and is called at the first use; nullopt: nothing can be kept.
   explicit LinuxDefaults(Locator locate) : _locate(std::move(locate)) {}
 
   Reading<Values> read(const std::vector<std::string>& keys) override;
@@ -47,17 +48,17 @@ class LinuxDefaults final : public DefaultsPort {
   // Keys with the values that they must have in the file for a change to be made; absent: none.
   using Condition = std::vector<std::pair<std::string, std::optional<ZORValue>>>;
 
-  // A value that this process has and the file has not.
+  // A value that this process has changed and the file does not hold yet.
   struct Waiting {
-    std::optional<ZORValue> value;  // Absent: removed.
-    std::optional<ZORValue> filed;  // `value` for the file; absent for one it cannot hold.
+    std::optional<ZORValue> value;            // Absent: removed.
+    std::optional<ZORValue> filed;            // `value` as the file has it; absent if it cannot.
     std::shared_ptr<const Condition> onlyIf;  // Null: unconditional.
     std::uint64_t number = 0;                 // Counts the changes.
-    bool madeUnseen = false;  // While the file could not be read: what is there wins.
+    bool madeUnseen = false;  // Made while the file could not be read: the file's value wins.
   };
   using WaitingChanges = std::map<std::string, Waiting>;
 
-  // Which file was read. Writers give each version a modification time of its own.
+  // Identifies the version that was read. Writers give each version a different modification time.
   struct Version {
     dev_t device = 0;
     ino_t inode = 0;
@@ -75,13 +76,14 @@ class LinuxDefaults final : public DefaultsPort {
   static bool holds(const ZORValue& values, const Condition& condition);
   static Waiting waitingFor(const Change& change);
 
-  // Of one process: a child reads the file anew, and leaves the parent's changes to the parent.
+  // One for each process: a child reads the file again and leaves the parent's changes to the
+  // parent.
   struct State {
-    // Guards what follows. Held for looks at memory only: never while a file is read or written, a
-    // lock between processes is waited for or a line is logged. Nothing is taken under it.
+    // Guards the members below. Held only while memory is accessed: never while a file is read or
+    // written, a lock between processes is awaited or a line is logged. No lock is taken under it.
     Mutex mutex{LockRank::userDefaults};
     bool located ZOR_GUARDED_BY(mutex) = false;
-    std::optional<std::string> path ZOR_GUARDED_BY(mutex);  // Fixed once it is located.
+    std::optional<std::string> path ZOR_GUARDED_BY(mutex);  // Constant once located.
     bool known ZOR_GUARDED_BY(mutex) = false;  // Whether the file has ever been looked at.
     std::optional<Version> version ZOR_GUARDED_BY(mutex);  // Absent: there was no file.
     ZORValue stored ZOR_GUARDED_BY(mutex) = ZORValue::dictionary();
@@ -91,7 +93,7 @@ class LinuxDefaults final : public DefaultsPort {
   };
 
   Status apply(WaitingChanges&& changes);
-  // Puts the changes that wait into the file.
+  // Writes the waiting changes to the file.
   Status commit(State& state) ZOR_EXCLUDES(state.mutex);
   static Status rewrite(const std::string& path, const WaitingChanges& changes);
   static void logOnce(State& state, const Status& status) ZOR_EXCLUDES(state.mutex);

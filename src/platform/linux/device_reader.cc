@@ -23,7 +23,7 @@ namespace {
 
 using Folder = std::unique_ptr<DIR, FreeWith<closedir>>;
 
-// Nothing that a device shows as an attribute is longer than a page.
+// No attribute of a device is longer than a page.
 constexpr std::size_t kAttributeBytes = 4096;
 
 std::string devicePath(const std::string& folder, const std::string& name) {
@@ -37,7 +37,7 @@ constexpr std::string_view kDevicesFolder = "/sys/devices";
 
 std::string parentOf(const std::string& path) { return path.substr(0, path.rfind('/')); }
 
-// Not noted in the trace: such files are looked for above every device, and few have one.
+// Not noted in the trace: these files are looked for above every device, and few devices have them.
 std::string wordIn(const std::string& path) {
   const FileDescriptor file = openFile(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   char word[16];
@@ -76,7 +76,7 @@ std::vector<Device> devicesIn(const std::string& folder, DIR* opened) {
 
 std::string linkedPath(const std::string& folder, const std::string& link) {
   if (link.rfind("../", 0) != 0) return link.front() == '/' ? link : folder + "/" + link;
-  // Links of the kernel lead up to the root of sysfs and down from there.
+  // The kernel's links lead up to the root of sysfs and down from there.
   return "/sys/" + link.substr(link.find_first_not_of("./"));
 }
 
@@ -102,7 +102,7 @@ std::string Device::type() const {
   return event ? eventVariable(*event, literals::kDeviceTypeVariable.str()) : "";
 }
 
-// A USB port that the firmware says nothing about is more likely one that people use.
+// A USB port that the firmware does not describe is more likely one that people use.
 bool Device::isRemovable() const {
   for (std::string path = _path; path.size() > kDevicesFolder.size(); path = parentOf(path)) {
     const std::string kind = wordIn(path + "/removable");

@@ -30,7 +30,7 @@ void DeviceReads::readAddressesOfInterfaces(Draft<InterfaceAddresses>& draft) {
   draft.set(readInterfaceAddresses());
 }
 
-// A child of a fork has none of the threads that were held up, and begins afresh.
+// The child of a fork has none of the threads that were held up, so it starts afresh.
 DeviceReads& deviceReads() {
   static constinit PerProcess<DeviceReads> reads;
   return reads.get();

@@ -18,7 +18,7 @@
 
 namespace zor {
 
-// What a USB device says in words; reading it waits while the device answers somebody else.
+// The texts of a USB device. Reading them waits while the device answers another request.
 struct USBTexts {
   std::optional<std::string> productName;
   std::optional<std::string> serialNumber;
@@ -43,10 +43,10 @@ class DeviceReads {
                                                    readAddressesOfInterfaces};
   TimedRead<InterfaceFacts> interfaceFacts{"network interfaces", readInterfaceFacts};
 
-  // Those above, in the order in which a collection asks for them.
+  // The reads above, in the order in which a collection asks for them.
   std::vector<TimedReadBase*> all();
 
-  // An attribute of the first device of a class or bus. Each is a kind of its own.
+  // An attribute of the first device of a class or bus. Each attribute is a separate kind of read.
   TimedRead<std::optional<std::string>>& attribute(const std::string& deviceClass,
                                                    const std::string& key) ZOR_EXCLUDES(_mutex);
 
@@ -56,18 +56,18 @@ class DeviceReads {
   static USBTextsByDevice withEarlierTexts(USBTextsByDevice texts, USBTextsByDevice earlier);
   static void readAddressesOfInterfaces(Draft<InterfaceAddresses>& draft);
 
-  // Guards the map, whose elements stay.
+  // Guards the map. Its elements are never removed.
   Mutex _mutex;
   std::map<std::pair<std::string, std::string>, std::unique_ptr<Attribute>> _attributes
       ZOR_GUARDED_BY(_mutex);
 };
 
-// Those of this process. The child of a fork has its own: a read that is under way stays the
-// parent's.
+// The reads of this process. The child of a fork has its own; a read under way stays with the
+// parent.
 DeviceReads& deviceReads();
 
-// The attribute itself, read in the calling thread; nullopt also for one without content, which is
-// how firmware and kernel show that there is no value.
+// Reads the attribute in the calling thread; nullopt also if it is empty, which is how firmware and
+// kernel show that there is no value.
 std::optional<std::string> firstAttribute(const std::string& deviceClass, const std::string& key);
 
 }  // namespace zor

@@ -1,4 +1,4 @@
-// Devices over sysfs, with what sysfs does not show from the kernel's own sockets.
+// Devices from sysfs and, for what sysfs does not show, from the kernel's sockets.
 #include <algorithm>
 #include <charconv>
 #include <tuple>
@@ -34,7 +34,7 @@ std::string firmwareAttribute(FirmwareText which) {
   return {};
 }
 
-// What a machine without those tables says in their place; nothing takes the place of a board.
+// What a machine without firmware tables provides instead; there is no substitute for the board.
 std::optional<std::string> textInsteadOfFirmware(FirmwareText which) {
   switch (which) {
     case FirmwareText::serialNumber: {
@@ -66,12 +66,12 @@ BluetoothController describeController(const Device& device, std::uint16_t index
   if (auto info = readControllerInfo(index)) {
     return {std::move(info->name), std::move(info->address)};
   }
-  // Older kernels show the two in sysfs; a container may see that and not the socket.
+  // Older kernels show the two in sysfs; a container may see sysfs but not the socket.
   return {presentAttribute(device, literals::kBluetoothNameProperty.str()),
           presentAttribute(device, literals::kBluetoothAddressProperty.str())};
 }
 
-// A bus lists the interfaces of each device as well ("1-2:1.0"), and its own root ("usb1").
+// A bus also lists the interfaces of each device ("1-2:1.0") and its own root ("usb1").
 bool isUSBDevice(const Device& device) {
   const std::string name = device.name();
   return name.find(':') == std::string::npos && name.rfind(literals::kUSBBus.view(), 0) != 0;
@@ -86,7 +86,7 @@ std::optional<std::vector<Device>> presentUSBDevices() {
   return devices;
 }
 
-// Another device at the same port has another number.
+// Another device at the same port has a different number.
 std::string usbDeviceKey(const Device& device) {
   return device.path() + " " +
          device.attribute(literals::kUSBDeviceNumberProperty.str()).value_or("");
@@ -113,7 +113,7 @@ class LinuxDevices final : public DevicePort {
  public:
   std::optional<std::string> machineUuid() override { return hardwareUuid(); }
 
-  // Firmware texts are kept by the kernel; reading one waits for nobody.
+  // The kernel keeps the firmware texts, so reading one does not wait.
   std::optional<std::string> firmwareText(FirmwareText which) override {
     auto text = firstAttribute(literals::kFirmwareClass.str(), firmwareAttribute(which));
     return text ? text : textInsteadOfFirmware(which);
@@ -123,8 +123,8 @@ class LinuxDevices final : public DevicePort {
     return deviceReads().bluetooth.value();
   }
 
-  // Neither the list nor the numbers wait for a device, so a device that does not answer is there
-  // all the same, without its texts.
+  // Neither the list nor the numbers wait for a device, so a device that does not answer is still
+  // listed, without its texts.
   std::optional<std::vector<USBDevice>> usbDevices() override {
     const auto devices = presentUSBDevices();
     if (!devices) return std::nullopt;
@@ -158,7 +158,7 @@ class LinuxDevices final : public DevicePort {
   }
 
  private:
-  // What a host asks for must not lead out of the device's own folder.
+  // The names that a host asks for must not lead out of the device's own folder.
   static bool isPlaceInSysfs(const std::string& name) {
     return !name.empty() && name.find("..") == std::string::npos &&
            name.find('\0') == std::string::npos;
@@ -192,13 +192,13 @@ void readFirstPowerSource(Draft<std::optional<PowerSource>>& draft) {
     };
     if (!isMachinePowerSource(attribute)) continue;
     auto source = powerSourceFromSupply(supply.name(), attribute);
-    // What was read of a battery that has gone meanwhile describes none.
+    // Values of a battery that was removed meanwhile are dropped.
     if (supply.exists()) draft.set(std::move(source));
     return;
   }
 }
 
-// A built-in controller before one that can be taken off.
+// Prefers a built-in controller to a removable one.
 void readBluetoothController(Draft<std::optional<BluetoothController>>& draft) {
   const auto devices = devicesOf(literals::kBluetoothClass.str());
   if (!devices) return;

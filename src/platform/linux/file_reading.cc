@@ -12,7 +12,8 @@
 namespace zor {
 namespace {
 
-// Appends one piece of at most `limitBytes` in all: its size, 0 at the end, negative on a failure.
+// Appends one piece, up to `limitBytes` in all. Returns its size, 0 at the end, negative on
+// failure.
 ssize_t readPiece(int descriptor, std::size_t limitBytes, std::string& content) {
   char piece[4096];
   const std::size_t wanted = std::min(sizeof piece, limitBytes - content.size());
@@ -31,7 +32,7 @@ std::optional<std::string> readSmallFile(const std::string& path, std::size_t li
 std::optional<std::string> readSmallFile(const std::string& path, std::size_t limitBytes,
                                          const std::string& label) {
   noteProbeSource(label);
-  // Non-blocking, so that a pipe put in the file's place cannot stall the host.
+  // Non-blocking, so that a pipe in place of the file cannot stall the host.
   const FileDescriptor file = openFile(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (!file.isOpen()) {
     if (errno == EACCES || errno == EPERM) noteProbeDenied(label);

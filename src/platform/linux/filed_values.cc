@@ -19,7 +19,7 @@ ZORValue filedDictionary(const ZORValue& dictionary, int depthLeft) {
   return object;
 }
 
-// What no file can hold becomes data, which the JSON writer refuses.
+// A value that no file can hold becomes data, which the JSON writer refuses.
 ZORValue filed(const ZORValue& value, int depthLeft) {
   if (depthLeft == 0) return Data();
   if (value.isText() || value.isNumber()) return value;
@@ -29,7 +29,7 @@ ZORValue filed(const ZORValue& value, int depthLeft) {
   return value.isDictionary() ? filedDictionary(value, depthLeft - 1) : Data();
 }
 
-// A tagged object. Its one known form is the date.
+// Reads a tagged object. The only known form is the date.
 std::optional<ZORValue> valueFromTagged(const ZORValue& object) {
   const auto seconds = object[kDateTag].number();
   if (object.size() != 1 || !seconds) return std::nullopt;
@@ -57,7 +57,7 @@ ZORValue dictionaryFromFiled(const ZORValue& object) {
 }  // namespace
 
 std::optional<ZORValue> filedValue(const ZORValue& value) {
-  // A level is left for the object that the value goes into.
+  // One level is left for the object that contains the value.
   ZORValue result = filed(value, kMaxJsonNesting - 2);
   if (!jsonFromValue(result)) return std::nullopt;
   return result;

@@ -1,6 +1,6 @@
 // Values as the files of the user defaults and the pasteboards hold them, in JSON: texts and
-// numbers as they are, a date as {"$date": seconds since 1970}, a dictionary as an object. A key of
-// a dictionary that begins with "$" gets a second one.
+// numbers as they are, a date as {"$date": seconds since 1970}, a dictionary as an object. A "$" at
+// the start of a dictionary's key is doubled.
 #ifndef ZOR_PLATFORM_LINUX_FILED_VALUES_H_
 #define ZOR_PLATFORM_LINUX_FILED_VALUES_H_
 
@@ -14,8 +14,8 @@ namespace zor {
 // finite, any other kind of value, nesting deeper than JSON is written).
 std::optional<ZORValue> filedValue(const ZORValue& value);
 
-// nullopt: of another kind (array, boolean, null, unknown "$" tag). Entries of such kinds within a
-// dictionary are left out. `filed` comes from valueFromJson, which bounds its nesting.
+// nullopt: a value of another kind (array, boolean, null, unknown "$" tag). Entries of such kinds
+// within a dictionary are left out. `filed` comes from valueFromJson, which bounds its nesting.
 std::optional<ZORValue> valueFromFiled(const ZORValue& filed);
 
 }  // namespace zor

@@ -42,7 +42,7 @@ class LinuxFiles final : public PosixFiles {
 
 int synchronizeToDisk(int descriptor) {
   const int result = retryOnSignal([descriptor] { return ::fdatasync(descriptor); });
-  // A file system may not have that notion.
+  // Not every file system supports this.
   return result == 0 || errno == EINVAL || errno == ENOTSUP ? 0 : errno;
 }
 
@@ -50,16 +50,16 @@ void copyMarks(const std::string& /*from*/, const std::string& /*to*/) {}
 
 namespace {
 
-// The process in a line of /proc/locks, when that is a lock on the file `place` ("08:01:123"):
-// "1: FLOCK  ADVISORY  WRITE 4711 08:01:123 0 EOF".
+// The process in a line of /proc/locks, if the lock is on the file `place` ("08:01:123"): "1: FLOCK
+// ADVISORY  WRITE 4711 08:01:123 0 EOF".
 std::optional<std::string> holderInLine(std::string_view line, std::string_view place) {
   const auto fields = words(line);
   if (fields.size() < 6 || fields[1] != "FLOCK" || fields[5] != place) return std::nullopt;
   return std::string(fields[4]);
 }
 
-// "process 4711 (editor)", with what keeps it from going on. From /proc/PID/stat: "4711 (editor)
-// T".
+// "process 4711 (editor)", and what it is waiting for, if anything. From /proc/PID/stat: "4711
+// (editor) T".
 std::string describedProcess(const std::string& identifier) {
   const std::string stat = readSmallFile("/proc/" + identifier + "/stat").value_or("");
   const std::size_t name = stat.find('(');
@@ -88,7 +88,7 @@ std::string lockHolder(int descriptor) {
   return "another process";
 }
 
-// Not strerror(), which speaks the host's language and is shared between threads.
+// Not strerror(), which uses the host's language and a buffer shared between threads.
 std::string systemErrorText(int error) {
   const char* description = ::strerrordesc_np(error);
   return description != nullptr ? description : "error " + std::to_string(error);

@@ -2,9 +2,9 @@
 //
 // The registry is files and sockets of the kernel. The dynamic linker binds this library's calls to
 // the first definition in the process, which may be another object's (a preloaded one, the program
-// itself, a sanitizer's). The object that should own them is the one that the process has under the
-// C library's name; what counts is the address that calls from here go to. Code is compared where
-// the C library has it, so that code patched in memory is seen also behind a replacement.
+// itself, a sanitizer's). The object that should own them is the one loaded under the C library's
+// name; what counts is the address that calls from here reach. Code is compared at its place in the
+// C library, so a patch in memory is noticed even behind a replacement.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -33,7 +33,7 @@ const void* addressOf(Function* function) {
   return reinterpret_cast<const void*>(function);
 }
 
-// The place in this table is the bit; new functions go to the end.
+// A function's position in this table is its bit, so new functions go to the end.
 #define ZOR_ACCESS_FUNCTION(function) \
   AccessFunction { #function, addressOf(&(function)) }
 std::vector<AccessFunction> accessFunctions() {

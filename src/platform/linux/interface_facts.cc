@@ -16,14 +16,14 @@
 namespace zor {
 namespace {
 
-// How an address came about, in the kernel's words.
+// The origin of an address, as the kernel numbers it.
 constexpr std::int64_t kAddressIsPermanent = 0;
 
 std::int64_t numberAttribute(const Device& device, const std::string& key) {
   return longLongValue(device.attribute(key).value_or(""));
 }
 
-// The address in sysfs, unless a driver made it up or somebody has set it.
+// The address in sysfs, unless a driver generated it or it was set by hand.
 std::optional<Data> unchangedAddress(const Device& interface) {
   if (numberAttribute(interface, literals::kAddressOriginProperty.str()) != kAddressIsPermanent) {
     return std::nullopt;
@@ -49,7 +49,8 @@ BackedInterface backedInterface(const Device& interface) {
   return backed;
 }
 
-// By name, whether it joins networks; a kernel that does not say leaves one out.
+// Maps each interface's name to whether it joins networks; interfaces of which the kernel does not
+// say so are left out.
 std::map<std::string, bool> stationsByName() {
   std::map<std::string, bool> stations;
   auto tables = WirelessTables::open();
@@ -89,7 +90,7 @@ InterfaceFacts factsOfInterfaces(std::vector<BackedInterface> interfaces) {
   facts.addresses.emplace();
   DesignatedInterfaces& designated = facts.designated;
   for (const BackedInterface& interface : interfaces) {
-    // The kernel lets an interface be named with any bytes.
+    // The kernel allows any bytes in an interface's name.
     if (!interface.permanentAddress || !isValidUtf8(interface.name)) continue;
     facts.addresses->push_back({interface.name, interface.permanentAddress, 0});
     if (interface.wireless && !designated.second) designated.second = interface.name;

@@ -1,5 +1,5 @@
-// The interfaces that count for the machine's identity: those of devices that stay, by addresses
-// that stay.
+// The interfaces that count for the machine's identity: those of permanent devices with permanent
+// addresses.
 #ifndef ZOR_PLATFORM_LINUX_INTERFACE_FACTS_H_
 #define ZOR_PLATFORM_LINUX_INTERFACE_FACTS_H_
 
@@ -13,14 +13,14 @@
 
 namespace zor {
 
-// An interface that a device stands behind.
+// An interface that is backed by a device.
 struct BackedInterface {
   std::string name;
-  std::string devicePath;  // The device's place in sysfs, which no renaming changes.
+  std::string devicePath;  // The device's place in sysfs, which renaming does not change.
   std::string devicePort;  // Which of the device's ports it is.
   bool removable = false;
   bool wireless = false;
-  bool wired = false;  // Ethernet proper: neither wireless nor a modem or the like.
+  bool wired = false;  // Real Ethernet: not wireless, a modem or the like.
   std::optional<Data> permanentAddress;
 };
 
@@ -30,12 +30,12 @@ struct InterfaceFacts {
   DesignatedInterfaces designated;
 };
 
-// Built-in devices first, then by the device's place: the first and the second wired interface, the
-// first wireless one. Interfaces without a permanent address do not count.
+// Sorts built-in devices first, then by the device's place, and picks the first and the second
+// wired interface and the first wireless one. Interfaces without a permanent address do not count.
 InterfaceFacts factsOfInterfaces(std::vector<BackedInterface> interfaces);
 
-// Asks the kernel. Its answers about wireless interfaces, and about addresses that somebody has
-// changed, may take time; the draft has all others before.
+// Asks the kernel. Its answers about wireless interfaces and changed addresses may take time; all
+// others are in the draft before those.
 void readInterfaceFacts(Draft<InterfaceFacts>& draft);
 
 }  // namespace zor

@@ -16,7 +16,7 @@ namespace zor {
 namespace {
 
 std::optional<std::string> absoluteVariable(const char* name) {
-  const char* value = ::secure_getenv(name);  // A privileged host must not trust its caller's.
+  const char* value = ::secure_getenv(name);  // A privileged host must not trust its caller.
   if (value == nullptr || value[0] != '/') return std::nullopt;
   return value;
 }
@@ -37,7 +37,7 @@ bool isPlainInFileName(char character, bool first) {
 }  // namespace
 
 std::string safeFileName(std::string_view name) {
-  constexpr std::size_t kMaxNameBytes = 200;  // Room for endings in the usual 255.
+  constexpr std::size_t kMaxNameBytes = 200;  // Leaves room for suffixes within the usual 255.
   if (name.empty()) return "%";
   std::string encoded;
   for (const char character : name) {

@@ -12,11 +12,11 @@
 
 namespace zor {
 
-// The permanent address in the payload of the kernel's answer about a link; nullopt when the driver
-// knows none, which the kernel leaves out or fills with zeros.
+// The permanent address in the payload of the kernel's answer about a link; nullopt if the driver
+// knows none; the kernel then leaves it out or fills it with zeros.
 std::optional<Data> permanentAddressFromLink(Bytes payload);
 
-// The bytes of "00:1a:2b:3c:4d:5e"; nullopt for other text, an empty one and nothing but zeros.
+// The bytes of "00:1a:2b:3c:4d:5e"; nullopt for any other text, the empty one, and all zeros.
 std::optional<Data> addressFromText(std::string_view text);
 
 // Asks the kernel for the permanent address of an interface.

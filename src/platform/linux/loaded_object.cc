@@ -35,12 +35,12 @@ int takeHeaders(dl_phdr_info* info, std::size_t, void* context) noexcept {
 ElfW(Addr) numberOf(const void* address) { return reinterpret_cast<ElfW(Addr)>(address); }
 
 const std::uint8_t* bytesAt(ElfW(Addr) address) {
-  // The dynamic linker gives addresses as numbers.
+  // The dynamic linker provides addresses as numbers.
   return reinterpret_cast<const std::uint8_t*>(address);  // NOLINT(performance-no-int-to-ptr)
 }
 
-// Whether `address` is only where a program sends calls of `name` on from: the program has a symbol
-// of that name and address, and does not define it.
+// Whether `address` is only the entry through which a program forwards calls of `name`: the program
+// has a symbol of that name and address, but does not define it.
 bool isEntryForOthers(const char* name, const void* address) {
   Dl_info place = {};
   void* entry = nullptr;
@@ -50,8 +50,8 @@ bool isEntryForOthers(const char* name, const void* address) {
          place.dli_saddr == address && std::strcmp(place.dli_sname, name) == 0;
 }
 
-// Where the first object that defines `name` is loaded, in the order in which the dynamic linker
-// looks; 0 without one.
+// Where the first object that defines `name`, in the dynamic linker's search order, is loaded; 0 if
+// there is none.
 ElfW(Addr) firstDefiner(const char* name) {
   const Library program(::dlopen(nullptr, RTLD_LAZY | RTLD_NOLOAD));
   link_map* map = nullptr;
@@ -114,7 +114,7 @@ const void* LoadedObject::ownDefinition(const char* name) const {
   return address != nullptr && contains(address) ? address : nullptr;
 }
 
-// The notes, one of which identifies the build, are the same in memory and in the file.
+// Compares the notes, one of which identifies the build, in memory and in the file.
 bool LoadedObject::isFileOfThisObject() const {
   return std::all_of(_notes.begin(), _notes.end(), [this](const Segment& note) {
     std::vector<std::uint8_t> inFile(note.header.p_filesz);

@@ -18,22 +18,23 @@ namespace zor {
 // Valid while the object stays loaded. Confined to the thread that uses it.
 class LoadedObject {
  public:
-  // The object that the process has under `soname`; nullopt when it has none. Loads nothing.
+  // The object that is loaded under `soname`; nullopt if there is none. Loads nothing.
   static std::optional<LoadedObject> find(const char* soname);
 
   // Whether `address` is in one of its segments.
   bool contains(const void* address) const;
 
-  // Whether calls of the function `name`, whose address is `address`, end up in this object. They
-  // do also where the address is that of an entry which a program that is not position-independent
-  // keeps for functions of other objects, unless one of the objects before this one defines `name`.
+  // Whether calls of the function `name`, whose address is `address`, end up in this object. A
+  // program that is not position-independent has entries of its own for functions of other objects;
+  // if the address is such an entry, the calls still end up here unless an object before this one
+  // defines `name`.
   bool receivesCallsOf(const char* name, const void* address) const;
 
-  // Its own definition of `name`, whatever other objects put before it; null when it has none.
+  // Its own definition of `name`, even if another object's takes precedence; null if it has none.
   const void* ownDefinition(const char* name) const;
 
-  // Whether the code at `address` differs from the file. nullopt: that cannot be told, as when the
-  // file was replaced by an update since it was loaded.
+  // Whether the code at `address` differs from the file. nullopt: unknown, for instance because an
+  // update has replaced the file since it was loaded.
   std::optional<bool> differsFromFile(const void* address, std::size_t size) const;
 
  private:

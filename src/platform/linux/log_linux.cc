@@ -11,8 +11,8 @@
 namespace zor {
 namespace {
 
-// Writes without the signals that would end the host where standard error leads to a pipe without a
-// reader or to a file that may not grow.
+// Writes without raising a signal, which would end the host if standard error is a pipe without a
+// reader or a file that may not grow.
 void writeWithoutSignal(int descriptor, const std::string& text) {
   sigset_t pending;
   sigset_t ours;
@@ -51,7 +51,8 @@ class LinuxLog final : public LogPort {
   void writeLine(const std::string& line) override {
     const std::string text = timestamp() + " " + program_invocation_short_name + "[" +
                              std::to_string(::getpid()) + "]: " + line + "\n";
-    // One write, so that lines of several threads stay whole. A closed standard error loses them.
+    // One write, so that lines of several threads stay whole. They are lost if standard error is
+    // closed.
     writeWithoutSignal(STDERR_FILENO, text);
   }
 };

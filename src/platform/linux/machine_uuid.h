@@ -13,19 +13,18 @@ namespace zor {
 using MachineId = std::array<std::uint8_t, 16>;
 
 // The 32 hexadecimal digits of the machine-id file; nullopt for anything else, such as the word
-// that stands there before the first start, and for zeros.
+// that the file holds before the first boot, and for zeros.
 std::optional<MachineId> machineIdFromText(std::string_view content);
 
-// The text that the firmware keeps in `path`, without what follows its first NUL and without white
-// space at its ends. nullopt: it cannot be read, is empty, or consists of zeros, which is how
-// boards without a serial number fill its place.
+// The firmware's text at `path`, up to its first NUL and without white space at its ends. nullopt:
+// it cannot be read, is empty, or consists of zeros, as on boards without a serial number.
 std::optional<std::string> firmwareFileText(const std::string& path);
 
 // HMAC-SHA-256 of this library's text under `key`, its first 16 bytes with the version and variant
-// of a random UUID. The key, a machine id or a serial number, cannot be had from it.
+// of a random UUID. The key, a machine id or a serial number, cannot be recovered from it.
 std::string machineUuid(std::string_view key);
 
-// The UUID of this machine, from the first of these that there is: the machine id, the older one of
+// The UUID of this machine, from the first of these that exists: the machine id, the older one of
 // the message bus, the serial number in the device tree.
 std::optional<std::string> hardwareUuid();
 

@@ -11,7 +11,7 @@
 namespace zor {
 namespace {
 
-// The kernel answers at once; the limit is for a kernel that is in trouble.
+// The kernel answers at once; the limit is for a kernel that does not.
 constexpr timeval kMaxWait{0, 100000};
 // The kernel packs answers into at most 32 KiB.
 constexpr std::size_t kDatagramBytes = std::size_t{32} << 10;
@@ -35,7 +35,7 @@ Bytes bytesOf(const Header& header) {
   return {reinterpret_cast<const std::uint8_t*>(&header), sizeof header};
 }
 
-// An error message of number 0 is an acknowledgement.
+// An error message with the number 0 is an acknowledgment.
 NetlinkProgress errorOutcome(Bytes payload, int& errorNumber) {
   errorNumber = payload.size() >= sizeof(nlmsgerr) ? -headerAt<nlmsgerr>(payload).error : EPROTO;
   return errorNumber == 0 ? NetlinkProgress::finished : NetlinkProgress::failed;

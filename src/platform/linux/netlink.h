@@ -1,7 +1,7 @@
 // Questions to the kernel over netlink sockets.
 //
-// Written against the kernel's own interface: the two questions of this backend need neither of the
-// netlink libraries, whose loading costs every host more than asking does.
+// Written directly against the kernel's interface: this backend's two requests do not justify a
+// netlink library, which costs every host more to load than the requests take.
 #ifndef ZOR_PLATFORM_LINUX_NETLINK_H_
 #define ZOR_PLATFORM_LINUX_NETLINK_H_
 
@@ -20,11 +20,11 @@ namespace zor {
 
 using Bytes = std::span<const std::uint8_t>;
 
-// The value of the first attribute of `type` among `attributes`; nullopt when there is none or the
-// bytes are damaged before it.
+// The value of the first attribute of `type` among `attributes`; nullopt if there is none, or the
+// bytes before it are damaged.
 std::optional<Bytes> netlinkAttribute(Bytes attributes, std::uint16_t type);
 
-// An attribute's value as a number of that width; nullopt when it is too short.
+// An attribute's value as a number of that width; nullopt if it is too short.
 template <typename Number>
 std::optional<Number> netlinkNumber(const std::optional<Bytes>& value) {
   if (!value || value->size() < sizeof(Number)) return std::nullopt;
@@ -33,7 +33,7 @@ std::optional<Number> netlinkNumber(const std::optional<Bytes>& value) {
   return number;
 }
 
-// A question: a message type, the fixed header of that type, attributes.
+// A request: a message type, the fixed header of that type, attributes.
 class NetlinkRequest {
  public:
   // `wholeTable`: asks for every object instead of one.
@@ -51,20 +51,20 @@ class NetlinkRequest {
   const bool _wholeTable;
 };
 
-// What came of reading one datagram.
+// The state of an answer after one datagram.
 enum class NetlinkProgress { more, finished, failed };
 
-// Appends the payloads (what follows the netlink header) of the messages in `datagram`.
-// `errorNumber` is set when the kernel refused.
+// Appends the payloads (what follows the netlink header) of the messages in `datagram`. Sets
+// `errorNumber` if the kernel refused.
 NetlinkProgress takeNetlinkPayloads(Bytes datagram, std::vector<Data>& payloads, int& errorNumber);
 
 // One socket. Confined to the thread that uses it.
 class NetlinkSocket {
  public:
-  // `protocol` is a NETLINK_ number. A socket that cannot be opened answers nothing.
+  // `protocol` is a NETLINK_ number. If the socket cannot be opened, every request fails.
   explicit NetlinkSocket(int protocol);
 
-  // The payloads of the answer; nullopt when it failed, with the reason in lastError().
+  // The payloads of the answer; nullopt if the request failed; lastError() says why.
   std::optional<std::vector<Data>> ask(NetlinkRequest request);
   int lastError() const { return _lastError; }
 

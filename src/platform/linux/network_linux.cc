@@ -28,7 +28,8 @@ class LinuxNetwork final : public PosixNetwork {
     return deviceReads().interfaceFacts.value().designated;
   }
 
-  // The way out first, whatever it is: a bridge, a modem, a second card.
+  // The interface of the default route comes first, whether it is a bridge, a modem or a second
+  // card.
   std::vector<std::string> addressInterfaces() override {
     const DesignatedInterfaces designated = designatedInterfaces();
     std::vector<std::string> names;
@@ -41,8 +42,8 @@ class LinuxNetwork final : public PosixNetwork {
     return names;
   }
 
-  // Read here, since the C library's reader would wait for whatever stands in the file's place, and
-  // knows nothing of the servers behind a stub.
+  // Read here because the C library's parser would block on a special file in its place, and does
+  // not know the servers behind a stub.
   std::optional<std::vector<std::string>> nameServers() override {
     const auto configuration = readSmallFile(literals::kResolverConfigurationPath.str());
     if (!configuration && (errno == EMFILE || errno == ENFILE || errno == ENOMEM)) {

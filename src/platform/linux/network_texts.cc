@@ -68,8 +68,8 @@ std::optional<std::string> bestInterface(std::string_view table, RouteOfRow rout
   return std::string(best->interfaceName);
 }
 
-// The address on a line that names a server; empty on any other line. The C library skips lines
-// that are indented.
+// The address on a line that names a server; empty for any other line. Indented lines are skipped,
+// as the C library does.
 std::string addressOnLine(std::string_view line) {
   const std::string_view word = literals::kResolverServerWord.view();
   line = line.substr(0, line.find('\0'));
@@ -81,7 +81,7 @@ std::string addressOnLine(std::string_view line) {
 
 std::optional<in_addr> ipv4Address(const std::string& text) {
   in_addr address{};
-  // inet_aton() takes white space after an address, the C library's own reader does not.
+  // inet_aton() accepts white space after an address; the C library's own parser does not.
   const bool spaced = text.find_first_of("\r\v\f") != std::string::npos;
   if (spaced || ::inet_aton(text.c_str(), &address) == 0) return std::nullopt;
   return address;

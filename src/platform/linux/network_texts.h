@@ -1,4 +1,4 @@
-// What the network port reads out of text files and of the devices present.
+// What the network port takes from text files.
 #ifndef ZOR_PLATFORM_LINUX_NETWORK_TEXTS_H_
 #define ZOR_PLATFORM_LINUX_NETWORK_TEXTS_H_
 
@@ -12,17 +12,17 @@
 
 namespace zor {
 
-// The interface of the default route with the smallest metric, out of the kernel's tables for the
-// two versions of the protocol; the second argument counts when the first names none.
+// The interface of the default route with the smallest metric, from the kernel's tables for IPv4
+// and IPv6; the second table is used only if the first has no default route.
 std::optional<std::string> defaultRouteInterface(std::string_view routes,
                                                  std::string_view ipv6Routes);
 
-// The IPv4 servers that a resolver configuration names, dotted quads, read as the C library reads
-// it: three servers at most, of either version of the protocol, on lines that begin with the word
-// and hold nothing after the address but what white space sets apart. 0.0.0.0 is none.
+// The IPv4 servers that a resolver configuration names, as dotted quads, parsed as the C library
+// does: at most three servers, IPv4 or IPv6, on lines that begin with the keyword; anything after
+// the address must be separated by white space. 0.0.0.0 does not count as a server.
 std::vector<std::string> serversInConfiguration(std::string_view configuration);
 
-// Whether one of them is the stub on this machine through which programs ask a resolver service.
+// Whether one of them is the local stub through which programs ask a resolver service.
 bool namesLocalStub(const std::vector<std::string>& servers);
 
 }  // namespace zor

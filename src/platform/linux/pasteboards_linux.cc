@@ -33,7 +33,7 @@ class LinuxPasteboard final : public Pasteboard {
 
   Status clear(const std::string& type) override {
     Status status = removeFileAt(pathForType(type));
-    // An empty folder says that somebody was here; one with other types stays.
+    // An empty folder would reveal that there was a value. A folder that holds other types stays.
     if (status.isSuccess()) std::ignore = ::rmdir(_folder.c_str());
     return status;
   }

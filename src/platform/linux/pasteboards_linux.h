@@ -14,12 +14,13 @@ namespace zor {
 
 // Linux has no named pasteboards that outlive their writer without a desktop session. The stand-in
 // is one file for each type, <folder>/<name>/<type>, with safe names; a change sends no
-// notification. Values over kMaxPasteboardBytes are refused, and larger files read as nothing.
+// notification. Values over kMaxPasteboardBytes are refused, and larger files read as absent.
 class LinuxPasteboards final : public PasteboardPort {
  public:
   using Locator = std::function<std::optional<std::string>()>;
 
-  // `folder` is asked at each look for the folder of all pasteboards; nullopt: there are none.
+  // `folder` returns the folder of all pasteboards and is called at each access; nullopt: there are
+  // none.
   explicit LinuxPasteboards(Locator folder) : _folder(std::move(folder)) {}
 
   std::unique_ptr<Pasteboard> pasteboardWithName(const std::string& name) override;

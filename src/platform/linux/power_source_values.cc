@@ -8,7 +8,7 @@
 namespace zor {
 namespace {
 
-// `now` in percent of `full`, rounded down as the kernel's drivers do.
+// `now` as a percentage of `full`, rounded down as in the kernel's drivers.
 std::optional<std::int64_t> percentOf(const SupplyAttribute& attribute, const std::string& now,
                                       const std::string& full) {
   const std::int64_t fullAmount = longLongValue(attribute(full).value_or(""));

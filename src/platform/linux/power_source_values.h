@@ -1,4 +1,4 @@
-// A power source out of what sysfs shows of a power supply.
+// A power source from a power supply in sysfs.
 #ifndef ZOR_PLATFORM_LINUX_POWER_SOURCE_VALUES_H_
 #define ZOR_PLATFORM_LINUX_POWER_SOURCE_VALUES_H_
 
@@ -13,12 +13,12 @@ namespace zor {
 // Reads one attribute of a power supply.
 using SupplyAttribute = std::function<std::optional<std::string>(const std::string& key)>;
 
-// Whether it feeds the machine itself: a battery or an uninterruptible supply that is in its place
-// and not part of a mouse or another peripheral. A mains adapter is not a source of its own.
+// Whether it powers the machine itself: a battery or an uninterruptible supply that is present and
+// does not belong to a mouse or another peripheral. A mains adapter is not a source of its own.
 bool isMachinePowerSource(const SupplyAttribute& attribute);
 
-// The charge is in percent (of energy or electric charge where the kernel shows no percentage), so
-// that full is 100; the state is the kernel's word for it. nullopt when neither is shown.
+// The charge is a percentage (of energy or electric charge if the kernel shows none), so full is
+// 100; the state is the kernel's word. nullopt if the kernel shows neither.
 std::optional<PowerSource> powerSourceFromSupply(const std::string& name,
                                                  const SupplyAttribute& attribute);
 

@@ -10,7 +10,7 @@ void prepareQueueThread(const std::string& name, QualityOfService /*qualityOfSer
   ::pthread_setname_np(::pthread_self(), name.substr(0, 15).c_str());
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): what it captured is released here.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): its captures are released here.
 void runQueueOperation(std::function<void()> operation) { callIgnoringExceptions(operation); }
 
 }  // namespace zor

@@ -11,8 +11,8 @@
 namespace zor {
 namespace {
 
-// For a host whose sandbox forbids the kernel's call: from the processor or the device. Where there
-// is neither, nothing here could be unpredictable, nor an identifier unique.
+// For a host whose sandbox forbids the kernel's call: from the processor or the device. Without
+// either, no number could be unpredictable and no identifier unique.
 void fillWithoutKernel(std::uint8_t* bytes, std::size_t size) noexcept {
   std::random_device source;
   std::generate_n(bytes, size, [&source] { return static_cast<std::uint8_t>(source()); });
@@ -20,7 +20,7 @@ void fillWithoutKernel(std::uint8_t* bytes, std::size_t size) noexcept {
 
 template <std::size_t Size>
 std::array<std::uint8_t, Size> randomBytes() {
-  static_assert(Size <= 256, "getrandom may return less than was asked for");
+  static_assert(Size <= 256, "getrandom may return fewer bytes than requested");
   std::array<std::uint8_t, Size> bytes{};
   const ssize_t got =
       retryOnSignal([&bytes] { return ::getrandom(bytes.data(), bytes.size(), 0); });

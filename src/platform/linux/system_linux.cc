@@ -20,8 +20,8 @@
 namespace zor {
 namespace {
 
-// The first processor is among these bytes. The whole list grows with the number of processors and
-// makes some kernels ask each of them for its frequency.
+// These bytes include the first processor. The whole list grows with the number of processors, and
+// reading it makes some kernels ask each one for its frequency.
 constexpr std::size_t kProcessorListBytes = 4096;
 
 std::optional<std::string> validText(const char* text) {
@@ -34,7 +34,7 @@ std::optional<std::string> systemNameFromFile(const std::string& path) {
   return content ? systemNameFromRelease(*content) : std::nullopt;
 }
 
-// Packages that bring a runtime of their own see the host's description elsewhere.
+// Packages with a runtime of their own see the host's description elsewhere.
 std::vector<std::string> systemReleasePaths() {
   std::vector<std::string> paths;
   if (::access("/.flatpak-info", F_OK) == 0) {
@@ -48,8 +48,8 @@ std::vector<std::string> systemReleasePaths() {
   return paths;
 }
 
-// The file's name of the program, whatever its starter put in the place of the name. A program that
-// was replaced by an update since it started keeps the name it had.
+// The file name of the program, whatever argv[0] says. A program that an update has replaced since
+// it started keeps its name.
 std::optional<std::string> executableName() {
   constexpr std::string_view kDeletedMark = " (deleted)";
   std::string path = executablePath();
@@ -62,7 +62,7 @@ std::optional<std::string> executableName() {
   return path.substr(path.rfind('/') + 1);
 }
 
-// In this machine's byte order, as wide as the C interface gives it.
+// In this machine's byte order, with the width that the C interface uses.
 std::optional<Data> processorCountValue() {
   noteProbeSource("sysconf");
   const auto count = static_cast<std::int32_t>(::sysconf(_SC_NPROCESSORS_ONLN));
@@ -84,12 +84,12 @@ std::optional<Data> processorModelValue() {
 void addVariable(std::string_view assignment, std::map<std::string, std::string>& variables) {
   const auto equals = assignment.find('=');
   if (equals == std::string_view::npos || !isValidUtf8(assignment)) return;
-  // Of two variables of one name the first counts, as for getenv.
+  // If a name occurs twice, the first value counts, as for getenv.
   variables.emplace(assignment.substr(0, equals), assignment.substr(equals + 1));
 }
 
-// What sysfs shows as blocks of memory; 0 where it shows none. The kernel takes memory for itself
-// before it counts what it has left, more or less of it with each release and setting.
+// The memory that sysfs shows as blocks; 0 if it shows none. Other figures leave out what the
+// kernel reserves for itself, which varies with release and settings.
 std::int64_t builtInMemoryBytes() {
   const std::string folder = literals::kMemoryBlocksPath.str();
   struct stat status = {};
@@ -120,7 +120,7 @@ class LinuxSystem final : public SystemPort {
     return validText(name ? name->c_str() : program_invocation_short_name);
   }
 
-  // Random, process and time, in the form that the heritage platform gives such texts.
+  // A random UUID, the process and the time, in the heritage platform's form.
   std::string globallyUniqueString() override {
     timespec now = {};
     ::clock_gettime(CLOCK_BOOTTIME, &now);
@@ -147,14 +147,14 @@ class LinuxSystem final : public SystemPort {
     noteProbeSource("statfs");
     struct statfs figures = {};
     if (retryOnSignal([&] { return ::statfs(path.c_str(), &figures); }) != 0) return std::nullopt;
-    // The counts are of fragments where a file system has them; f_bsize is then the size it likes
-    // to be read in.
+    // The counts are in fragments if the file system has them; f_bsize is then only its preferred
+    // size for reading.
     const auto unit = figures.f_frsize > 0 ? figures.f_frsize : figures.f_bsize;
     return FileSystemFigures{static_cast<std::uint32_t>(unit), figures.f_blocks, figures.f_bfree,
                              figures.f_bavail};
   }
 
-  // Linux has no such namespace of values; these are the ones that probes ask for.
+  // Linux has no such namespace; these are the values that probes ask for.
   std::optional<Data> namedValue(const std::string& name) override {
     if (name == literals::kCpuCountName.view()) return processorCountValue();
     if (name == literals::kCPUBrandName.view()) return processorModelValue();

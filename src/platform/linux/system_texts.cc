@@ -15,7 +15,8 @@ std::optional<std::string> presentText(std::string text) {
   return text;
 }
 
-// A value as a shell reads it: quotes taken off, a backslash keeps the next character as it is.
+// A value as a shell reads it: without its quotes, and with a backslash escaping the next
+// character.
 std::string unquoted(std::string_view value) {
   std::string text;
   char quote = 0;

@@ -13,7 +13,7 @@ namespace {
 
 thread_local ReadsAhead* currentReadsAhead = nullptr;
 
-// Without a thread, at the limit of the host's processes, the caller does the work.
+// If no thread can be started, at the limit of the host's processes, the caller does the work.
 void runOnThread(const std::function<void()>& work) {
   const SignalsBlocked blocked;
   try {
@@ -125,7 +125,7 @@ bool TimedReadBase::ask(std::shared_ptr<ReadRun>& run) {
   }
   bool inTime = run->wait(_limit);
   if (!inTime) {
-    // What waits behind a read that is held up does not wait longer.
+    // The reads behind one that is held up must not wait any longer.
     if (isAhead) ahead->startEach();
     if (!run->isClaimed()) start(run);
     inTime = run->wait(_limit) || run->abandon();

@@ -1,5 +1,5 @@
-// Reads that a device, or a lock of the kernel, can hold up. They run on a thread of the library's
-// own, and whoever asks waits for a limited time.
+// Reads that a device, or a lock of the kernel, can hold up. They run on a thread of the library,
+// and the caller waits for a limited time.
 //
 // A thread that does not come back cannot be stopped: it waits inside the kernel. So there is at
 // most one for each kind of read, and no second run of a kind starts before the first has ended.
@@ -20,7 +20,7 @@
 namespace zor {
 
 // A value that takes longer counts as absent. A collection in which every read is held up waits
-// twice as long: once for the first one, once for all others together.
+// twice this long: once for the first read, once for all others together.
 constexpr std::chrono::milliseconds kMaxReadTime{300};
 
 // One run of a reader.
@@ -30,20 +30,20 @@ class ReadRun {
 
   // True for the first caller, who then makes the run.
   bool claim() ZOR_EXCLUDES(_mutex);
-  // Ends the run. True: somebody has given up waiting for it.
+  // Ends the run. True: a caller has given up waiting for it.
   bool finish(const ProbeTrace& trace) ZOR_EXCLUDES(_mutex);
   bool isDone() ZOR_EXCLUDES(_mutex);
   bool isClaimed() ZOR_EXCLUDES(_mutex);
-  // Waits until the run is done (true) or has taken `limit`, counted from now if nobody has claimed
-  // it yet.
+  // Waits until the run is done (true) or has taken `limit`, counted from now if it has not been
+  // claimed yet.
   bool wait(std::chrono::milliseconds limit) ZOR_EXCLUDES(_mutex);
   // Gives up waiting, unless the run is done after all (true).
   bool abandon() ZOR_EXCLUDES(_mutex);
-  // Repeats in the calling thread's trace what the reader noted.
+  // Copies the reader's notes to the calling thread's trace.
   void repeatNotes() ZOR_EXCLUDES(_mutex);
 
  protected:
-  // Guards what belongs to the run, its value included.
+  // Guards everything about the run, including its value.
   Mutex _mutex{LockRank::readRun};
 
  private:
@@ -56,8 +56,8 @@ class ReadRun {
   bool _denied ZOR_GUARDED_BY(_mutex) = false;
 };
 
-// What a reader has found so far. A value that it changes as it goes is there even if the reader is
-// held up before its end.
+// What a reader has found so far. What it has stored is available even if the reader is held up
+// before its end.
 template <typename Value>
 class Draft final : public ReadRun {
  public:
@@ -85,7 +85,7 @@ class TimedReadBase {
   TimedReadBase(const TimedReadBase&) = delete;
   TimedReadBase& operator=(const TimedReadBase&) = delete;
 
-  // A new run, which somebody has to execute; null while another one is under way.
+  // A new run, which the caller has to execute; null while another one is under way.
   std::shared_ptr<ReadRun> newRun() ZOR_EXCLUDES(_mutex);
   // Executes the run on a thread of its own.
   void start(const std::shared_ptr<ReadRun>& run);
@@ -97,10 +97,10 @@ class TimedReadBase {
       : _label(std::move(label)), _limit(limit) {}
   ~TimedReadBase() = default;
 
-  // The run that answers the calling thread: the one read ahead for it, the one under way, or a new
-  // one. True if it has ended in time.
+  // Sets `run` to the run that serves the calling thread: the one read ahead for it, the one under
+  // way, or a new one. True if it has ended in time.
   bool ask(std::shared_ptr<ReadRun>& run);
-  // The run that ended after its callers had left, once; null without one.
+  // The run that ended after its callers had given up, once; null if there is none.
   std::shared_ptr<ReadRun> takeArrived() ZOR_EXCLUDES(_mutex);
 
  private:
@@ -121,19 +121,19 @@ template <typename Value>
 class TimedRead final : public TimedReadBase {
  public:
   using Reader = std::function<void(Draft<Value>& draft)>;
-  // Adds to a draft what an earlier run found too late.
+  // Completes a draft with what an earlier run found too late.
   using Completion = std::function<Value(Value draft, Value arrived)>;
 
-  // `label` stands for the read in a probe's trace. Without a `completion` what arrived late
-  // replaces the draft.
+  // `label` represents the read in a probe's trace. Without a `completion`, a late value replaces
+  // the draft.
   TimedRead(std::string label, Reader reader, Completion completion = {},
             std::chrono::milliseconds limit = kMaxReadTime)
       : TimedReadBase(std::move(label), limit),
         _reader(std::move(reader)),
         _completion(std::move(completion)) {}
 
-  // What the reader finds. Not in time: what it has drafted so far, together with what an earlier
-  // run found after its time; noted in the probe's trace. Callable from any thread.
+  // What the reader finds. If it is not done in time: its draft so far, completed with what an
+  // earlier run found too late; the probe's trace notes that. Callable from any thread.
   Value value() {
     std::shared_ptr<ReadRun> run;
     const bool inTime = ask(run);
@@ -152,9 +152,9 @@ class TimedRead final : public TimedReadBase {
   const Completion _completion;
 };
 
-// Runs several reads, one after another, for the thread that makes it: the next value() of each is
-// that of this run, so that a collection costs one thread and not one for each read. When one of
-// them is held up, the rest get a thread each. Scopes of a thread nest.
+// Runs several reads, one after another, for the thread that makes it. The next value() of each
+// comes from this run, so a collection costs one thread and not one for each read. If one of them
+// is held up, the rest get a thread each. Scopes of a thread nest.
 class ReadsAhead final : public ReadAhead {
  public:
   explicit ReadsAhead(const std::vector<TimedReadBase*>& reads);
@@ -162,11 +162,11 @@ class ReadsAhead final : public ReadAhead {
   ReadsAhead(const ReadsAhead&) = delete;
   ReadsAhead& operator=(const ReadsAhead&) = delete;
 
-  // The calling thread's; null without one.
+  // The calling thread's innermost one; null if there is none.
   static ReadsAhead* current();
   // Null: `read` is not among these.
   std::shared_ptr<ReadRun> runOf(const TimedReadBase& read) const;
-  // Gives a thread to each run that none has begun.
+  // Starts a thread for each run that has not begun.
   void startEach();
 
  private:

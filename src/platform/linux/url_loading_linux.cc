@@ -25,10 +25,10 @@
 namespace zor {
 namespace {
 
-// The process's loader. The module is looked for beside the object that this code is in (the
-// library or a program), below `../lib` of it, and where the library is installed; it is never
-// closed. Null: it cannot be opened; a log line says why, and the next call tries again.
-// Callable from any thread with no lock held, also in the child of a fork.
+// The process's loader. The module is looked for beside the object that contains this code (the
+// library or a program), in `../lib` from there, and in the folder where the library is installed.
+// It is never closed. Null: it cannot be opened; a log line says why, and the next call tries
+// again. Callable from any thread with no lock held, also in the child of a fork.
 net::Loader* netLoader();
 
 namespace fs = std::filesystem;
@@ -36,8 +36,8 @@ namespace fs = std::filesystem;
 constexpr const char* kModulePath = "zorfingerprint/zor_net.so";
 constexpr const char* kModuleFunction = "zor_net_module";
 
-// The file that the code at `address` was mapped from, as the kernel knows it. The dynamic linker's
-// answer would be the caller's choice for a program (its argv[0]) and may be relative.
+// The file that the code at `address` was mapped from, according to the kernel. For a program, the
+// dynamic linker would report argv[0], which its caller chooses and which may be relative.
 std::optional<fs::path> fileOfCode(const void* address) {
   std::ifstream maps("/proc/self/maps");
   for (std::string line; std::getline(maps, line);) {
@@ -62,9 +62,9 @@ std::vector<fs::path> candidates() {
   return paths;
 }
 
-// Null: `problem` says why. From inside the gate.
+// Null: `problem` says why. Called from inside the gate.
 const net::Module* moduleFrom(const fs::path& path, std::string& problem) {
-  // Lazily, as a program that links those libraries has them; the module itself is bound at once.
+  // Bound lazily, as in a program that links those libraries; the module itself is bound at once.
   void* const handle = ::dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
   if (handle == nullptr) {
     const char* const text = ::dlerror();
@@ -74,14 +74,14 @@ const net::Module* moduleFrom(const fs::path& path, std::string& problem) {
   const auto function = reinterpret_cast<net::ModuleFunction>(::dlsym(handle, kModuleFunction));
   const net::Module* const module = function != nullptr ? function() : nullptr;
   if (module == nullptr || std::string(module->interfaceDigest) != ZOR_NET_INTERFACE) {
-    problem = path.string() + " is of another build";
+    problem = path.string() + " belongs to another build of the library";
     return nullptr;
   }
   return module;
 }
 
 const net::Module* openModule(std::string& problem) {
-  problem = "it is not there";
+  problem = "it is not installed";
   for (const fs::path& path : candidates()) {
     std::error_code error;
     if (!fs::exists(path, error)) continue;
@@ -113,7 +113,7 @@ struct ProcessLoader {
 constinit PerProcess<net::LibraryGate> gates;
 constinit PerProcess<ProcessLoader> loaders;
 
-// Of the thread that forks, during the fork.
+// The gate that the forking thread holds during the fork.
 constinit thread_local net::LibraryGate* heldForFork = nullptr;
 
 void holdGate() {
@@ -127,7 +127,7 @@ void releaseGate() {
   if (heldForFork != nullptr) heldForFork->release();
 }
 
-// When the library is loaded. Fails only if memory runs out.
+// Runs when the library is loaded. Fails only if memory runs out.
 __attribute__((constructor)) void holdGateOverForks() {
   std::ignore = ::pthread_atfork(holdGate, releaseGate, nullptr);
 }

@@ -1,4 +1,4 @@
-// UUIDs made of bytes.
+// UUIDs from bytes.
 #ifndef ZOR_PLATFORM_LINUX_UUID_TEXT_H_
 #define ZOR_PLATFORM_LINUX_UUID_TEXT_H_
 
@@ -8,8 +8,7 @@
 
 namespace zor {
 
-// The UUID of `bytes` in upper case, marked as one that tells nothing of its origin: version 4,
-// variant of RFC 4122.
+// The UUID of `bytes` in upper case, marked as a random one: version 4, variant of RFC 4122.
 std::string uuidText(std::array<std::uint8_t, 16> bytes);
 
 }  // namespace zor

@@ -1,8 +1,8 @@
 // The wireless interface as the kernel shows it to every user.
 //
-// Three tables are read: the interfaces for the name, the networks seen for the one that is joined
-// (the interface itself lacks its network's name on some kernels when a supplicant joined), the
-// stations for the signal as it is now.
+// Three tables are read: the interfaces for the name, the networks in range for the one that is
+// joined (on some kernels the interface itself lacks its network's name if a supplicant joined it),
+// and the stations for the current signal.
 #include <cstdio>
 
 #include "platform/linux/device_reads.h"

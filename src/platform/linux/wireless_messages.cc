@@ -29,7 +29,7 @@ std::optional<std::string> textOfAttribute(const std::optional<Bytes>& bytes) {
   return textFromUtf8(Data(bytes->begin(), std::find(bytes->begin(), bytes->end(), 0)));
 }
 
-// Elements are a number, a length and so many bytes each.
+// Each element is a number, a length and that many bytes.
 std::optional<Data> ssidElement(Bytes elements) {
   while (elements.size() >= 2 && elements.size() - 2 >= elements[1]) {
     const Bytes value = elements.subspan(2, elements[1]);
@@ -89,7 +89,7 @@ std::optional<std::string> networkName(const Data& ssid) {
   const bool hidden =
       std::all_of(ssid.begin(), ssid.end(), [](std::uint8_t byte) { return byte == 0; });
   if (hidden) return std::nullopt;
-  // A name of the full length may have been cut to it.
+  // A name of the maximum length may have been cut.
   const std::string_view name = textOf(ssid);
   return decodedText(ssid.size() < kMaxSsidBytes ? name : withoutCutCharacter(name));
 }

@@ -16,8 +16,8 @@ namespace zor {
 struct WirelessInterface {
   std::uint32_t index = 0;
   std::string name;
-  bool station = false;      // Joins networks, rather than offering one or listening.
-  std::optional<Data> ssid;  // Some kernels leave it out where another program joined.
+  bool station = false;      // Joins networks rather than offering one or monitoring.
+  std::optional<Data> ssid;  // Some kernels omit it if another program joined.
 };
 
 struct Association {
@@ -31,19 +31,20 @@ struct StationSignal {
 };
 
 // Each takes the payload of one message of a table. nullopt: a wireless device without an interface
-// (peer-to-peer management), a network seen but not joined, a station without a signal, damage.
+// (peer-to-peer management), a network in range but not joined, a station without a signal, damaged
+// bytes.
 std::optional<WirelessInterface> wirelessInterfaceFromMessage(Bytes payload);
 std::optional<Association> associationFromMessage(Bytes payload);
 std::optional<StationSignal> stationSignalFromMessage(Bytes payload);
 
-// The number that the kernel gave to a generic family, out of its answer.
+// The number of a generic family, from the kernel's answer.
 std::optional<std::uint16_t> familyNumberFromMessage(Bytes payload);
 
 // Stations before interfaces of any other kind, each by index.
 std::vector<WirelessInterface> inOrderOfPreference(std::vector<WirelessInterface> interfaces);
 
-// A network's name: UTF-8 as it is, without a character that its end cuts; anything else as Windows
-// Latin 1. nullopt for a hidden name (nothing, or zeros).
+// A network's name: valid UTF-8 unchanged, except for a character that is cut at its end; anything
+// else as Windows Latin 1. nullopt for a hidden name (empty, or zeros).
 std::optional<std::string> networkName(const Data& ssid);
 
 }  // namespace zor

@@ -24,7 +24,7 @@ WirelessTables::WirelessTables() : _socket(NETLINK_GENERIC) {}
 
 std::optional<WirelessTables> WirelessTables::open() {
   noteProbeSource(literals::kWirelessFolder.view());
-  // Without a radio the family is not asked for: the kernel would load its module first.
+  // Without a radio, the family is not requested: the kernel would load its module first.
   if (::access(literals::kWirelessFolder.c_str(), F_OK) != 0) return std::nullopt;
   noteProbeSource(literals::kWirelessFamily.view());
   WirelessTables tables;

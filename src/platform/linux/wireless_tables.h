@@ -1,4 +1,5 @@
-// The tables of the kernel's nl80211 family, which every user may read. None makes the radio scan.
+// The tables of the kernel's nl80211 family, which every user may read. Reading them never makes
+// the radio scan.
 #ifndef ZOR_PLATFORM_LINUX_WIRELESS_TABLES_H_
 #define ZOR_PLATFORM_LINUX_WIRELESS_TABLES_H_
 
@@ -11,16 +12,16 @@
 
 namespace zor {
 
-// May block: the kernel answers under its lock of the network. Confined to the thread that uses it.
+// May block: the kernel answers under its network lock. Confined to the thread that uses it.
 class WirelessTables {
  public:
-  // nullopt: the machine has no radio, or its kernel no such family.
+  // nullopt: the machine has no radio, or its kernel lacks the family.
   static std::optional<WirelessTables> open();
 
   std::vector<WirelessInterface> interfaces();
   // The network that an interface has joined.
   std::optional<Association> association(std::uint32_t interfaceIndex);
-  // That of the access point where there are several stations, as beside a direct link.
+  // If there are several stations, as with a direct link, that of the access point.
   std::optional<std::int64_t> signal(std::uint32_t interfaceIndex,
                                      const std::optional<Data>& accessPoint);
 

@@ -17,7 +17,7 @@
 
 namespace zor {
 
-// A child's way to the descriptor of a lock of its parent.
+// How a child finds the descriptor of a lock that its parent holds.
 struct LockNote {
   std::atomic<int> descriptor{-1};  // -1: the note is free.
   LockNote* next = nullptr;
@@ -25,7 +25,7 @@ struct LockNote {
 
 namespace {
 
-// No link is followed, no program inherits it, no terminal is taken over, no FIFO is waited for.
+// Follows no link, is not inherited by other programs, takes over no terminal, waits for no FIFO.
 constexpr int kCarefully = O_NOFOLLOW | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
 constexpr mode_t kFolderMode = 0700;
 constexpr mode_t kPermissionBits = 0777;
@@ -36,7 +36,7 @@ std::string folderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-// As open(2), made again when a signal interrupts it; none of the descriptors 0 to 2.
+// As open(2), but repeated if a signal interrupts it, and never one of the descriptors 0 to 2.
 int openAboveStandardOnes(const char* path, int flags, mode_t mode) {
   const int descriptor = retryOnSignal([&] { return ::open(path, flags, mode); });
   if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
@@ -56,7 +56,7 @@ Status tooLarge(const char* verb, const std::string& path) {
   return Status::unusable(std::string("cannot ") + verb + " " + path, "too large");
 }
 
-// Why no regular file could be opened at `path`.
+// The reading to return if no regular file could be opened at `path`.
 Reading<FileDescriptor> notOpened(const std::string& path, int error) {
   const std::string failure = "cannot open " + path;
   switch (error) {
@@ -74,7 +74,7 @@ Reading<FileDescriptor> notOpened(const std::string& path, int error) {
   }
 }
 
-// Whether `descriptor` is a regular file that still is at `path`, as far as the file system knows.
+// Whether `descriptor` is a regular file that is still at `path`, as far as the file system knows.
 bool isFileAt(int descriptor, const std::string& path) {
   struct stat opened {};
   struct stat named {};
@@ -102,19 +102,20 @@ bool exceedsProcessLimit(std::size_t sizeBytes) {
 
 int fill(int descriptor, std::string_view content, const std::optional<timespec>& modifiedAt) {
   if (exceedsProcessLimit(content.size())) return EFBIG;
-  // The umask may have taken bits away, and a writer that was killed may have left something.
+  // The umask may have cleared bits, and a writer that was killed may have left content.
   if (retryOnSignal([&] { return ::fchmod(descriptor, kOwnFileMode); }) != 0) return errno;
   if (retryOnSignal([&] { return ::ftruncate(descriptor, 0); }) != 0) return errno;
   if (const int error = writeAll(descriptor, content); error != 0) return error;
   if (modifiedAt) {
     const timespec times[] = {{0, UTIME_OMIT}, *modifiedAt};
-    std::ignore = ::futimens(descriptor, times);  // Only a hint for readers that watch the file.
+    std::ignore = ::futimens(descriptor, times);  // Only a hint to readers that watch the file.
   }
   return synchronizeToDisk(descriptor);
 }
 
-// A file to be filled and renamed. The names in a folder are few and used again, each locked by the
-// writer who has it, so that writers never share one and what a killed writer leaves is reused.
+// A file to be filled and renamed. Each folder has a few such names, which are reused. A writer
+// locks the one it uses, so no two writers share a file, and what a killed writer leaves is
+// overwritten.
 class TemporaryFile {
  public:
   int open(const std::string& folder) {
@@ -122,7 +123,7 @@ class TemporaryFile {
     for (int slot = 0; slot < kMaxSlots && error == EAGAIN; ++slot) {
       _path = folder + "/.zorfingerprint-" + std::to_string(slot) + ".tmp";
       error = openSlot();
-      // Renamed by the writer who had it: the same name is free again.
+      // Its writer has renamed it, so the name is free again.
       if (error == ESTALE) error = openSlot();
       if (error == ESTALE) error = EAGAIN;
     }
@@ -136,7 +137,8 @@ class TemporaryFile {
  private:
   static constexpr int kMaxSlots = 1024;
 
-  // EAGAIN: another writer has the name. ESTALE: it was renamed before it could be locked.
+  // Returns EAGAIN if another writer has the name, ESTALE if the file was renamed before it was
+  // locked.
   int openSlot() {
     const bool isNew = openAs(O_CREAT | O_EXCL);
     if (!isNew && errno == EEXIST && !openAs(0) && errno == ENOENT) return ESTALE;
@@ -147,7 +149,7 @@ class TemporaryFile {
     struct stat status {};
     if (::fstat(_descriptor.get(), &status) != 0) return errno;
     if (status.st_nlink == 0) return ESTALE;
-    // Not every file system says who made a file.
+    // Not every file system reports a file's owner correctly.
     const bool isOwn = isNew || status.st_uid == ::geteuid();
     if (!S_ISREG(status.st_mode) || status.st_nlink > 1 || !isOwn) return EAGAIN;
     return isFileAt(_descriptor.get(), _path) ? 0 : ESTALE;
@@ -158,8 +160,8 @@ class TemporaryFile {
     return _descriptor.isOpen();
   }
 
-  // A link, a folder, a socket or another user's file has the name: the next one may be free. A
-  // folder in which nothing can be made is another matter.
+  // A link, a folder, a socket or another user's file has the name; the next name may be free. That
+  // does not help in a folder where no file can be created.
   bool isTakenByAnother(int error) const {
     if (error == ELOOP || error == EISDIR || error == ENXIO || error == EOPNOTSUPP) return true;
     struct stat status {};
@@ -170,8 +172,8 @@ class TemporaryFile {
   std::string _path;
 };
 
-// Without this a power cut may bring back whole what was replaced or removed; the change itself has
-// happened.
+// Without this, a power cut may bring back the file that was replaced or removed. A failure is
+// ignored because the change itself has happened.
 void synchronizeFolderOf(const std::string& path) {
   const FileDescriptor folder =
       openFile(folderOf(path), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOCTTY);
@@ -188,7 +190,7 @@ int makeFolder(const std::string& path) {
   if (::mkdir(path.c_str(), kFolderMode) == 0) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) == 0 && (status.st_mode & kPermissionBits) != kFolderMode) {
-      std::ignore = ::chmod(path.c_str(), kFolderMode);  // The umask took bits away.
+      std::ignore = ::chmod(path.c_str(), kFolderMode);  // The umask may have cleared bits.
     }
     return 0;
   }
@@ -198,8 +200,8 @@ int makeFolder(const std::string& path) {
   return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
 }
 
-// The notes of the locks that are held or waited for. The list only grows, to as many as there
-// were at a time, and takes no lock, so that the child of a fork finds it whole.
+// One note for each lock that is held or waited for. The list only grows, to the highest number at
+// any one time, and needs no lock, so the child of a fork finds it intact.
 constinit std::atomic<LockNote*> firstNote{nullptr};
 
 LockNote& takeNote(int descriptor) {
@@ -213,8 +215,8 @@ LockNote& takeNote(int descriptor) {
   return *note;
 }
 
-// A lock belongs to the open file, which the child of a fork shares: unless the child closes its
-// copy at once, the lock outlives a parent that is killed.
+// A lock belongs to the open file, which the child of a fork shares. Unless the child closes its
+// copy at once, the lock outlives a killed parent.
 void closeInheritedLocks() {
   for (LockNote* note = firstNote.load(); note != nullptr; note = note->next) {
     const int descriptor = note->descriptor.exchange(-1);
@@ -222,7 +224,7 @@ void closeInheritedLocks() {
   }
 }
 
-// When the library is loaded. Fails only if memory runs out.
+// Runs when the library is loaded. Fails only if memory runs out.
 __attribute__((constructor)) void closeLocksInChildren() {
   std::ignore = ::pthread_atfork(nullptr, nullptr, closeInheritedLocks);
 }
@@ -265,7 +267,7 @@ Reading<Data> readWholeFile(const std::string& path, std::size_t limitBytes) {
   struct stat status {};
   if (::fstat(file->get(), &status) != 0) return systemFailure("read", path);
   if (static_cast<std::uint64_t>(status.st_size) > limitBytes) return tooLarge("read", path);
-  // One byte more than the size shows a file that grew, and the end without another call.
+  // One extra byte, so that a file that grew is noticed and the end is seen without another call.
   Data bytes(static_cast<std::size_t>(status.st_size) + 1);
   std::size_t filled = 0;
   for (;;) {
@@ -284,7 +286,7 @@ Reading<Data> readWholeFile(const std::string& path, std::size_t limitBytes) {
 Status replaceFile(const std::string& path, std::string_view content,
                    const std::optional<timespec>& modifiedAt) {
   if (!isUsablePath(path)) return unusablePath("write", path);
-  if (content.size() > kMaxFileBytes) return tooLarge("write", path);  // Nor be read back.
+  if (content.size() > kMaxFileBytes) return tooLarge("write", path);  // It could not be read back.
   TemporaryFile temporary;
   if (const int error = temporary.open(folderOf(path)); error != 0) {
     return systemFailure("write", path, error);
@@ -332,7 +334,7 @@ LockAttempt FileSystemLock::acquire(const std::string& path) {
       if (budget.waitAMoment()) continue;
       return {nullptr, Status::busy("cannot lock " + path, lockHolder(descriptor))};
     }
-    // Removed by somebody while we waited: the others wait at a new file of that name.
+    // If it was removed while we waited, others wait for a new file of that name.
     if (isFileAt(descriptor, path)) return {std::move(lock), {}};
   }
 }
@@ -341,8 +343,8 @@ FileSystemLock::FileSystemLock(FileDescriptor file)
     : _note(takeNote(file.get())), _descriptor(file.release()) {}
 
 FileSystemLock::~FileSystemLock() {
-  if (_generation != processGeneration()) return;  // It is the parent's; the copy is closed.
-  // Not by closing alone: a process that is just being started may hold a copy.
+  if (_generation != processGeneration()) return;  // The parent's lock; our copy is closed.
+  // Closing is not enough: a process that is just being started may hold a copy.
   ::flock(_descriptor, LOCK_UN);
   _note.descriptor.store(-1);
   ::close(_descriptor);

@@ -43,14 +43,14 @@ class FileDescriptor {
 
   bool isOpen() const { return _descriptor >= 0; }
   int get() const { return _descriptor; }
-  int release() { return std::exchange(_descriptor, -1); }  // To another owner.
+  int release() { return std::exchange(_descriptor, -1); }  // Gives up ownership.
   void reset() noexcept;
 
  private:
   int _descriptor = -1;
 };
 
-// The result of `call`, a system call, which is made again as long as a signal interrupts it.
+// The result of `call`, a system call, which is repeated as long as a signal interrupts it.
 template <typename Call>
 auto retryOnSignal(Call call) {
   auto result = call();
@@ -58,11 +58,12 @@ auto retryOnSignal(Call call) {
   return result;
 }
 
-// Whether a system call can be given `path`: not an empty one, nor one with a NUL inside, which
-// would name another file than its owner meant.
+// Whether `path` can be passed to a system call: it must not be empty, nor contain a NUL, which
+// would make it name another file.
 bool isUsablePath(const std::string& path);
 
-// As open(2), but for the descriptors 0 to 2. Not open: errno says why.
+// As open(2), but never one of the descriptors 0 to 2. On failure the result is not open, and errno
+// says why.
 FileDescriptor openFile(const std::string& path, int flags, mode_t mode = 0);
 
 // Opens the regular file at `path` with an access mode such as O_RDONLY. Everything else (symbolic
@@ -73,8 +74,8 @@ Reading<FileDescriptor> openRegularFile(const std::string& path, int accessMode)
 Reading<Data> readWholeFile(const std::string& path, std::size_t limitBytes);
 
 // Replaces what is at `path` (a symbolic link itself, not its target) by a file of this content,
-// readable by this user only. Success: it is on the disk; else what was there is untouched. A kill
-// at any moment leaves the old or the new file. `modifiedAt` becomes its modification time.
+// readable by this user only. Success: it is on the disk; otherwise what was there is untouched. A
+// kill at any moment leaves the old or the new file. `modifiedAt` becomes its modification time.
 // Takes no lock and does not wait: concurrent calls all succeed, and the last one wins.
 Status replaceFile(const std::string& path, std::string_view content,
                    const std::optional<timespec>& modifiedAt = std::nullopt);
@@ -83,8 +84,8 @@ Status replaceFile(const std::string& path, std::string_view content,
 // removal is on the disk.
 Status removeFileAt(const std::string& path);
 
-// Creates the folder and those above it, whatever the umask for this user only. Success: it is
-// there now.
+// Creates the folder and those above it, for this user only whatever the umask is. Success: it
+// exists now.
 Status makeFolders(const std::string& path);
 
 struct LockNote;
@@ -113,18 +114,18 @@ std::string lockPathBeside(const std::string& path);
 // A failure of a call of the system: "cannot <verb> <path>", and errno or `error` in words.
 Status systemFailure(const char* verb, const std::string& path, int error = errno);
 
-// The rest is what the platforms do each in their own way; defined by the backend that is built.
+// The functions below differ between platforms; the backend defines them.
 
-// Puts what was written to the file on the disk. 0, or an errno value.
+// Flushes what was written to the file to the disk. Returns 0 or an errno value.
 int synchronizeToDisk(int descriptor);
 
-// Gives the file `to`, which is about to take the place of `from`, the marks that the platform
-// keeps on the file and not on its name. There may be no file `from`, and a volume may not know
+// Copies the marks that the platform keeps on the file itself, not on its name, from `from` to
+// `to`, which is about to replace it. There may be no file `from`, and the volume may not support
 // such marks; neither is a failure.
 void copyMarks(const std::string& from, const std::string& to);
 
 // Who holds a lock on that open file, for people: "process 4711 (editor), which is stopped,";
-// "another process" where the system does not tell.
+// "another process" if the system does not say.
 std::string lockHolder(int descriptor);
 
 // An errno value in English.

@@ -30,7 +30,7 @@ class CopiedFileHandle final : public FileHandle {
   }
 
   void append(const Data& data) override {
-    // What could not be read back must not replace what can be.
+    // Content too large to be read back must not replace content that can be.
     _tooLarge = _tooLarge || data.size() > kMaxFileBytes - _content.size();
     if (_tooLarge) return;
     _content.insert(_content.end(), data.begin(), data.end());
@@ -55,7 +55,7 @@ class CopiedFileHandle final : public FileHandle {
   const std::string _path;
   Data _content;
   bool _changed = false;
-  bool _tooLarge = false;  // An addition was refused; the rest is kept back with it.
+  bool _tooLarge = false;  // An addition was refused, so nothing is written.
 };
 
 }  // namespace
@@ -75,7 +75,7 @@ Status PosixFiles::createFile(const std::string& path, const FileAttributes& /*a
   if (!isUsablePath(path)) return systemFailure("create", path, EINVAL);
   const FileDescriptor file =
       openFile(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY, kOwnFileMode);
-  // The umask may have taken bits away.
+  // The umask may have cleared bits.
   const bool created =
       file.isOpen() && retryOnSignal([&] { return ::fchmod(file.get(), kOwnFileMode); }) == 0;
   return created ? Status() : systemFailure("create", path);

@@ -1,4 +1,4 @@
-// The file port as far as both platforms have it from POSIX.
+// The part of the file port that both platforms implement with POSIX.
 #ifndef ZOR_PLATFORM_POSIX_FILES_POSIX_H_
 #define ZOR_PLATFORM_POSIX_FILES_POSIX_H_
 

@@ -1,4 +1,4 @@
-// The network port as far as both platforms have it from POSIX.
+// The part of the network port that both platforms implement with POSIX.
 #ifndef ZOR_PLATFORM_POSIX_NETWORK_POSIX_H_
 #define ZOR_PLATFORM_POSIX_NETWORK_POSIX_H_
 
@@ -30,7 +30,7 @@ std::optional<std::vector<InterfaceAddress>> readInterfaceAddresses();
 InterfaceAddress interfaceAddress(const ifaddrs& entry);
 
 // The IPv4 servers among the first `count` of a resolver's state, as dotted quads, in their order.
-// A server of another family stands there without one and is skipped.
+// Servers of other families are skipped.
 std::vector<std::string> ipv4Servers(const sockaddr_in* servers, int count);
 
 }  // namespace zor

@@ -1,4 +1,4 @@
-// Owners of the C objects that the module deals with.
+// Owners for the C objects that the module uses.
 #ifndef ZOR_PLATFORM_LINUX_NET_C_HANDLES_H_
 #define ZOR_PLATFORM_LINUX_NET_C_HANDLES_H_
 
@@ -27,7 +27,7 @@ using CertificateChain = std::unique_ptr<STACK_OF(X509), FreeCertificates>;
 using CertificateStore = std::unique_ptr<X509_STORE, FreeWith<X509_STORE_free>>;
 using VerificationContext = std::unique_ptr<X509_STORE_CTX, FreeWith<X509_STORE_CTX_free>>;
 
-// A list of texts as curl takes it.
+// A list of texts in curl's form.
 class CurlList {
  public:
   // False: out of memory; the list is as it was.

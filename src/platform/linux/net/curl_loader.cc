@@ -35,11 +35,11 @@ class CurlLoader final : public Loader {
 
   void start(std::unique_ptr<Exchange> exchange) noexcept override;
 
-  // Before the first start(), from inside the gate. False: they cannot be set up.
+  // Called before the first start(), from inside the gate. False: they cannot be set up.
   static bool setUpLibraries() noexcept;
 
-  // At exit, before the libraries tear themselves down: when it returns, the thread is outside of
-  // them and stays there. Waits kMaxWaitAtGate for that; a thread that is inside for longer,
+  // Called at exit, before the libraries tear themselves down. Keeps the thread outside of them
+  // from then on, and waits up to kMaxWaitAtGate until it is; a thread that is inside for longer,
   // verifying a chain or reading roots, stops as soon as it is back.
   void leaveLibraries() noexcept ZOR_EXCLUDES(_mutex);
 
@@ -49,9 +49,9 @@ class CurlLoader final : public Loader {
   using Exchanges = std::vector<std::unique_ptr<Exchange>>;
   using Transfers = std::vector<std::unique_ptr<Transfer>>;
 
-  // What the thread's connections live in.
+  // Everything that the thread's connections need.
   struct Connections {
-    SocketWatch watch;  // First, so that it goes last.
+    SocketWatch watch;  // First, so that it is destroyed last.
     CurlMulti multi;
   };
 
@@ -72,18 +72,18 @@ class CurlLoader final : public Loader {
   // False: new work has come.
   bool retire() ZOR_EXCLUDES(_mutex);
 
-  // The thread's while it may ask delegates, else nobody's. Not thread_local: leak checkers report
-  // thread-local storage of dlopened modules.
+  // The thread's id while it may ask delegates, else the default one. Not thread_local: leak
+  // checkers report thread-local storage of dlopened modules.
   std::atomic<std::thread::id> _threadId;
 
-  // The thread is inside while it runs curl or OpenSSL, except for waiting, and while delegates are
-  // asked; never while a result is delivered.
+  // The thread is inside while it runs curl or OpenSSL, except while it waits, and while it asks
+  // delegates; never while it delivers a result.
   LibraryGate& _gate;
   SystemRoots _roots;  // Only inside.
   const pid_t _process = ::getpid();
 
-  // Guards the members below. Nothing is called under it but the start of the thread, curl's
-  // wake-up and the cutting off of connections.
+  // Guards the members below. Under it only the thread is started, curl is woken and connections
+  // are cut off.
   Mutex _mutex{LockRank::loader};
   Exchanges _waiting ZOR_GUARDED_BY(_mutex);
   bool _running ZOR_GUARDED_BY(_mutex) = false;
@@ -92,16 +92,16 @@ class CurlLoader final : public Loader {
 
 namespace {
 
-// How long the thread and the kept connections stay when there is nothing to do.
+// How long the idle thread and the kept connections stay.
 constexpr std::chrono::milliseconds kIdleTime{30000};
-// curl's own timers end a wait earlier where one is due.
+// curl's own timers end a wait earlier when one is due.
 constexpr std::chrono::milliseconds kMaxWait{60000};
-// Where nobody can end a wait, as the system had no descriptors to spare for that.
+// If a wait cannot be ended from outside, because the system had no descriptors to spare for that.
 constexpr std::chrono::milliseconds kMaxDeafWait{50};
 constexpr std::chrono::milliseconds kPauseAfterFailedWait{10};
 
 using Clock = std::chrono::steady_clock;
-// Until a transfer wants to be looked at.
+// The time until a transfer has to be checked.
 std::chrono::milliseconds maxWait(const std::vector<std::unique_ptr<Transfer>>& underWay,
                                   bool canBeWoken, Clock::time_point now) {
   if (underWay.empty()) return kIdleTime;
@@ -113,11 +113,11 @@ std::chrono::milliseconds maxWait(const std::vector<std::unique_ptr<Transfer>>& 
   return wait;
 }
 
-// Returns when there may be something to do. True: the idle time is over.
+// Waits until there may be something to do. True: the idle time is over.
 bool waitForWorkOrIdleEnd(CURLM* multi, const std::vector<std::unique_ptr<Transfer>>& underWay,
                           bool canBeWoken) {
   const bool isIdle = underWay.empty();
-  // The next request gets a new handle, which may find descriptors again.
+  // The next request gets a new handle, for which there may be descriptors again.
   if (isIdle && !canBeWoken) return true;
   const auto start = Clock::now();
   const auto limit = static_cast<int>(maxWait(underWay, canBeWoken, start).count());
@@ -165,7 +165,7 @@ void CurlLoader::run() noexcept {
   _threadId = std::this_thread::get_id();
   Connections connections;
   open(connections);
-  // curl makes its handle all the same when it has no descriptors to be woken by; only this tells.
+  // Without descriptors to be woken by, curl still makes its handle; only this call reveals it.
   const bool canBeWoken = curl_multi_wakeup(connections.multi.get()) == CURLM_OK;
   Transfers underWay;
   bool idleTimeIsOver = false;
@@ -217,7 +217,7 @@ CurlLoader::Transfers CurlLoader::advance(Connections& connections, Exchanges ar
       collectOverdue(multi, underWay, ended);
       if (ended.empty()) _roots.prepare();
       if (!_gate.isClosed()) return ended;
-      // What the exit has cut off is no failure to be told of.
+      // Exchanges that the exit has cut off are not reported as failures.
       std::move(ended.begin(), ended.end(), std::back_inserter(underWay));
     }
   }
@@ -248,7 +248,7 @@ void CurlLoader::collect(CURLM* multi, Transfers& underWay, Transfers& ended) {
     if (message->msg != CURLMSG_DONE) continue;
     CURL* const handle = message->easy_handle;
     const CURLcode result = message->data.result;
-    curl_multi_remove_handle(multi, handle);  // The message goes with it.
+    curl_multi_remove_handle(multi, handle);  // This also frees the message.
     const auto place =
         std::find_if(underWay.begin(), underWay.end(),
                      [handle](const auto& transfer) { return transfer->handle() == handle; });
@@ -276,7 +276,7 @@ bool CurlLoader::retire() {
   if (!_waiting.empty()) return false;
   _connections = nullptr;
   _running = false;
-  _threadId = std::thread::id();  // No delegate is asked any more, and the next thread may have it.
+  _threadId = std::thread::id();  // No delegate is asked any more, and ids are reused.
   return true;
 }
 
@@ -285,7 +285,8 @@ bool CurlLoader::setUpLibraries() noexcept {
 }
 
 void CurlLoader::leaveLibraries() noexcept {
-  // A delegate that ends the process is asked inside; then there is nobody to wait for.
+  // Delegates are asked inside the gate. If one of them ends the process, there is no other thread
+  // to wait for.
   if (_threadId == std::this_thread::get_id()) return;
   _gate.close();
   {
@@ -299,9 +300,9 @@ namespace {
 
 std::atomic<CurlLoader*> processLoader{nullptr};
 
-// curl appends the secrets of its connections to the file that this variable names, and reads the
-// variable in programs with raised privileges too: whoever starts one would choose a file to be
-// written with the rights of another. It does so once, when it is set up.
+// curl appends the secrets of its connections to the file that this variable names, even in
+// programs with raised privileges, so the caller of such a program could have a file written with
+// another user's rights. It reads the variable once, when it is set up.
 bool callerWantsSecretsWritten() {
   return ::getauxval(AT_SECURE) != 0 && std::getenv("SSLKEYLOGFILE") != nullptr;
 }
@@ -310,9 +311,9 @@ bool isOfThisProcess(const CurlLoader* loader) {
   return loader != nullptr && loader->process() == ::getpid();
 }
 
-// At the exit, before the libraries tear themselves down.
+// Runs at exit, before the libraries tear themselves down.
 void leaveLibraries() {
-  // A child that has made no loader exits with its parent's, which has no thread there.
+  // A child that has made no loader of its own still has its parent's, which has no thread here.
   if (isOfThisProcess(processLoader)) processLoader.load()->leaveLibraries();
 }
 
@@ -324,9 +325,9 @@ bool callAtExit() {
 
 Loader* makeLoader(LibraryGate& gate) noexcept {
   if (callerWantsSecretsWritten()) return nullptr;
-  // Before all else of OpenSSL, which otherwise registers a handler for the exit of the process
-  // that frees what a thread may be setting up. Without effect where the host has initialized
-  // OpenSSL; then its handler is there already, and ours, being later, still runs first.
+  // Before any other call of OpenSSL, which would otherwise register an exit handler that frees
+  // what a thread may be setting up. Without effect if the host has initialized OpenSSL; its
+  // handler is then registered already, and ours, registered later, still runs first.
   if (OPENSSL_init_crypto(OPENSSL_INIT_NO_ATEXIT, nullptr) != 1) return nullptr;
   if (!isOfThisProcess(processLoader)) processLoader = new (std::nothrow) CurlLoader(gate);
   if (processLoader == nullptr || !callAtExit()) return nullptr;

@@ -1,4 +1,4 @@
-// Keeps forks and the exit of the process away from the inside of libcurl and OpenSSL.
+// Makes forks and the exit of the process wait while a thread is inside libcurl or OpenSSL.
 #ifndef ZOR_PLATFORM_LINUX_NET_LIBRARY_GATE_H_
 #define ZOR_PLATFORM_LINUX_NET_LIBRARY_GATE_H_
 
@@ -9,10 +9,10 @@
 
 namespace zor::net {
 
-// At most one thread is inside of the libraries. What they are changing while it is, a child cannot
-// make afresh, and they must not be torn down under it. So a fork and the exit let nobody in and
-// wait until that thread is outside, but not long: see kMaxWaitAtGate. No lock is held while the
-// thread is inside, nor over the fork.
+// At most one thread is inside the libraries. A child could not repair what they were changing at
+// that moment, and they must not be torn down while the thread is inside. So a fork and the exit
+// close the gate and wait until that thread is outside, for kMaxWaitAtGate at most. No lock is held
+// while the thread is inside, nor over the fork.
 //
 // Each process has its own. Callable from any thread.
 class LibraryGate {
@@ -21,20 +21,20 @@ class LibraryGate {
   explicit LibraryGate(const LibraryGate* parents)
       : _leftHalfWay(parents != nullptr && (parents->_leftHalfWay || parents->_inside)) {}
 
-  // Waits until nobody is inside and no fork is under way. False: stay outside. The process exits,
-  // or is the child of a fork that waited in vain, and cannot use the libraries.
+  // Waits until no thread is inside and no fork is under way. False: stay outside. The process is
+  // exiting, or is the child of a fork that waited in vain and cannot use the libraries.
   bool enter() ZOR_EXCLUDES(_mutex);
   void leave() ZOR_EXCLUDES(_mutex);
 
-  // Before a fork: lets nobody in until release().
+  // Before a fork: keeps the gate closed until release().
   void hold() ZOR_EXCLUDES(_mutex);
   void release() ZOR_EXCLUDES(_mutex);
 
-  // At the exit: lets nobody in any more.
+  // At exit: closes the gate for good.
   void close() ZOR_EXCLUDES(_mutex);
   bool isClosed() ZOR_EXCLUDES(_mutex);
 
-  // Waits that long for the one who is inside.
+  // Waits up to `limit` for the thread that is inside.
   void waitUntilOutside(std::chrono::milliseconds limit) ZOR_EXCLUDES(_mutex);
 
  private:
@@ -47,7 +47,7 @@ class LibraryGate {
   const bool _leftHalfWay;
 };
 
-// Neither a fork nor the exit of the process waits longer for the thread that is inside.
+// The longest that a fork or the exit of the process waits for the thread that is inside.
 constexpr std::chrono::milliseconds kMaxWaitAtGate{50};
 
 // Enters a gate for a scope, or finds it closed.

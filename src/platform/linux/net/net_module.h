@@ -1,5 +1,5 @@
-// What the URL-loading backend and its private module know of each other. Both come from one build;
-// objects cross the border in both directions, exceptions do not.
+// The interface between the URL-loading backend and its private module. Both come from one build;
+// objects cross the boundary in both directions, exceptions do not.
 #ifndef ZOR_PLATFORM_LINUX_NET_NET_MODULE_H_
 #define ZOR_PLATFORM_LINUX_NET_NET_MODULE_H_
 
@@ -19,8 +19,8 @@ struct Failure {
   std::string description;  // For people; without addresses.
 };
 
-// How an exchange ended. The body is there exactly when the exchange succeeded; the response also
-// when it arrived before a failure.
+// How an exchange ended. The body is present exactly if the exchange succeeded; the response also
+// if it arrived before a failure.
 struct ExchangeResult {
   std::optional<Data> body;
   std::optional<URLResponse> response;
@@ -35,15 +35,15 @@ class Exchange {
   virtual const URLRequest& request() const = 0;
   // As LinuxURLLoadingOptions::connectTo. Constant.
   virtual const std::vector<std::string>& connectTo() const = 0;
-  // Who answers challenges; null when it is gone.
+  // The delegate that answers challenges; null if it is gone.
   virtual std::shared_ptr<URLSessionDelegate> delegate() const = 0;
   // Called exactly once, with no lock held; throws nothing.
   virtual void finish(ExchangeResult outcome) noexcept = 0;
 };
 
-// Runs exchanges on one thread of its own, which is started when there is work and ends when there
-// has been none for a while. Never destroyed. Of one process: the child of a fork makes its own and
-// leaves its parent's alone, with all exchanges.
+// Runs exchanges on one thread of its own, which starts when there is work and ends when there has
+// been none for a while. Never destroyed. One for each process: the child of a fork makes its own
+// and does not touch its parent's, nor the exchanges in it.
 class Loader {
  public:
   virtual ~Loader() = default;
@@ -53,10 +53,11 @@ class Loader {
 
 // What the module exports.
 struct Module {
-  // Of the build that made the module; nothing else may be used when it is not the caller's own.
+  // Identifies the build that made the module. If it differs from the caller's, nothing else here
+  // may be used.
   const char* interfaceDigest;
-  // Makes the loader of the calling process, whose gate `gate` is; null: the libraries cannot be
-  // set up. Called from inside the gate, once in each process if that succeeds.
+  // Makes the loader of the calling process, which uses `gate`; null: the libraries cannot be set
+  // up. Called from inside the gate, once in each process if that succeeds.
   Loader* (*makeLoader)(LibraryGate& gate) noexcept;
 };
 

@@ -24,7 +24,8 @@ std::optional<std::time_t> secondsOf(const ASN1_TIME* time) {
   return ::timegm(&parts);
 }
 
-// In the same order; each by the digest of the whole and by the bytes that its issuer signed.
+// Compares in order, each certificate by the digest of the whole and by the bytes that its issuer
+// signed.
 bool isSameChain(STACK_OF(X509) * left, STACK_OF(X509) * right) {
   const int count = sk_X509_num(left);
   if (count != sk_X509_num(right)) return false;
@@ -36,13 +37,13 @@ bool isSameChain(STACK_OF(X509) * left, STACK_OF(X509) * right) {
 
 constexpr const char* kNothingToJudgeBy = "no valid host is expected";
 
-// As OpenSSL reads them: not at all in a program with raised privileges.
+// Read as OpenSSL does: ignored in a program with raised privileges.
 std::string settingOr(const char* variable, const char* fallback) {
   const char* const value = ::secure_getenv(variable);
   return value != nullptr ? value : fallback;
 }
 
-// What is of another type counts as missing: reading a pipe or a device might never end.
+// A path of another type counts as missing: reading a pipe or a device might never end.
 RootSource sourceAt(std::string path, mode_t type) {
   RootSource source{std::move(path), {}};
   struct stat status {};
@@ -68,8 +69,8 @@ std::vector<RootSource> rootSources() {
   return sources;
 }
 
-// False: a source that exists was not read, as happens when no descriptor is to be had. Of folders
-// each root is read when a chain asks for it.
+// False: a source that exists could not be read, for instance because no descriptor was available.
+// Roots in folders are read on demand, when a chain needs them.
 bool load(X509_STORE* store, const std::vector<RootSource>& sources) {
   bool isComplete = true;
   for (const RootSource& source : sources) {
@@ -88,8 +89,8 @@ bool isAddress(const std::string& host) {
          ::inet_pton(AF_INET6, host.c_str(), &address) == 1;
 }
 
-// OpenSSL takes an empty name for no question at all and a leading dot for all names below, and
-// reads up to the first NUL.
+// OpenSSL takes an empty name as no check at all and a leading dot as all names below, and reads up
+// to the first NUL.
 bool isUsable(const TrustPolicy& policy) {
   if (!policy.serverHostName) return true;
   const std::string& host = *policy.serverHostName;
@@ -126,7 +127,8 @@ bool AcceptedChains::contains(STACK_OF(X509) * presented, const TrustPolicy& pol
 
 void AcceptedChains::add(STACK_OF(X509) * presented, const TrustPolicy& policy,
                          STACK_OF(X509) * verified, std::time_t now) {
-  // From now on, when all are valid: a clock that is set back asks for a verification.
+  // Valid from now on, when all certificates are: if the clock is set back, the chain is verified
+  // again.
   Entry entry{CertificateChain(X509_chain_up_ref(presented)), policy, now, now + kMaxAgeSeconds};
   if (entry.presented == nullptr) return;
   for (int index = 0; index < sk_X509_num(verified); ++index) {
@@ -152,8 +154,8 @@ X509_STORE* SystemRoots::current() {
   if (_store != nullptr && sources == _loadedFrom) return _store.get();
   CertificateStore store(X509_STORE_new());
   if (store == nullptr) return nullptr;
-  // Sources that are missing or damaged are no failure here: then no chain ends in a root. But the
-  // next question tries again, as the cause may be gone and would not show in the sources' state.
+  // Missing or damaged sources are not a failure here: no chain then ends in a root. But the next
+  // call tries again, because the cause may be gone without a change in the sources' state.
   if (!load(store.get(), sources)) sources.clear();
   _accepted.clear();
   _store = std::move(store);
@@ -184,7 +186,8 @@ std::optional<TrustEvaluation> PresentedChain::evaluate() {
   TrustEvaluation evaluation{TrustResult::deny, kNothingToJudgeBy};
   for (const TrustPolicy& policy : _policies) {
     const auto judged = evaluate(policy);
-    // What a failed verification leaves in the thread's queue would be taken for a connection's.
+    // Errors that a failed verification leaves in the thread's queue would be taken for a
+    // connection's.
     ERR_clear_error();
     if (!judged) return std::nullopt;
     evaluation = *judged;

@@ -17,11 +17,12 @@
 
 namespace zor::net {
 
-// The least that a connection and a chain must offer, in OpenSSL's levels: keys of 112 bits of
-// security, no SHA-1 signatures.
+// The minimum for connections and chains, as one of OpenSSL's levels: keys of 112 bits of security,
+// no SHA-1 signatures.
 constexpr int kSecurityLevel = 2;
 
-// A file or folder of roots, unequal when it, or which entries the folder has, changed.
+// A file or folder of roots. Compares unequal if it, or the set of entries in the folder, has
+// changed.
 struct RootSource {
   std::string path;
   // Device, inode, size, and the time of the last change; zeros where there is none.
@@ -31,21 +32,21 @@ struct RootSource {
   bool exists() const { return state != decltype(state){}; }
 };
 
-// Remembers which presented chains were found good, so that they need not be verified again.
+// Remembers which presented chains were accepted, so that they need not be verified again.
 //
 // Acceptances only: each refusal comes from a verification of its own.
 //
-// Verifying is a function of the chain, the policy, the roots and the time, as revocation is not
-// asked about. Here the first two are compared whole, the time must be one at which every
-// certificate that took part is valid, and the owner forgets all when the roots change. So an entry
-// says what verifying would say. The bounds in number and age keep it small and short-lived.
+// Verification depends on the chain, the policy, the roots and the time; revocation is not checked.
+// Here the first two must match completely, every certificate involved must be valid at the time,
+// and the owner clears the entries when the roots change. So an entry gives the same result as
+// verifying would. Limits on number and age keep entries few and short-lived.
 class AcceptedChains {
  public:
   // Whether `presented` was accepted for exactly `policy` and would be at `now`.
   bool contains(STACK_OF(X509) * presented, const TrustPolicy& policy, std::time_t now) const;
 
-  // `verified`: the chain that was built from `presented`, up to a root. In the place of the
-  // oldest entry when there are many. Certificates whose times cannot be read are not remembered.
+  // `verified`: the chain that was built from `presented`, up to a root. Replaces the oldest entry
+  // if there are too many. Certificates whose times cannot be read are not remembered.
   void add(STACK_OF(X509) * presented, const TrustPolicy& policy, STACK_OF(X509) * verified,
            std::time_t now);
 
@@ -56,7 +57,7 @@ class AcceptedChains {
     CertificateChain presented;
     TrustPolicy policy;
     std::time_t firstSecond = 0;
-    std::time_t endSecond = 0;  // No longer good from then on.
+    std::time_t endSecond = 0;  // Not accepted from then on.
   };
 
   std::vector<Entry> _entries;
@@ -73,24 +74,24 @@ class SystemRoots {
   explicit SystemRoots(Clock clock = [] { return std::time(nullptr); })
       : _clock(std::move(clock)) {}
 
-  // The roots as they are now, loaded anew when the files or the variables changed. Borrowed until
-  // the next call; null: out of memory. A source that could not be read is tried again each time.
+  // The current roots, loaded again if the files or the variables have changed. Borrowed until the
+  // next call; null: out of memory. A source that could not be read is tried again each time.
   X509_STORE* current();
 
-  // A server is about to be asked for its chain: prepare() then looks at the roots ahead of the
-  // answer, in time that is spent waiting.
+  // A server is about to be asked for its chain: prepare() then checks the roots while the answer
+  // is awaited.
   void expectChain() { _chainIsExpected = true; }
   void prepare();
 
-  // The time that chains are judged at.
+  // The time at which chains are judged.
   std::time_t now() const { return _clock(); }
 
-  // What was accepted by the roots that current() gave last.
+  // The chains accepted with the roots that current() returned last.
   AcceptedChains& accepted() { return _accepted; }
 
  private:
   const Clock _clock;
-  std::vector<RootSource> _loadedFrom;  // Empty: not all of them could be read.
+  std::vector<RootSource> _loadedFrom;  // Empty: not all sources could be read.
   CertificateStore _store;
   AcceptedChains _accepted;
   bool _chainIsExpected = false;
@@ -109,7 +110,7 @@ class PresentedChain final : public ServerTrust {
   std::optional<TrustEvaluation> evaluate() override;
   bool credentialAvailable() override;
 
-  // Why the policies or the chain were refused last; empty before.
+  // Why the policies or the chain were last refused; empty before that.
   const std::string& lastReason() const { return _lastReason; }
 
  private:

@@ -15,7 +15,7 @@
 namespace zor::net {
 namespace {
 
-// The loader itself ends what is overdue, unless it is held up.
+// Gives the loader, unless it is held up, time to end overdue transfers itself.
 constexpr std::chrono::milliseconds kTimeForTheLoader{50};
 
 Traffic trafficOf(int socket) {
@@ -39,7 +39,7 @@ SocketWatch::~SocketWatch() {
 int SocketWatch::open(int family, int type, int protocol, User user) {
   const MutexLock lock(_mutex);
   if (_isCutOff) return -1;
-  // Not for the programs that the host starts meanwhile.
+  // Programs that the host starts meanwhile must not inherit it.
   const int socket = ::socket(family, type | SOCK_CLOEXEC, protocol);
   if (socket >= 0) _sockets.push_back({socket, user, {}});
   return socket;

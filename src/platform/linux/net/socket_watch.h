@@ -1,5 +1,5 @@
-// The sockets of the loader's connections: what comes through them, and a thread that cuts them off
-// when the loader cannot.
+// The sockets of the loader's connections: counts their traffic, and has a thread that cuts them
+// off when the loader cannot.
 #ifndef ZOR_PLATFORM_LINUX_NET_SOCKET_WATCH_H_
 #define ZOR_PLATFORM_LINUX_NET_SOCKET_WATCH_H_
 
@@ -17,13 +17,13 @@ namespace zor::net {
 // Bytes of a connection as the system counts them.
 struct Traffic {
   std::uint64_t received = 0;
-  std::uint64_t acknowledged = 0;  // Sent, and arrived at the peer's system.
+  std::uint64_t acknowledged = 0;  // Sent and acknowledged by the peer's system.
 };
 
-// A peer that sends as fast as it is read can keep the loader inside curl or OpenSSL for as long as
-// it likes, and no timer of either library fires there. A socket that is shut down ends that.
+// A peer that sends as fast as the loader reads can keep it inside curl or OpenSSL indefinitely,
+// and no timer of either library fires there. Shutting the socket down ends that.
 //
-// Threads: callable from any. Outlives every connection that has a socket of it.
+// Threads: callable from any. Outlives every connection that uses one of its sockets.
 class SocketWatch {
  public:
   using Clock = std::chrono::steady_clock;
@@ -35,18 +35,18 @@ class SocketWatch {
   SocketWatch(const SocketWatch&) = delete;
   SocketWatch& operator=(const SocketWatch&) = delete;
 
-  // As socket(2). -1: there is none to be had, or everything is cut off.
+  // As socket(2). -1: none is available, or everything is cut off.
   int open(int family, int type, int protocol, User user);
   // As close(2), for a socket that open() gave.
   int close(int socket);
 
-  // Makes a socket of open() work for `user`, whose traffic starts anew.
+  // Assigns a socket from open() to `user`, whose traffic count starts at zero.
   void use(int socket, User user);
   // What has gone through the sockets of `user` that are still open.
   Traffic traffic(User user) const;
 
-  // Cuts off the sockets of `user` shortly after `deadline`, unless that is moved. Without a thread
-  // to spare for that, nothing happens.
+  // Cuts off the sockets of `user` shortly after `deadline`, unless a later call moves it. Does
+  // nothing if no thread is available for that.
   void setDeadline(User user, Clock::time_point deadline);
   // `user` has ended; its sockets may stay open for another one.
   void forget(User user);
@@ -59,11 +59,11 @@ class SocketWatch {
   struct Socket {
     int descriptor;
     User user;
-    Traffic before;  // What had gone through it when `user` took it.
+    Traffic before;  // Its traffic before it was assigned to `user`.
   };
 
   void run() ZOR_EXCLUDES(_mutex);
-  // When the next deadline passes; Clock::time_point::max() without one.
+  // When the next deadline passes; Clock::time_point::max() if there is none.
   Clock::time_point nextEnd() const ZOR_REQUIRES(_mutex);
   void cutOffOverdue(Clock::time_point now) ZOR_REQUIRES(_mutex);
   void startThread() ZOR_REQUIRES(_mutex);

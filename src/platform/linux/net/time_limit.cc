@@ -9,7 +9,7 @@ namespace {
 
 constexpr double kMaxTimeoutSeconds = 86400;
 constexpr double kMinTimeoutSeconds = 0.001;
-// Of the limit: how often the progress of an upload is looked at.
+// How often the progress of an upload is checked within the limit.
 constexpr int kLooksWithinLimit = 8;
 
 TimeLimit::Clock::duration limitOf(const std::optional<double>& seconds) {

@@ -8,25 +8,25 @@
 
 namespace zor::net {
 
-// The limit covers the whole exchange, redirects included. Only a request body that makes progress
-// prolongs it: the time counts from the last progress then, as long as the body arrives at
-// kMinUploadBytesPerSecond on average. A peer cannot gain more than that by its own doing.
+// The limit covers the whole exchange, redirects included. Only progress in sending the request
+// body extends it: the time then counts from the last progress, as long as the body arrives at
+// kMinUploadBytesPerSecond on average. A peer cannot extend it further.
 class TimeLimit {
  public:
   using Clock = std::chrono::steady_clock;
   static constexpr std::uint64_t kMinUploadBytesPerSecond = 1024;
 
-  // `seconds` that are absent, zero, negative or no number stand for kDefaultTimeoutSeconds.
-  // `bodyBytes`: of the request. Nothing prolongs the limit beyond `deadline`.
+  // If `seconds` is absent, zero, negative or not a number, kDefaultTimeoutSeconds applies.
+  // `bodyBytes`: of the request. Nothing extends the limit beyond `deadline`.
   TimeLimit(const std::optional<double>& seconds, std::uint64_t bodyBytes, Clock::time_point now,
             const std::optional<Clock::time_point>& deadline = std::nullopt);
 
-  // That many bytes of the request have arrived at the peer so far.
+  // Records that so many bytes of the request have arrived at the peer so far.
   void uploaded(std::uint64_t bytes, Clock::time_point now);
 
   bool isUploading() const { return _uploadedBytes < _bodyBytes; }
   Clock::time_point end() const;
-  // When uploaded() should be called next; end() when there is no need.
+  // When uploaded() should be called next; end() if it need not be.
   Clock::time_point nextLook(Clock::time_point now) const;
 
  private:

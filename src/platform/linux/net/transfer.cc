@@ -12,10 +12,10 @@ namespace {
 constexpr long kMaxRedirects = 16;
 constexpr int kSwitchingProtocols = 101;
 constexpr int kFirstFinalStatus = 200;
-// What a connection may carry before the request is written: handshakes, answers of a proxy.
+// How much a connection may carry before the request is written: handshakes, answers of a proxy.
 constexpr std::uint64_t kMaxBytesBeforeRequest = kMaxHeaderBytes;
-// What may come beside headers and body: frames of chunks and records, tickets. Peers need next to
-// nothing of it.
+// How much may come beside headers and body: framing of chunks and records, tickets. Peers need
+// only a small part of it.
 constexpr std::uint64_t kMaxBytesBesideAnswer = 1U << 20;
 // curl calls for each byte of a proxy's answer.
 constexpr unsigned kCallsBetweenLooks = 64;
@@ -29,7 +29,7 @@ int statusIn(std::string_view statusLine) {
   return status;
 }
 
-// Whatever would end the line, or the text as C reads it, early.
+// False if `text` has a character that would end the line, or the C string, early.
 bool fitsOneLine(std::string_view text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) == std::string_view::npos;
 }
@@ -40,7 +40,7 @@ bool isToken(std::string_view text) {
   return !text.empty() && text.find_first_not_of(kTokenCharacters) == std::string_view::npos;
 }
 
-// curl leaves a header with nothing after the colon out; a semicolon means an empty one.
+// curl omits a header with nothing after the colon; a semicolon means an empty one.
 std::string headerLine(const std::string& name, const std::string& value) {
   return value.empty() ? name + ";" : name + ": " + value;
 }
@@ -84,15 +84,15 @@ URLErrorCode codeOf(CURLcode result) {
 
 // `result` is not CURLE_OK. `responseArrived`: also where it was a redirect.
 Failure failureOf(CURLcode result, bool requestWasSent, bool responseArrived) {
-  // curl's word for an answer that does not start as HTTP does.
+  // curl's code for an answer that does not start like HTTP.
   if (result == CURLE_UNSUPPORTED_PROTOCOL && requestWasSent && !responseArrived) {
     result = CURLE_WEIRD_SERVER_REPLY;
   }
-  // And for a header line of more than 100 KiB.
+  // curl's code for a header line of more than 100 KiB.
   if (result == CURLE_OUT_OF_MEMORY && requestWasSent) {
     return {URLErrorCode::dataLengthExceedsMaximum, "The response's headers are too long."};
   }
-  // Callbacks that stop for another reason than this one say so themselves.
+  // Callbacks that stop for any other reason set their own failure.
   if (result == CURLE_WRITE_ERROR) {
     return {URLErrorCode::unknown, "There is not enough memory for the response."};
   }
@@ -158,7 +158,8 @@ bool Transfer::setTransport() {
     if (!_connectTo.append(entry)) return false;
   }
   return set(CURLOPT_NOSIGNAL, 1L) &&
-         // A look-up that outlasts its exchange is left behind; waiting for it would hold up all.
+         // A look-up that outlasts its exchange is abandoned; waiting for it would hold up all the
+         // others.
          set(CURLOPT_QUICK_EXIT, 1L) && set(CURLOPT_PROTOCOLS_STR, "https") &&
          set(CURLOPT_REDIR_PROTOCOLS_STR, "https") && set(CURLOPT_FOLLOWLOCATION, 1L) &&
          set(CURLOPT_MAXREDIRS, kMaxRedirects) &&
@@ -172,14 +173,13 @@ bool Transfer::setTransport() {
          set(CURLOPT_CLOSESOCKETDATA, &_watch);
 }
 
-// The question whether to trust is ours alone; curl's part is to keep to the answer. With
-// VERIFYPEER off it would go on after a refusal, and with roots of its own it would read them, or
-// fail to, for nothing.
+// Trust is decided here alone; curl only has to obey. With VERIFYPEER off it would go on after a
+// refusal, and with roots of its own it would read them, or fail to, for nothing.
 bool Transfer::setTrust() {
   return set(CURLOPT_SSL_VERIFYPEER, 1L) && set(CURLOPT_SSL_VERIFYHOST, 0L) &&
          set(CURLOPT_CAINFO, nullptr) && set(CURLOPT_CAPATH, nullptr) &&
          set(CURLOPT_SSLVERSION, long{CURL_SSLVERSION_TLSv1_2}) &&
-         // A resumed session would not show its chain, and so never be asked about.
+         // A resumed session does not present its chain, so it would never be judged.
          set(CURLOPT_SSL_SESSIONID_CACHE, 0L) &&
          set(CURLOPT_SSL_CTX_FUNCTION, &Transfer::connectionIsMade) &&
          set(CURLOPT_SSL_CTX_DATA, this) && set(CURLOPT_PREREQFUNCTION, &Transfer::requestIsDue) &&
@@ -216,7 +216,7 @@ bool Transfer::setMethodAndBody() {
 }
 
 bool Transfer::setHeaders() {
-  // curl would hold large bodies back for a second, waiting to be told to go on.
+  // Otherwise curl holds large bodies back for a second, waiting for the server's go-ahead.
   if (!_headers.append("Expect:")) return false;
   for (const auto& [name, value] : _exchange->request().headers) {
     if (!isToken(name) || !fitsOneLine(value)) {
@@ -238,7 +238,7 @@ int Transfer::closeSocket(void* watch, curl_socket_t socket) noexcept {
   return static_cast<SocketWatch*>(watch)->close(socket);
 }
 
-// Called whenever something may have moved, also in those loops of curl that a peer can prolong.
+// Called whenever bytes may have moved, even in those loops of curl that a peer can prolong.
 int Transfer::bytesMoved(void* self, curl_off_t /*bodyPromised*/, curl_off_t bodyReceived,
                          curl_off_t /*uploadPromised*/, curl_off_t /*uploaded*/) noexcept try {
   return transferOf(self).mayGoOn(static_cast<std::uint64_t>(bodyReceived)) ? 0 : 1;
@@ -293,17 +293,18 @@ bool Transfer::startResponse(std::string_view line) {
   if (!_responseIsDue || line.substr(0, kStatusLineStart.size()) != kStatusLineStart) return true;
   _response.headers.clear();
   _body.clear();
-  // Interim answers count with the one that they announce, so that there is no end of them.
+  // Interim answers count towards the final one, so that there cannot be an endless number of them.
   if (!_responseIsInterim) _headerBytes = 0;
   _responseIsDue = false;
   const int status = statusIn(line);
   _responseIsInterim = status < kFirstFinalStatus;
-  // Nothing was asked for that this could be the answer to, and what follows is not HTTP.
+  // No request asks for this, and what follows is not HTTP.
   if (status != kSwitchingProtocols) return true;
   return refuse(URLErrorCode::badServerResponse, "The server switches to another protocol.");
 }
 
-// Lines come one at a time, those of every response on the way: interim ones, redirects, the last.
+// Lines arrive one at a time, from every response on the way: interim ones, redirects, the last
+// one.
 void Transfer::addHeaderLine(std::string_view line) {
   const bool isFolded = line.front() == ' ' || line.front() == '\t';
   _headerBytes += line.size();
@@ -343,13 +344,13 @@ CURLcode Transfer::connectionIsMade(CURL* /*handle*/, void* sslContext, void* se
   auto* const context = static_cast<SSL_CTX*>(sslContext);
   SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION);
   SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
-  // Else OpenSSL reads on by itself as long as a peer sends records that hold no data.
+  // Otherwise OpenSSL keeps reading as long as a peer sends records without data.
   SSL_CTX_clear_mode(context, SSL_MODE_AUTO_RETRY);
   if (SSL_CTX_get_security_level(context) < kSecurityLevel) {
     SSL_CTX_set_security_level(context, kSecurityLevel);
   }
-  // The context outlives the transfer where the connection is kept for another one, but without
-  // renegotiation there is no second handshake that would call back.
+  // The context outlives the transfer if the connection is kept for another one, but without
+  // renegotiation no second handshake calls back.
   SSL_CTX_set_cert_verify_callback(context, &Transfer::handshakeShowsChain, self);
   transferOf(self)._roots.expectChain();
   return CURLE_OK;
@@ -392,7 +393,7 @@ int Transfer::requestIsDue(void* self, char* /*remoteAddress*/, char* /*localAdd
 }
 
 // curl repeats a request by itself when a kept connection ends before an answer begins. The server
-// may have acted on it all the same, so only what asks for nothing but an answer is repeated.
+// may have acted on it all the same, so only requests without side effects are repeated.
 bool Transfer::maySendAgain() const {
   if (!_requestWasSent || _answerHasBegun) return true;  // The first, or after a redirect.
   const char* method = nullptr;
@@ -400,8 +401,9 @@ bool Transfer::maySendAgain() const {
   return method != nullptr && std::string_view(method) == "GET";
 }
 
-// curl gives an idle connection to any request for the same address, whoever judged its chain and
-// by whatever name. So each request asks: in the handshake, or here about one that was made before.
+// curl reuses an idle connection for any request to the same address, whichever request judged its
+// chain and for whichever name. So each request judges it: in the handshake, or here if the
+// connection is older.
 bool Transfer::maySendOn(SSL* connection) {
   if (connection == nullptr) {
     return refuse(URLErrorCode::secureConnectionFailed, "The connection is not secure.");
@@ -418,7 +420,7 @@ bool Transfer::judge(STACK_OF(X509) * presented) {
   const auto trust = std::make_shared<PresentedChain>(
       _roots, presented, std::vector<TrustPolicy>{{hostOfCurrentUrl().value_or("")}});
   const ChallengeAnswer answer = answerOf(*delegate, trust);
-  // No answer, or trust without anything to show for it: refused.
+  // No answer, or trust without a credential, is a refusal.
   switch (answer.disposition.value_or(ChallengeDisposition::rejectProtectionSpace)) {
     case ChallengeDisposition::useCredential:
       if (answer.withCredential && trust->credentialAvailable()) return true;
@@ -487,7 +489,7 @@ void Transfer::takeResponse() {
 
 void Transfer::end(CURLcode result) {
   takeResponse();
-  // However the end of its time shows: a connection that was cut off looks lost.
+  // Checked by the clock: a connection cut off at the end of its time looks like a lost one.
   if (result != CURLE_OK && TimeLimit::Clock::now() >= _limit.end()) {
     result = CURLE_OPERATION_TIMEDOUT;
   }

@@ -35,18 +35,18 @@ class Transfer {
   // Null before prepare() and after end().
   CURL* handle() const { return _easy.get(); }
 
-  // Looks at the progress of the upload. False: the exchange is out of time.
+  // Checks the progress of the upload. False: the exchange is out of time.
   bool hasTimeLeft(TimeLimit::Clock::time_point now);
   // When to ask again.
   TimeLimit::Clock::time_point nextLook(TimeLimit::Clock::time_point now) const {
     return _limit.nextLook(now);
   }
 
-  // Takes down how curl ended the exchange and releases the handle, which must have left its multi
-  // handle.
+  // Records how curl ended the exchange and releases the handle, which must have been removed from
+  // its multi handle.
   void end(CURLcode result);
 
-  // Hands the outcome over, once. Calls out: with no lock held.
+  // Delivers the result, once. Calls out, so no lock may be held.
   void deliver() { _exchange->finish(std::move(_result)); }
 
  private:
@@ -61,10 +61,11 @@ class Transfer {
   bool setHeaders();
   bool setCallbacks();
 
-  // What curl and OpenSSL call; no exception may pass through their frames. `self` is the transfer.
+  // Callbacks of curl and OpenSSL; no exception may pass through their frames. `self` is the
+  // transfer.
   static curl_socket_t openSocket(void* self, curlsocktype purpose,
                                   curl_sockaddr* address) noexcept;
-  // The watch is its argument: connections outlive the transfer that opened them.
+  // Takes the watch as its argument because connections outlive the transfer that opened them.
   static int closeSocket(void* watch, curl_socket_t socket) noexcept;
   static int bytesMoved(void* self, curl_off_t bodyPromised, curl_off_t bodyReceived,
                         curl_off_t uploadPromised, curl_off_t uploaded) noexcept;
@@ -101,11 +102,11 @@ class Transfer {
   CurlList _headers;
   CurlList _connectTo;
 
-  // Of the response that is arriving; the last of a chain of redirects remains.
+  // The response that is arriving; the last one of a chain of redirects remains.
   URLResponse _response;
   Data _body;
-  std::size_t _headerBytes = 0;     // Its interim answers and trailers included.
-  std::size_t _allHeaderBytes = 0;  // Since the request was written last.
+  std::size_t _headerBytes = 0;     // Including its interim answers and trailers.
+  std::size_t _allHeaderBytes = 0;  // Since the request was last written.
   bool _responseIsDue = true;
   bool _responseIsInterim = false;
   bool _requestWasSent = false;
@@ -121,7 +122,7 @@ class Transfer {
   // Why the transfer itself ended the exchange; curl then only says that it was told to.
   std::optional<Failure> _refusal;
   ExchangeResult _result;
-  CurlEasy _easy;  // Last, so that it goes first: its options point to the members above.
+  CurlEasy _easy;  // Last, so that it is destroyed first: its options point to the members above.
 };
 
 }  // namespace zor::net
