@@ -6,8 +6,8 @@
 namespace zor {
 namespace {
 
-// What an archive may hold. Any process of the user writes to the pasteboards, so that nothing
-// else is made from one; an archive with another class in it is as good as damaged.
+// The classes that an archive may hold. Any process of the user can write to the pasteboards, so no
+// other class is decoded; an archive that contains one counts as damaged.
 NSSet<Class>* archivedClasses() {
   return [NSSet setWithArray:@[
     NSDictionary.class, NSArray.class, NSString.class, NSNumber.class, NSDate.class, NSData.class,
@@ -31,7 +31,7 @@ class MacArchive final : public ArchivePort {
 
   std::optional<ZORValue> unarchivedDictionary(const Data& data) override {
     @autoreleasepool {
-      // Damaged archives are refused by an exception as well as by an error.
+      // The platform refuses damaged archives with an exception or an error.
       @try {
         id object = [NSKeyedUnarchiver unarchivedObjectOfClasses:archivedClasses()
                                                         fromData:foundationData(data)

@@ -11,7 +11,7 @@ class MacCrypto final : public CryptoPort {
  public:
   std::optional<Data> aes128Cbc(CipherOperation operation, const AesKey& key,
                                 const AesBlock& initialisationVector, const Data& input) override {
-    if (input.empty()) return Data{};  // The platform wants a buffer, which an empty vector lacks.
+    if (input.empty()) return Data{};  // The platform needs a buffer, which an empty vector lacks.
     const CCOperation direction = operation == CipherOperation::encrypt ? kCCEncrypt : kCCDecrypt;
     constexpr CCOptions kCbcWithoutPadding = 0;
     Data output(input.size());
@@ -36,7 +36,7 @@ class MacCrypto final : public CryptoPort {
 
   Md5Digest md5(const Data& message) override {
     Md5Digest digest{};
-    // Deprecated as a protection; here it only spreads the bytes of an identifier.
+    // Deprecated for security purposes; here it only mixes the bytes of an identifier.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
     CC_MD5(message.data(), static_cast<CC_LONG>(message.size()), digest.data());
@@ -58,7 +58,7 @@ class MacCrypto final : public CryptoPort {
       NSData* decoded = [[NSData alloc] initWithBase64EncodedString:encoded options:0];
       if (decoded == nil) return std::nullopt;
       Data data = bytesFromData(decoded);
-      // Whatever else the platform's reader lets pass is not what its writer makes.
+      // The platform's decoder accepts more than its encoder produces; everything else is refused.
       if (base64Encode(data) != text) return std::nullopt;
       return data;
     }

@@ -9,8 +9,8 @@
 namespace zor {
 namespace {
 
-// The standard defaults keep themselves on disk, and other processes' changes apart from ours. They
-// answer from memory, so that nothing is ever unreadable, and hand changes over one by one.
+// The standard defaults handle storage and other processes' changes themselves. They answer from
+// memory, so nothing is ever unreadable, and they pass changes on one by one.
 class MacDefaults final : public DefaultsPort {
  public:
   Reading<Values> read(const std::vector<std::string>& keys) override {
@@ -43,10 +43,10 @@ class MacDefaults final : public DefaultsPort {
   }
 
  private:
-  // The domain is the application's; libraries of several operators in it keep apart by the key.
+  // The domain belongs to the application; libraries of several operators in it use different keys.
   static NSString* nameOf(const std::string& key) { return foundationString(nameInProfile(key)); }
 
-  // Those of the application as its host named it, else of the main bundle.
+  // The defaults of the application as its host named it, else of the main bundle.
   static NSUserDefaults* standardDefaults() {
     static NSUserDefaults* defaults = [] {
       const ApplicationName* name = fixedApplicationName();

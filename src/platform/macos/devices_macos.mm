@@ -1,4 +1,4 @@
-// Devices over the platform's registry and its list of power sources.
+// Devices from the platform's registry and its list of power sources.
 #import <Foundation/Foundation.h>
 #include <IOKit/IOKitLib.h>
 #include <IOKit/ps/IOPowerSources.h>
@@ -32,7 +32,7 @@ class IOObject {
   io_object_t _object;
 };
 
-// Both look-ups below consume the matching dictionary, also when they fail.
+// Both look-ups below consume the matching dictionary, even if they fail.
 CFMutableDictionaryRef matchingClass(const std::string& serviceClass) {
   noteProbeSource(serviceClass);
   return IOServiceMatching(serviceClass.c_str());
@@ -151,7 +151,7 @@ class MacDevices final : public DevicePort {
     return addresses;
   }
 
-  // The list holds the machine's own batteries and supplies only; those of peripherals are in none.
+  // The list holds only the machine's own batteries and supplies, not those of peripherals.
   std::optional<PowerSource> firstPowerSource() override {
     noteProbeSource("IOPowerSources");
     @autoreleasepool {

@@ -51,7 +51,7 @@ class MacFiles final : public PosixFiles {
   Status createFile(const std::string& path, const FileAttributes& attributes) override {
     Status status = PosixFiles::createFile(path, attributes);
     if (!status.isSuccess()) return status;
-    // A volume without such marks keeps the file all the same.
+    // The file is created even on a volume without such marks.
     if (attributes.hidden) std::ignore = setMark(path, NSURLIsHiddenKey);
     if (attributes.excludedFromBackup) std::ignore = excludeFromBackup(path);
     return status;
@@ -76,7 +76,7 @@ class MacFiles final : public PosixFiles {
 
 }  // namespace
 
-// fsync alone leaves the data in the drive's cache; not every file system knows the full call.
+// fsync alone leaves the data in the drive's cache; not every file system supports the full call.
 int synchronizeToDisk(int descriptor) {
   return ::fcntl(descriptor, F_FULLFSYNC) == 0 || ::fsync(descriptor) == 0 ? 0 : errno;
 }
@@ -91,7 +91,7 @@ void copyMarks(const std::string& from, const std::string& to) {
   }
 }
 
-// The system does not tell who holds a lock of this kind.
+// The system does not reveal who holds a lock of this kind.
 std::string lockHolder(int /*descriptor*/) { return "another process"; }
 
 std::string systemErrorText(int error) {

@@ -20,14 +20,13 @@ constexpr std::string_view kOwnersFolder = "/IOKit.framework/";
 constexpr std::size_t kComparedBytes = 32;
 using CodeStart = std::array<std::uint8_t, kComparedBytes>;
 
-// The registry-access functions; a function's place is its bit in both sets.
+// The registry-access functions; a function's position is its bit in both sets.
 constexpr std::array<std::string_view, 7> kFunctions = {
     "IOServiceMatching", "IOServiceGetMatchingService",     "IOServiceGetMatchingServices",
     "IOIteratorNext",    "IORegistryEntryCreateCFProperty", "IORegistryEntryGetParentEntry",
     "IOObjectRelease"};
 
-// Where the file that this code is in was loaded: the framework, or a program that it is built
-// into.
+// The loaded image that contains this code: the framework, or a program that it is built into.
 const mach_header_64* ownImage() {
   static const char here = 0;
   Dl_info place{};
@@ -82,10 +81,10 @@ class ImportedNames {
     _indirect = reinterpret_cast<const std::uint32_t*>(fileStart + indirect->indirectsymoff);
   }
 
-  // How far the image lies from where it was linked to.
+  // The distance between where the image is loaded and where it was linked to be.
   std::uintptr_t slide() const { return _slide; }
 
-  // As it stands in C; empty for a slot that imports nothing.
+  // The C name; empty for a slot that imports nothing.
   std::string_view nameOfSlot(std::uint32_t indirectIndex) const {
     constexpr std::uint32_t kNoSymbol = INDIRECT_SYMBOL_LOCAL | INDIRECT_SYMBOL_ABS;
     if (_indirect == nullptr || (_indirect[indirectIndex] & kNoSymbol) != 0) return {};
@@ -100,7 +99,7 @@ class ImportedNames {
   const std::uint32_t* _indirect = nullptr;
 };
 
-// Calls `visit` with each imported name and the address that calls of it from here go to.
+// Calls `visit` with each imported name and the address that calls of it from here reach.
 template <typename Visit>
 void forEachImport(const mach_header_64& image, const Visit& visit) {
   const ImportedNames names(image);
@@ -115,8 +114,8 @@ void forEachImport(const mach_header_64& image, const Visit& visit) {
   });
 }
 
-// Whether a slot's `address` leads elsewhere than into the framework that owns the function. A slot
-// that was not used yet leads into the image itself.
+// Whether a slot's `address` lies outside the framework that owns the function. A slot that has not
+// been used yet leads into the image itself.
 bool isForeign(const void* address, const mach_header_64* image) {
   Dl_info place{};
   if (::dladdr(address, &place) == 0 || place.dli_fname == nullptr) return true;
@@ -136,7 +135,7 @@ std::int64_t foreignAddresses() {
   return foreign;
 }
 
-// The first bytes of the functions where their owner has them, also behind a replacement.
+// The first bytes of the functions in the library that owns them, even if they were replaced here.
 std::array<CodeStart, kFunctions.size()> codeStarts() {
   std::array<CodeStart, kFunctions.size()> starts{};
   void* owner = ::dlopen(kOwner, RTLD_LAZY | RTLD_NOLOAD);
@@ -149,8 +148,8 @@ std::array<CodeStart, kFunctions.size()> codeStarts() {
   return starts;
 }
 
-// The platform's libraries have no files of their own to compare with, they lie in one cache that
-// is put together for each machine. The functions' first bytes at load time stand for them.
+// The platform's libraries have no files of their own to compare with; they are in one cache that
+// is built for each machine. The functions' first bytes at load time are the reference instead.
 class MacIntegrity final : public IntegrityPort {
  public:
   void enable() override {

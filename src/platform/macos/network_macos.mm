@@ -15,7 +15,8 @@ namespace {
 class ResolverState {
  public:
   ResolverState() : _initialised(res_9_ninit(&_state) == 0) {}
-  // Not after a failed start: a state that was never set up reads as one whose socket is number 0.
+  // Not after a failed start: a state that was never set up looks like one whose socket is number
+  // 0.
   ~ResolverState() {
     if (_initialised) res_9_ndestroy(&_state);
   }
@@ -29,7 +30,7 @@ class ResolverState {
   }
 
  private:
-  // Cleared first: the call below reads its flags to see whether there is a state to give up.
+  // Cleared first: the call below reads its flags to see whether there is a state to release.
   struct __res_9_state _state {};
   const bool _initialised;
 };

@@ -17,8 +17,8 @@ Status outOfReach(const char* failure) {
 }
 
 // A writer declares a type, which empties the pasteboard, and then gives the data. Between the two
-// it looks as if there were none, so a type without data is looked at again. The writer needs
-// microseconds; one that was killed in between leaves nothing.
+// the type has no data, so a type without data is read again. The writer needs microseconds; if it
+// is killed in between, no data ever comes.
 NSData* finishedData(NSPasteboard* board, NSString* type) {
   constexpr int kMaxLooks = 6;
   for (int look = 1;; ++look) {
@@ -29,8 +29,8 @@ NSData* finishedData(NSPasteboard* board, NSString* type) {
   }
 }
 
-// The pasteboard server may be out of reach (a daemon, a closing session); the platform then
-// raises: that is no answer, and not an empty pasteboard.
+// The pasteboard server may be out of reach (in a daemon, or in a session that is closing). The
+// platform then raises an exception, which does not mean that the pasteboard is empty.
 class MacPasteboard final : public Pasteboard {
  public:
   explicit MacPasteboard(NSPasteboard* board) : _board(board) {}
@@ -53,7 +53,7 @@ class MacPasteboard final : public Pasteboard {
       @try {
         NSString* typeName = foundationString(type);
         if (typeName == nil) return Status::unusable(kWriting, "its type is not UTF-8");
-        // Data is taken only for a type that was declared, which empties the pasteboard.
+        // Data is accepted only for a declared type, and declaring it empties the pasteboard.
         [_board declareTypes:@[ typeName ] owner:nil];
         if ([_board setData:foundationData(data) forType:typeName]) return {};
         return outOfReach(kWriting);

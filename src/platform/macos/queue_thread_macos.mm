@@ -18,7 +18,7 @@ void prepareQueueThread(const std::string& name, QualityOfService qualityOfServi
 
 void runQueueOperation(std::function<void()> operation) {
   @autoreleasepool {
-    const auto taken = std::move(operation);  // What it captured goes within the pool as well.
+    const auto taken = std::move(operation);  // Its captures are released within the pool as well.
     callIgnoringExceptions(taken);
   }
 }

@@ -11,15 +11,15 @@ namespace zor {
 
 class MacServerTrust final : public ServerTrust {
  public:
-  // Keeps a reference to `trust`, which is not null. `roots`, certificates or nil, are trusted
-  // beside the system's.
+  // Keeps a reference to `trust`, which is not null. `roots`, certificates or nil, are trusted in
+  // addition to the system's.
   MacServerTrust(SecTrustRef trust, NSArray* roots);
 
   bool setPolicies(const std::vector<TrustPolicy>& policies) override;
   std::optional<TrustEvaluation> evaluate() override;
   bool credentialAvailable() override;
 
-  // Callers hold an autorelease pool. nil: none can be made.
+  // Callers hold an autorelease pool. nil: no credential can be made.
   NSURLCredential* credential() const;
 
  private:
@@ -28,8 +28,8 @@ class MacServerTrust final : public ServerTrust {
   const id _trust;
 };
 
-// The certificates in the PEM file that the environment variable SSL_CERT_FILE names; nil without
-// any. What is not a certificate is left out. Callers hold an autorelease pool.
+// The certificates in the PEM file that the environment variable SSL_CERT_FILE names; nil if there
+// are none. Anything that is not a certificate is skipped. Callers hold an autorelease pool.
 NSArray* rootsFromEnvironment();
 
 }  // namespace zor

@@ -7,7 +7,7 @@
 namespace zor {
 namespace {
 
-// The platform takes an empty name for no question at all.
+// The platform takes an empty name as no check at all.
 bool isUsable(const TrustPolicy& policy) {
   if (!policy.serverHostName.has_value()) return true;
   const std::string& host = *policy.serverHostName;
@@ -23,7 +23,7 @@ id securityPolicy(const TrustPolicy& policy) {
   return CFBridgingRelease(SecPolicyCreateSSL(kForServer, (__bridge CFStringRef)host));
 }
 
-// nil: `base64` is not that of a certificate.
+// nil: `base64` does not encode a certificate.
 id certificateFromBase64(NSString* base64) {
   NSData* bytes =
       [[NSData alloc] initWithBase64EncodedString:base64

@@ -17,7 +17,7 @@ namespace {
 
 constexpr NSInteger kHttpsPort = 443;
 
-// Settings of a loader that a program made for itself; the library's own has none.
+// Settings of a loader that a program made for itself; the library's own loader has none.
 struct LoaderSettings {
   std::vector<std::string> connectTo;
   bool takesRootsFromEnvironment = false;
@@ -32,7 +32,7 @@ ZORError errorFromObject(NSError* error) {
           textFromString(error.localizedDescription).value_or("")};
 }
 
-// nullopt: `response` is nil or none of HTTP.
+// nullopt: `response` is nil or not an HTTP response.
 std::optional<URLResponse> responseFromObject(NSURLResponse* response) {
   if (![response isKindOfClass:NSHTTPURLResponse.class]) return std::nullopt;
   auto* http = static_cast<NSHTTPURLResponse*>(response);
@@ -64,8 +64,8 @@ bool isSameEndpoint(NSURL* left, NSURL* right) {
          [left.host caseInsensitiveCompare:right.host] == NSOrderedSame;
 }
 
-// `request` sent to where `connectTo` says, for the host that its URL names. The platform connects
-// to where a URL says and nowhere else, so the URL itself is changed.
+// `request` redirected as `connectTo` says, but still for the host in its URL. The platform always
+// connects to the host in the URL, so the URL itself is changed.
 NSURLRequest* requestConnectingTo(NSURLRequest* request,
                                   const std::vector<std::string>& connectTo) {
   NSURLComponents* parts = [NSURLComponents componentsWithURL:request.URL
@@ -93,7 +93,7 @@ NSURLRequest* foundationRequest(const URLRequest& request) {
   NSString* method = foundationString(request.method);
   if (url == nil || method == nil) return nil;
   NSMutableURLRequest* result = [NSMutableURLRequest requestWithURL:url];
-  // An answer out of the cache would come without a question about its server.
+  // An answer from the cache would arrive without a challenge about its server.
   result.cachePolicy = NSURLRequestReloadIgnoringLocalCacheData;
   result.HTTPMethod = method;
   for (const auto& [name, value] : request.headers) {
@@ -106,13 +106,13 @@ NSURLRequest* foundationRequest(const URLRequest& request) {
   return result;
 }
 
-// The platform takes zero for its own figure.
+// The platform takes zero as its default.
 constexpr double kMinTimeoutSeconds = 0.001;
 
 NSURLSessionConfiguration* configurationFor(const URLRequest& request) {
   NSURLSessionConfiguration* configuration =
       [NSURLSessionConfiguration defaultSessionConfiguration];
-  // The request's own figure counts from the last byte that came in, this one from the start.
+  // NSURLRequest's timeout counts from the last byte received, this one from the start.
   double seconds = request.timeoutSeconds.value_or(kDefaultTimeoutSeconds);
   if (request.deadline.has_value()) {
     const std::chrono::duration<double> left = *request.deadline - std::chrono::steady_clock::now();
@@ -125,13 +125,13 @@ NSURLSessionConfiguration* configurationFor(const URLRequest& request) {
 using ChallengeCompletionBlock = void (^)(NSURLSessionAuthChallengeDisposition disposition,
                                           NSURLCredential* credential);
 
-// Gives the platform one answer to a question, whoever gives it how often. Callable from any
-// thread.
+// Gives the platform exactly one answer to a challenge, however often it is called. Callable from
+// any thread.
 class OneAnswer {
  public:
   explicit OneAnswer(ChallengeCompletionBlock completion) : _completion([completion copy]) {}
 
-  // Returns the disposition that the platform was given: this one, or the earlier.
+  // Returns the disposition that the platform was given: this one or an earlier one.
   ChallengeDisposition give(ChallengeDisposition disposition, NSURLCredential* credential) {
     std::call_once(_given, [&] {
       _disposition = disposition;
@@ -146,8 +146,8 @@ class OneAnswer {
   ChallengeDisposition _disposition = ChallengeDisposition::rejectProtectionSpace;
 };
 
-// Asks `delegate` and passes its answer on; refused when it is gone, throws or gives none. What it
-// is told lives as long as it keeps it. Returns the answer that was passed on.
+// Asks `delegate` and passes its answer on; refuses if it is gone, throws or does not answer. The
+// delegate may keep what it is given. Returns the answer that was passed on.
 ChallengeDisposition respondToChallenge(NSURLAuthenticationChallenge* challenge, NSArray* roots,
                                         const std::shared_ptr<URLSessionDelegate>& delegate,
                                         ChallengeCompletionBlock completion) {
@@ -179,8 +179,8 @@ ChallengeDisposition respondToChallenge(NSURLAuthenticationChallenge* challenge,
 }  // namespace
 }  // namespace zor
 
-// One exchange: the delegate of a session of its own, which keeps it until the task is over. Its
-// methods are called on that session's serial queue, where nothing of the host runs; completions
+// One exchange: the delegate of its own session, which retains it until the task is over. Its
+// methods are called on that session's serial queue, where no code of the host runs; completions
 // run on the library's queue.
 @interface ZORURLExchange : NSObject <NSURLSessionDataDelegate>
 - (instancetype)initWithDelegate:(std::weak_ptr<zor::URLSessionDelegate>)delegate
@@ -199,9 +199,9 @@ ChallengeDisposition respondToChallenge(NSURLAuthenticationChallenge* challenge,
   std::string _askedURL;  // What the request named,
   NSURL* _connectedURL;   // and where it was sent.
   zor::Data _body;
-  NSError* _ownError;  // Why the exchange ends from here; nil when it does not.
-  // Whether the delegate was asked about the server that answers now. A resumed TLS session brings
-  // an answer without a question.
+  NSError* _ownError;  // Why this object ends the exchange; nil if it does not.
+  // Whether the delegate was asked about the server that is answering. A resumed TLS session brings
+  // an answer without a challenge.
   BOOL _asked;
   BOOL _finished;
 }
@@ -234,7 +234,7 @@ ChallengeDisposition respondToChallenge(NSURLAuthenticationChallenge* challenge,
                                                         delegate:self
                                                    delegateQueue:nil];
   [[session dataTaskWithRequest:converted] resume];
-  [session finishTasksAndInvalidate];  // Lets go of the exchange once the task is over.
+  [session finishTasksAndInvalidate];  // Releases the exchange once the task is over.
 }
 
 // Delivers the outcome on the library's queue; the first call counts, later ones do nothing.
@@ -261,7 +261,8 @@ ChallengeDisposition respondToChallenge(NSURLAuthenticationChallenge* challenge,
   [task cancel];
 }
 
-// No, and the task is ended: nobody was asked about the server that answers.
+// If the delegate was not asked about the server that is answering, cancels the task and returns
+// NO.
 - (BOOL)acceptsServerOf:(NSURLSessionTask*)task {
   if (!_asked) [self cancelTask:task because:zor::URLErrorCode::serverCertificateUntrusted];
   return _asked;
@@ -280,7 +281,7 @@ ChallengeDisposition respondToChallenge(NSURLAuthenticationChallenge* challenge,
       return;
     }
     _asked = YES;
-    // The platform's own error for a refusal is not always that of an untrusted certificate.
+    // The platform's own error for a refusal is not always the one for an untrusted certificate.
     if (disposition == zor::ChallengeDisposition::rejectProtectionSpace) {
       _ownError = zor::errorWithCode(zor::URLErrorCode::serverCertificateUntrusted);
     }
@@ -339,8 +340,8 @@ namespace zor {
 namespace {
 
 // The platform asks about a server once for each connection, and keeps connections for the session.
-// A session for each exchange has it ask anew, so that a connection that was judged for one name
-// never serves another.
+// With one session for each exchange it asks every time, so a connection that was judged for one
+// name never serves another.
 class MacURLSession final : public URLSession {
  public:
   MacURLSession(std::weak_ptr<URLSessionDelegate> delegate,

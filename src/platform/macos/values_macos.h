@@ -1,4 +1,4 @@
-// Between the library's values and Foundation's. Objective-C++ only.
+// Converts between the library's values and Foundation's. Objective-C++ only.
 //
 // Callers hold an autorelease pool: the library's own threads have none. Callable from any thread.
 #ifndef ZOR_PLATFORM_MACOS_VALUES_MACOS_H_
@@ -25,13 +25,13 @@ NSData* foundationData(const Data& data);
 // The bytes of `data`; none for nil.
 Data bytesFromData(NSData* data);
 
-// A property-list object of the same kind; nil for null, which property lists do not have, and when
-// a text or key in it is not valid UTF-8.
+// A property-list object of the same kind; nil for null, which property lists do not have, and if a
+// text or key in it is not valid UTF-8.
 id objectFromValue(const ZORValue& value);
 
-// nullopt: `object` is nil, or of a class that is none of the property lists' and not NSNull. Such
-// members of a collection are left out, and so are collections nested more than 32 deep: an archive
-// may hold a circle.
+// nullopt: `object` is nil, or its class is neither a property-list class nor NSNull. Such members
+// of a collection are left out, and so are collections nested more than 32 deep, because an archive
+// may contain a cycle.
 std::optional<ZORValue> valueFromObject(id object);
 
 }  // namespace zor

@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kMaxNesting = 32;
 
-// A flag is a number object too, but no number to the registry's readers.
+// A flag is a number object too, but the registry's readers do not treat it as a number.
 bool isFlag(id value) { return CFGetTypeID((__bridge CFTypeRef)value) == CFBooleanGetTypeID(); }
 
 NSDictionary* foundationDictionary(const ZORValue& dictionary) {

@@ -9,8 +9,8 @@ namespace {
 
 class MacWiFi final : public WiFiPort {
  public:
-  // Without the user's leave to know the location the platform answers no network name and no
-  // access point.
+  // Without the user's permission for location, the platform returns no network name and no access
+  // point.
   std::optional<WiFiInterface> defaultInterface() override {
     noteProbeSource("CoreWLAN");
     @autoreleasepool {
