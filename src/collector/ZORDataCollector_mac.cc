@@ -38,7 +38,7 @@ ZORValue model() { return ZORValue::orNull(getModel()); }
 ZORValue cpuCount() { return getCpuCount(); }
 ZORValue cpuBrand() { return ZORValue::orNull(getCPUBrand()); }
 ZORValue usbDevices() { return getUSBDevices(); }
-// All bits set, for a file system that does not answer, reads as -1 here.
+// All bits set, the value for a file system that does not answer, becomes -1 here.
 ZORValue storageSize() { return static_cast<std::int64_t>(getStorageSize()); }
 ZORValue powerSource() { return ZORValue::orNull(getPowerInfo()); }
 ZORValue bluetoothName() { return ZORValue::orNull(getBluetoothDeviceName()); }
@@ -84,7 +84,7 @@ ZORValue reportValue(const ReportEntry& entry) {
   if (isWithheld(entry.entry)) return nullptr;
   try {
     return writableAsJson(entry.probe());
-  } catch (...) {  // Whatever it was, the other entries count.
+  } catch (...) {  // Whatever was thrown, the other entries still count.
     return nullptr;
   }
 }
@@ -113,7 +113,7 @@ ZORValue ZORDataCollector_mac::collectWithAccounts(std::vector<EntryAccount>& ac
 }
 
 void ZORDataCollector_mac::_collect() {
-  // Reading ahead asks for everything, also for what the host withholds.
+  // Reading ahead would also read what the host withholds.
   const auto ahead =
       isAnyEntryWithheld() ? std::unique_ptr<ReadAhead>() : ports().devices.readAhead();
   for (const ReportEntry& entry : reportEntries()) _params.set(entry.key, reportValue(entry));

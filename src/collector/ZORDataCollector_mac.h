@@ -15,7 +15,7 @@ namespace zor {
 // One entry of the collected-parameters dictionary.
 struct ReportEntry {
   std::string key;
-  // Asks the machine; null when it has no answer. Call it through reportValue().
+  // Asks the machine; null if it has no answer. Call it through reportValue().
   ZORValue (*probe)();
   Entry entry;
 };
@@ -23,11 +23,11 @@ struct ReportEntry {
 // All 23, in the order in which the probes run and the entries are written.
 std::vector<ReportEntry> reportEntries();
 
-// The value of an entry as it goes into the report. A probe that fails in any way gives null; that
-// of a withheld entry does not run, which gives null as well.
+// The value of an entry as it goes into the report. Null if the probe fails in any way, and if the
+// entry is withheld: its probe then does not run.
 ZORValue reportValue(const ReportEntry& entry);
 
-// Empty by design; load() names it so that it is part of every image of the library.
+// Empty by design; load() refers to it so that it is part of every image of the library.
 class N0000000001 {};
 
 // One collection: made, asked once, discarded. The name is given and the same on every platform.
@@ -47,8 +47,8 @@ class ZORDataCollector_mac {
   // answer. Takes milliseconds; nothing is thrown. A second call overwrites the same entries.
   ZORValue collect();
 
-  // As collect(). `accounts` gets one account for each entry, in their order, followed by those of
-  // the entries inside the sealed block. Nothing of them is in the dictionary.
+  // As collect(). Fills `accounts` with one account for each entry, in order, followed by those of
+  // the entries inside the sealed block. The dictionary contains none of them.
   ZORValue collectWithAccounts(std::vector<EntryAccount>& accounts);
 
  private:

@@ -34,7 +34,7 @@ inline constexpr Disclosure kDisclosures[] = {
 #undef ZOR_SEALED_ENTRY
 #undef ZOR_ENTRY
 
-// No entry without its words.
+// Whether every entry has all its texts.
 consteval bool isComplete() {
   for (const Disclosure& row : kDisclosures) {
     if (row.name.empty() || row.says.empty() || row.purpose.empty()) return false;

@@ -24,7 +24,7 @@ EntryOutcome outcomeOf(const ZORValue& value, const ProbeTrace& trace) {
   return trace.denied() ? EntryOutcome::notPermitted : EntryOutcome::absent;
 }
 
-// As it stands in the block.
+// The value in the form that the block holds.
 template <typename Value>
 ZORValue entryOf(const std::optional<Value>& value) {
   return writableAsJson(ZORValue::orNull(value));
@@ -45,8 +45,8 @@ ZORValue accountOf(Entry entry, const std::function<ZORValue()>& probe,
   return value;
 }
 
-// The accounts of the entries made of the hardware addresses: each that of the common reading, with
-// a value and an outcome of its own.
+// Adds the accounts of the entries made from the hardware addresses: each copies the account of the
+// common reading, with its own value and outcome.
 void addAddressAccounts(const ZORValue& block, const EntryAccount& reading,
                         std::vector<EntryAccount>& accounts) {
   const EntryOutcome missing =

@@ -15,8 +15,8 @@ namespace zor {
 
 enum class EntryOutcome {
   found,
-  absent,        // It is not there; no other user would get it.
-  notPermitted,  // It is there, and this user may not read it.
+  absent,        // It does not exist; no other user would get it either.
+  notPermitted,  // It exists, but this user may not read it.
   noAnswer,      // A device, or the system, did not answer in time.
   withheld,      // By the host; the probe did not run.
 };
@@ -30,12 +30,12 @@ struct EntryAccount {
 };
 
 // Runs `probe`, unless the entry is withheld, appends an account of the run to `accounts` and
-// returns the value. Null and empty values count as absent.
+// returns the value. A null or empty value counts as absent.
 ZORValue accountedValue(Entry entry, const std::function<ZORValue()>& probe,
                         std::vector<EntryAccount>& accounts);
 
-// One account for each of the seven entries of the sealed block, from reading them again. Entries
-// that are read together (the hardware addresses) each show the time of that reading.
+// One account for each of the seven entries of the sealed block, which are read again for it.
+// Entries that are read together (the hardware addresses) each show the time of that reading.
 std::vector<EntryAccount> sealedBlockAccounts();
 
 }  // namespace zor

@@ -44,7 +44,7 @@ constexpr std::uint32_t bitOf(Entry entry) {
 
 const Row& rowOf(Entry entry) { return kRows[static_cast<unsigned>(entry)]; }
 
-// The fewest single letters to insert, remove or replace to turn one text into the other.
+// The smallest number of letters to insert, remove or replace to turn one text into the other.
 std::size_t distance(std::string_view from, std::string_view to) {
   std::vector<std::size_t> row(to.size() + 1);
   for (std::size_t index = 0; index < row.size(); ++index) row[index] = index;

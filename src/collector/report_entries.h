@@ -28,11 +28,12 @@ bool isSealed(Entry entry);
 // All of them, in the order of the report; the sealed ones last.
 std::vector<Entry> allEntries();
 std::optional<Entry> entryWithName(std::string_view name);
-// The name that takes the fewest changes of single letters to come from `name`.
+// The entry name that differs from `name` by the fewest letters.
 std::string nearestEntryName(std::string_view name);
 
-// Replaces the entries that this process withholds. With the sealed block, all that is in it is
-// withheld. Callable from any thread; a collection under way may still see the earlier ones.
+// Replaces the entries that this process withholds. Withholding the sealed block withholds
+// everything in it. Callable from any thread; a collection under way may still see the earlier
+// ones.
 void setWithheldEntries(const std::vector<Entry>& entries);
 bool isWithheld(Entry entry);
 bool isAnyEntryWithheld();

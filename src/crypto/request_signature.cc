@@ -18,8 +18,8 @@ static_assert(decltype(literals::kHexDigits)::length() == 16);
 
 std::optional<std::string> calcSignature(const std::optional<std::string>& text) {
   if (!text) return std::nullopt;
-  // The key is never kept in clear. A literal that is no sealed text leaves an empty key, whose
-  // signature the service refuses.
+  // The key is never kept in clear. If the literal is not a sealed text, the key is empty, and the
+  // service refuses the signature.
   std::string key = dfp_decrypt_text(literals::kSigningKey.str()).value_or("");
   const WipedAtEnd keyIsWiped(key);
   Data keyBytes = utf8Bytes(key);

@@ -1,5 +1,5 @@
-// The signature that goes with each environment report, and the hexadecimal digits it is written
-// in.
+// The signature sent with each environment report, and the hexadecimal digits in which it is
+// written.
 #ifndef ZOR_CRYPTO_REQUEST_SIGNATURE_H_
 #define ZOR_CRYPTO_REQUEST_SIGNATURE_H_
 
@@ -18,10 +18,10 @@ std::optional<std::string> calcSignature(const std::optional<std::string>& text)
 // runs out.
 std::optional<Data> data2HexData(const Data& bytes);
 
-// The bytes that ASCII digits of either case spell. Digits pair by their position, even with the
-// odd one after it, not by their count: a byte that is no digit is skipped as long as nothing has
-// been decoded, so a leading one leaves the next digit to pair with zero; later it ends the
-// decoding. A last digit without a partner is dropped.
+// The bytes spelled by ASCII digits of either case. Digits are paired by position, each even one
+// with the odd one after it, not by their count. A byte that is not a digit is skipped as long as
+// nothing has been decoded, so after a leading one the next digit is paired with zero; later it
+// ends the decoding. A last digit without a partner is dropped.
 Data hexData2Data(const Data& hex);
 
 }  // namespace zor

@@ -13,7 +13,7 @@ namespace {
 static_assert(decltype(literals::kTextCipherKey)::length() == kAes128KeyBytes);
 static_assert(decltype(literals::kTextCipherVector)::length() == kAesBlockBytes);
 
-// Both directions take the one key and vector: what one writes the other must read.
+// Both directions use the same key and vector: what one writes, the other must read.
 std::optional<Data> cipher(CipherOperation operation, const Data& input) {
   AesKey key = literals::kTextCipherKey.copyToWipe();
   const WipedAtEnd keyIsWiped(key);

@@ -15,8 +15,8 @@ namespace zor {
 std::optional<std::string> dfp_encrypt_text(const std::optional<std::string>& text);
 
 // What dfp_encrypt_text was given, less any NUL characters at its end; all NULs read as "".
-// nullopt: no text, an empty one, no base64, a length that is no multiple of 16, or invalid UTF-8
-// inside, as a wrong key makes it. Callable from any thread.
+// nullopt: no text, an empty one, invalid base64, a length that is not a multiple of 16, or invalid
+// UTF-8 inside, the usual result of a wrong key. Callable from any thread.
 std::optional<std::string> dfp_decrypt_text(const std::optional<std::string>& text);
 
 // `bytes` extended by 1 to 16 zero bytes to a multiple of 16. Bytes that already fill their blocks

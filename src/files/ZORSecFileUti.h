@@ -15,13 +15,13 @@
 
 namespace zor {
 
-// A stretch of a file, in bytes.
+// A range of a file, in bytes.
 struct FileRange {
   std::uint64_t location = 0;
   std::uint64_t length = 0;
 };
 
-// Whether a volume with that much free space may be written to: at least 5120 MiB, reckoned in
+// Whether a volume with that much free space may be written to: at least 5120 MiB, calculated in
 // single precision.
 bool isFreeSpaceAmple(std::uint64_t freeBytes);
 
@@ -48,8 +48,8 @@ class ZORSecFileUti {
 
   // Opens for reading and writing; does nothing when open, even if the first time failed.
   void open();
-  // Puts the changes on the disk and closes; does nothing when closed. What cannot be kept is lost,
-  // and the file stays as it was.
+  // Writes the changes to the disk and closes; does nothing when closed. Changes that cannot be
+  // written are lost, and the file stays as it was.
   Status close();
   // Why there is no file to work on; success while one is open.
   const Status& status() const { return _status; }

@@ -33,7 +33,7 @@ namespace {
 
 constexpr std::int64_t kRequestErrorClass = 0;  // Of a pingback.
 
-// Of every request that starts in this process; 0 or less: without a limit.
+// Applies to every request that starts in this process; 0 or less: no limit.
 std::atomic<double> totalTimeoutSeconds{0};
 
 using Deadline = std::optional<std::chrono::steady_clock::time_point>;
@@ -69,7 +69,7 @@ ZORFingerprintError noReportError() try {
   return {};
 }
 
-// A request must end whatever happens: without memory as one whose answer could not be read.
+// A request must end whatever happens: if memory runs out, as one whose answer could not be read.
 FingerprintOutcome judgedOutcome(const std::optional<Data>& body,
                                  const std::optional<URLResponse>& response,
                                  const std::optional<ZORError>& error) try {
@@ -84,8 +84,8 @@ ZORFingerprintError noConsentError() try {
   return {};
 }
 
-// To be asked after something was kept: true when the person has refused meanwhile. What a thread
-// or another process kept between the refusal and its own look is gone then.
+// Called after something was kept: true if consent was refused meanwhile. What a thread or another
+// process kept between the refusal and its own check is then erased.
 bool isRefusedMeanwhile() {
   if (isPermitted()) return false;
   callIgnoringExceptions([] { std::ignore = eraseKeptData(Erasure::allButConsent); });
@@ -107,7 +107,7 @@ void withhold(const std::vector<std::string>& names) {
   setWithheldEntries(entries);
 }
 
-// Nothing when all is gone.
+// Nothing if everything was erased.
 std::optional<ZORError> erasureError(const std::vector<ZORErasedItem>& items) {
   std::string reasons;
   for (const ZORErasedItem& item : items) {
@@ -125,19 +125,19 @@ std::optional<ZORError> erasureError(const std::vector<ZORErasedItem>& items) {
 class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
     : public std::enable_shared_from_this<Implementation> {
  public:
-  // What a caller gets to see of the cache.
+  // The view of the cache that a caller gets.
   struct Look {
     std::string fingerprint;  // "" when there is none or it is expired.
     bool expired = true;
     bool startRequest = false;  // This caller is the one to start the request.
   };
 
-  // Queues `callback` for the end of the request when the cache is expired. A caller who finds a
-  // fingerprint or a request in flight waits for no file.
+  // Queues `callback` for the end of the request if the cache is expired. A caller that finds a
+  // fingerprint or a request in flight does not wait for any file.
   Look lookAtCacheOrJoin(const ZORFingerprintCallback& callback);
 
-  // Called by the one caller that was told to start a request, with no lock held. The fingerprint
-  // that was stored meanwhile, which makes a request unnecessary; else "".
+  // Called by the one caller that was told to start a request, with no lock held. Returns the
+  // fingerprint if one was stored meanwhile, which makes a request unnecessary; else "".
   std::string startRequest();
 
   // Selector: requestFingerprint
@@ -156,11 +156,11 @@ class __attribute__((visibility("hidden"))) ZORFingerPrint::Implementation final
   void setLastFailure(const ZORFailure& failure);
 
  private:
-  // Of one process: the child of a fork neither waits for a request of its parent nor has the
+  // One for each process: the child of a fork neither waits for a request of its parent nor has the
   // callbacks that wait for it.
   struct State {
-    // Guards what follows. Held for that alone: not while the cache is read or written, a request
-    // is started, a callback runs or a log line is sent.
+    // Guards the members below. Not held while the cache is read or written, a request is started,
+    // a callback runs or a log line is sent.
     Mutex mutext{LockRank::facade};
     std::vector<ZORFingerprintCallback> _requestCallbacks ZOR_GUARDED_BY(mutext);
     // Spelled so in the interface: a request is in flight.
@@ -192,8 +192,8 @@ ZORFingerPrint::Implementation::Look ZORFingerPrint::Implementation::lookAtCache
 
 std::string ZORFingerPrint::Implementation::startRequest() {
   try {
-    // A request that ended after this caller's first look has left its fingerprint. From now on
-    // none ends before this one.
+    // A request that ended after this caller's first look has stored its fingerprint. No other
+    // request can end before this one from now on.
     CacheLook cache = lookAtCache();
     if (!cache.expired) {
       std::string fingerprint = cache.fingerprint.value_or("");
@@ -259,8 +259,8 @@ ZORFailure ZORFingerPrint::Implementation::lastFailure() {
 }
 
 void ZORFingerPrint::Implementation::finish(const FingerprintOutcome& outcome) {
-  // Stored first: a callback that asks again finds the new fingerprint. What cannot be stored, for
-  // want of memory, still reaches those who wait.
+  // Stored first: a callback that asks again finds the new fingerprint. If memory runs out and it
+  // cannot be stored, it still reaches the waiting callbacks.
   if (outcome.success && isPermitted()) {
     callIgnoringExceptions([&] { setFingerprint(outcome.data); });
   }
@@ -309,7 +309,7 @@ void ZORFingerPrint::setWithConfig(const ZORConfig& config) {
   const auto& path = config.storePath();
   if (!path || path->empty()) return;
   const LockWaitBudget budget;
-  // What cannot be kept holds for this process, and is logged.
+  // A failure is logged, and the path then holds for this process only.
   std::ignore = ports().defaults.setObject(literals::kStorePathDefaultsKey.str(), *path);
 }
 
@@ -368,7 +368,7 @@ std::string ZORFingerPrint::identifier() {
 std::optional<ZORError> ZORFingerPrint::setConsent(ZORConsent consent) {
   const LockWaitBudget budget;
   const Status keeping = keepConsent(consent);
-  // Erased in any case: the refusal counts, if only for this process.
+  // Erased in any case: the refusal counts, even if only for this process.
   auto problem = consent == ZORConsent::refused
                      ? erasureError(eraseKeptData(Erasure::allButConsent))
                      : std::nullopt;
@@ -419,7 +419,7 @@ std::optional<std::string> ZORFingerPrint::getEnvInfo() try {
 
 void ZORFingerPrint::clearFingerprintCache() try {
   const LockWaitBudget budget;
-  // Forgetting makes a store file where there is none, which must not be without permission.
+  // Forgetting creates a missing store file, which must not happen without permission.
   if (zor::isPermitted() || cacheState().fingerprintPresent) std::ignore = clear_dfp_cache();
 } catch (...) {  // NOLINT(bugprone-empty-catch): nothing is thrown across the interface.
 }

@@ -61,7 +61,7 @@ std::optional<std::string> descriptionOf(const std::optional<ZORError>& error) {
   return error ? std::optional(error->localizedDescription) : std::nullopt;
 }
 
-// Nothing: done. A number that is none of the three counts as a refusal: only a clear "yes" is one.
+// Nothing: done. Any other number counts as a refusal: only a clear "yes" is consent.
 std::optional<std::string> keepConsentOfC(int consent) {
   const bool isKnown =
       consent == ZOR_FINGERPRINT_CONSENT_UNKNOWN || consent == ZOR_FINGERPRINT_CONSENT_GIVEN;

@@ -84,8 +84,7 @@ FingerprintOutcome transportFailure(int status, const std::optional<URLResponse>
   return outcome;
 }
 
-// Deliberate: the answer itself takes the place of an error, so that hosts see the service's
-// reason.
+// Deliberate: the answer itself is passed as the error, so that hosts see the service's reason.
 FingerprintOutcome refusal(int status, const std::optional<ZORValue>& answer) {
   FingerprintOutcome outcome;
   if (answer) outcome.error.emplace<ZORValue>(*answer);

@@ -14,11 +14,11 @@ namespace zor {
 // The request for that environment report: a signed JSON dictionary of five entries, 10 s in all.
 URLRequest fingerprintRequest(const std::string& environmentReport);
 
-// What an exchange with the service came to.
-// NOLINTNEXTLINE(bugprone-exception-escape): moving a ZORValue does not throw.
+// The outcome of an exchange with the service. NOLINTNEXTLINE(bugprone-exception-escape): moving a
+// ZORValue does not throw.
 struct FingerprintOutcome {
   bool success = false;
-  // Nothing on success; also when the status alone was wrong, or the answer was not JSON. Else the
+  // Nothing on success, and also if only the status was wrong or the answer was not JSON. Else the
   // transport's error, or the service's whole answer.
   ZORFingerprintError error;
   // The data object of a success, of whatever kind the service sent it, and the fingerprint in it;
@@ -38,8 +38,8 @@ FingerprintOutcome judgeFingerprintAnswer(const std::optional<Data>& body,
                                           const std::optional<URLResponse>& response,
                                           const std::optional<ZORError>& error);
 
-// The seconds in a Retry-After header, which holds a number of them or a date of HTTP; negative: it
-// holds neither. `now`: seconds since 1970.
+// The delay in a Retry-After header, which holds a number of seconds or an HTTP date; negative:
+// neither. `now`: seconds since 1970.
 double retryAfterSeconds(const std::string& value, double now);
 
 }  // namespace zor

@@ -38,8 +38,8 @@ bool isBackupAddress(const std::string& host) {
   return std::find(addresses.begin(), addresses.end(), host) != addresses.end();
 }
 
-// The URL that answered tells the route: those by address have the address in the name's place. A
-// name never ends in a digit and has no colon.
+// The URL that answered reveals the route: the routes by address have the address in place of the
+// name. A name never ends in a digit and has no colon.
 std::string routeOf(const URLResponse& response) {
   const std::string host = hostOfUrl(response.url).value_or("");
   const bool isAddress = host.find(':') != std::string::npos ||

@@ -1,5 +1,5 @@
-// When this application last asked the service, and how that ended; for people. Nothing of a report
-// or an answer is kept for it.
+// When this application last asked the service, and how that ended; for people. No part of a report
+// or an answer is kept for this.
 #ifndef ZOR_FINGERPRINT_LAST_REQUEST_H_
 #define ZOR_FINGERPRINT_LAST_REQUEST_H_
 
@@ -18,7 +18,7 @@ struct LastRequest {
   std::optional<std::string> route;
 };
 
-// What the user defaults hold; nullopt: nothing.
+// The note in the user defaults; nullopt if there is none.
 std::optional<LastRequest> lastRequest();
 
 // Notes that a request starts now; then, with the response if there was one, how it ended. A note

@@ -1,4 +1,4 @@
-// What runs when the library is loaded; nothing else does. Both steps stand in one place, so that
+// Everything that the core runs when the library is loaded. Both steps are in one place, so that
 // their order does not depend on the order in which files are linked.
 #include "collector/ZORDataCollector_mac.h"
 #include "pingback/ZORSecPingback.h"

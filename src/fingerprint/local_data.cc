@@ -78,7 +78,7 @@ ZORErasedItem erase(const KeptItem& item, bool dryRun) {
     return {item.name, kept ? ZORErasureOutcome::wouldBeRemoved : ZORErasureOutcome::nothingThere,
             ""};
   }
-  // Also when nothing is kept: the process may remember what could never be written.
+  // Called even if nothing is kept: the process may remember what could never be written.
   const Status status = item.remove();
   if (!status.isSuccess()) {
     return {item.name, ZORErasureOutcome::notRemoved, status.sentence()};

@@ -15,9 +15,10 @@ enum class Erasure {
   dryRun,         // Nothing is removed; the answer says what would be.
 };
 
-// Removes what is kept, in an order in which nothing that was removed comes back from what is left;
-// consent goes last. One that was cut short, by a kill say, is finished by the next. Waits for
-// failure records that are on their way to their file; starts no thread. Throws std::bad_alloc.
+// Removes what is kept, in an order that keeps a removed item from being restored from what is
+// left; consent goes last. If a call is cut short, for instance by a kill, the next one finishes
+// it. Waits for failure records that are on their way to their file; starts no thread. Throws
+// std::bad_alloc.
 std::vector<ZORErasedItem> eraseKeptData(Erasure erasure);
 
 // A list of {"item", "outcome", "reason"}, as the C interface and zorfp give it.

@@ -90,7 +90,7 @@ class ZORSecPingback {
   std::optional<std::string> _s_ed;
 };
 
-// Replaces the five values, for its lifetime, by what `bundle` answers now. Not to be made or
+// Replaces the five values for its lifetime by what `bundle` returns now. Not to be made or
 // destroyed while other threads use the library; scopes nest.
 class ScopedPingbackEnvironment {
  public:

@@ -25,7 +25,7 @@ constexpr double kMinSecondsBetweenUploads = 86400.0;
 constexpr double kUploadTimeoutSeconds = 10.0;
 constexpr std::uint64_t kUploadAttempts = 1;
 constexpr std::int64_t kUploadErrorClass = 2;
-// No host waits for the queue that waits this long for a lock.
+// The queue may wait this long for a lock because no host waits for the queue.
 constexpr std::chrono::seconds kMaxLockWait{5};
 
 // Closes the file at the end of a scope, whatever happens in it.
@@ -114,7 +114,7 @@ ScopedPingbackStore::Slot& slotInUse() {
   return scoped != nullptr ? *scoped : usual.get();
 }
 
-// Not through the store, which would make the file and start a thread.
+// Does not use the store, which would make the file and start a thread.
 Status emptyFile() {
   const auto path = filePath();
   FilePort& files = ports().files;
@@ -165,7 +165,7 @@ Status ZORSecPingbackStore::onOpenFile(const FileOperation& operation) {
 // this one, wait until it is closed again. Only on `_file_io`.
 Status ZORSecPingbackStore::onLockedFile(const FileOperation& operation) {
   const LogDeferral deferral;
-  // Of many changes that wait for a process which has stopped, only the first waits long.
+  // If many changes wait for a stopped process, only the first waits long.
   const LockWaitBudget budget(_lockIsStuck ? kMaxLockWaitOfCall : kMaxLockWait);
   const LockAttempt attempt = ports().files.lockBeside(_file->fullPath());
   _lockIsStuck = attempt.status.isBusy();
@@ -214,7 +214,7 @@ std::uint64_t ZORSecPingbackStore::fileSize() {
 
 bool ZORSecPingbackStore::checkIfNeedUpload(const PingbackUploadCompletion& completion) {
   if (!isPermitted()) return false;
-  // An operator may do without the service; the records then stay in their file.
+  // An operator may have no such service; the records then stay in their file.
   if (literals::kPingbackURL.view().empty()) return false;
   const auto lastUpload = lastUploadTime();
   const double now = ports().clock.secondsSince1970();
@@ -222,7 +222,7 @@ bool ZORSecPingbackStore::checkIfNeedUpload(const PingbackUploadCompletion& comp
   // Deliberate: the time is recorded before anything is sent. An upload that is never answered, and
   // an empty file, wait a day too. What cannot be kept holds for this process.
   std::ignore = ports().defaults.setObject(uploadTimeKey(), shortestDecimal(now));
-  // Not on the caller's thread: writes that are queued before may wait for another process.
+  // Not on the caller's thread: earlier writes in the queue may wait for another process.
   _file_io.addOperation([this, completion] { startUpload(completion); });
   return true;
 }
@@ -279,7 +279,7 @@ void logMissingApplicationOnce() {
 void ZORSecPingback::send() const { pingback(*this); }
 
 void ZORSecPingback::pingback(const std::optional<ZORSecPingback>& record) {
-  // Asked here as well as at the write: without permission no store comes into being.
+  // Checked here as well as at the write: without permission no store is made.
   if (!record || !isPermitted()) return;
   if (!canBeWritten()) return logMissingApplicationOnce();
   GetPingbackStore()->writeDictionary(record->toDictionary(), /*async=*/true);
@@ -295,7 +295,7 @@ bool arePingbacksKept() {
   const auto path = filePath();
   if (!path || !ports().files.exists(*path)) return false;
   const auto content = ports().files.read(*path);
-  return !content || !content->empty();  // What cannot be read may hold something.
+  return !content || !content->empty();  // A file that cannot be read may hold something.
 }
 
 Status erasePingbacks() {

@@ -17,7 +17,7 @@ bool isLowerCaseHexDigit(char character) {
   return isDigit(character) || (character >= 'a' && character <= 'f');
 }
 
-// Whether a text in JSON may hold the byte as it stands.
+// Whether a JSON text may hold the byte unescaped.
 bool isPlain(char character) {
   return static_cast<unsigned char>(character) >= 0x20 && character != '"' && character != '\\';
 }
@@ -65,7 +65,7 @@ class Reader {
     }
   }
 
-  // Of the escapes by number only those of control characters: they stand for one character each.
+  // Of the numeric escapes, only those of control characters: each represents one character.
   bool skipEscaped() {
     constexpr std::string_view kShortEscapes = "\"\\bfnrt";
     constexpr std::string_view kNumberedEscape = "u00";

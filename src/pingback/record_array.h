@@ -10,11 +10,12 @@
 
 namespace zor {
 
-// The compact JSON array that holds the records of `text` and then `record`, in UTF-8. What is no
-// JSON array, or no text at all, has no records. nullopt: the record cannot be written as JSON.
+// The compact JSON array that holds the records of `text` and then `record`, in UTF-8. Anything
+// else than a JSON array, or no text, counts as no records. nullopt: the record cannot be written
+// as JSON.
 //
-// A text that is surely as this function writes it is not parsed but continued, which makes an
-// append to a large file several times cheaper.
+// A text that is certain to have been written by this function is continued without parsing it,
+// which makes an append to a large file several times cheaper.
 std::optional<std::string> arrayWithRecord(const std::optional<std::string>& text,
                                            const ZORValue& record);
 

@@ -27,15 +27,15 @@ Number numberFromBytes(const Data& value) {
   return number;
 }
 
-// As the processor's own conversion does it, where the language leaves a negative number undefined.
+// Converts as the processor does; the language leaves the result for a negative number undefined.
 std::uint64_t wholeNumber(double number) {
   return number < 0 ? static_cast<std::uint64_t>(static_cast<std::int64_t>(number))
                     : static_cast<std::uint64_t>(number);
 }
 
-// What follows the port in a socket address. There an IPv4 address begins; in an IPv6 one it is the
-// flow label, so that the text covers the label and the first 12 bytes of the address. Required:
-// the services know IPv6 addresses in this form.
+// The bytes after the port in a socket address. In an IPv4 one the address begins there; in an IPv6
+// one it is the flow label, so the text covers the label and the first 12 bytes of the address.
+// Required: the services know IPv6 addresses in this form.
 constexpr std::size_t kAddressOffset = 4;
 
 std::size_t addressSize(AddressFamily family) { return family == AddressFamily::ipv4 ? 4 : 16; }

@@ -1,4 +1,4 @@
-// What the probes make of the values a machine gives: functions of plain values.
+// How the probes turn a machine's values into their results: functions of plain values.
 #ifndef ZOR_PROBES_PROBE_VALUES_H_
 #define ZOR_PROBES_PROBE_VALUES_H_
 
@@ -16,16 +16,16 @@
 
 namespace zor {
 
-// The four entries of one USB device. A value of another kind than expected stays what it is.
+// The four entries of one USB device. A value of an unexpected kind is kept unchanged.
 ZORValue usbDeviceRecord(const USBDevice& device);
 
-// Used bytes plus those that unprivileged users may still use: what is kept for the superuser does
-// not count. All bits set without figures.
+// Used bytes plus those that unprivileged users may still use: what is reserved for the superuser
+// does not count. All bits set if there are no figures.
 std::uint64_t storageBytes(const std::optional<FileSystemFigures>& figures);
 
-// A number of processors from the bytes of a named value in this machine's byte order: 4 bytes as
-// they are, 8 bytes by way of a double (beyond 2^53 that loses precision, which is kept on
-// purpose). 0 for any other size.
+// The number of processors from the bytes of a named value in this machine's byte order: 4 bytes
+// directly, 8 bytes through a double (which loses precision beyond 2^53 and is kept on purpose). 0
+// for any other size.
 std::uint64_t cpuCount(const Data& value);
 
 // The text before the first NUL, or all of it; nullopt if that is not valid UTF-8.

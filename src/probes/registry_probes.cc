@@ -39,7 +39,7 @@ std::optional<std::string> getBluetoothAddress() {
 
 ZORValue getUSBDevices() {
   ZORValue records = ZORValue::array();
-  // A platform that cannot be asked counts as one without devices.
+  // If the platform cannot be asked, it counts as having no devices.
   const auto devices = ports().devices.usbDevices();
   if (!devices) return records;
   for (const USBDevice& device : *devices) records.append(usbDeviceRecord(device));

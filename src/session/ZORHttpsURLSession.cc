@@ -56,7 +56,7 @@ std::shared_ptr<ZORHttpsURLSession> ZORHttpsURLSession::create() {
 void ZORHttpsURLSession::performRequestRetryCount(const URLRequest& request,
                                                   std::uint64_t retryCount,
                                                   const TransportCompletion& completionHandler) {
-  // A refusal may come, and the time pass, while an exchange of several steps is under way.
+  // Consent may be refused, and the time may pass, while an exchange of several steps is under way.
   if (!isPermitted()) {
     return endWithoutSending(completionHandler, URLErrorCode::cancelled,
                              literals::kNoConsentMessage.str());
@@ -67,7 +67,7 @@ void ZORHttpsURLSession::performRequestRetryCount(const URLRequest& request,
   }
   const auto ended = [weakSelf = weak_from_this(), request, retryCount, completionHandler](
                          const auto& body, const auto& response, const auto& error) {
-    // Deliberate: the error is not asked. A 200 that comes with one is final.
+    // Deliberate: the error is ignored. A 200 with an error is final too.
     if (hasStatusOK(response) || retryCount < 2) {
       zor_callBlock(completionHandler, body, response, error);
     } else if (const auto self = weakSelf.lock()) {
@@ -90,8 +90,8 @@ namespace {
 
 TrustEvaluation judge(ServerTrust* trust, const std::optional<std::string>& acceptHost) {
   if (trust == nullptr) return {TrustResult::invalid, "no certificate"};
-  // The policies replaced here follow the URL's host, which an address would never match. Where
-  // they cannot be replaced there is nothing to judge by.
+  // The policies replaced here follow the URL's host, which an address would never match. If they
+  // cannot be replaced, the chain cannot be judged.
   if (!trust->setPolicies({TrustPolicy{acceptHost}})) {
     return {TrustResult::invalid, "no policy for this name"};
   }

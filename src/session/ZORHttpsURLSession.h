@@ -24,7 +24,8 @@ bool zor_isRequestSuccess(const std::optional<Data>& body,
                           const std::optional<URLResponse>& response,
                           const std::optional<ZORError>& error);
 
-// Calls `block`, unless it is empty, at once and on the calling thread. What it throws ends here.
+// Calls `block`, unless it is empty, at once and on the calling thread. Exceptions from it are
+// dropped.
 void zor_callBlock(const TransportCompletion& block, const std::optional<Data>& body,
                    const std::optional<URLResponse>& response,
                    const std::optional<ZORError>& error);
@@ -74,8 +75,8 @@ class ZORHttpsURLSession final : public URLSessionDelegate,
                                 const TransportCompletion& completionHandler);
 
   // The host name that a server's certificate must match, whatever host the URL names; absent: the
-  // chain alone is judged. A change holds for every certificate judged from then on, those of
-  // requests under way too, so set it before a request is started.
+  // chain alone is judged. A change applies to every certificate judged from then on, including
+  // those of requests under way, so set it before a request is started.
   std::optional<std::string> acceptHost() const;
   void setAcceptHost(const std::optional<std::string>& acceptHost);
 

@@ -34,7 +34,7 @@ std::optional<double> givenTimeOf(const std::optional<ZORValue>& value) {
   return timeOf(value);
 }
 
-// The four values and their times; the fingerprint as far as the defaults hold it.
+// The four values and their times; the fingerprint only if the defaults hold it.
 CacheLook lookAtDefaults() {
   CacheLook look;
   auto values = ports().defaults.read(cacheKeys());

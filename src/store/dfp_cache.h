@@ -23,9 +23,10 @@ struct CacheTimes {
   std::optional<double> storedAt;  // Since 1970.
 };
 
-// Whether a fingerprint with these times may no longer be used at `now`. Without an expiry always.
-// Lifetime and store time, where both are there, win over the absolute expiry; a store time in the
-// future (the clock went back) counts as expired. At the very moment of expiry it is still valid.
+// Whether a fingerprint with these times may no longer be used at `now`. Always true without an
+// expiry. If there are both a lifetime and a store time, they win over the absolute expiry; a store
+// time in the future (the clock went back) counts as expired. At the very moment of expiry it is
+// still valid.
 bool isExpired(const CacheTimes& times, double now);
 
 // When a fingerprint with these times ends, by the same rule, in seconds since 1970. nullopt: it is
@@ -59,7 +60,7 @@ struct CacheLook {
 };
 CacheLook lookAtCache() ZOR_EXCLUDES(initPthreadMutex());
 
-// Clears the cache of what `look` found; a fingerprint that was stored since then stays.
+// Clears what `look` found from the cache; a fingerprint that was stored since then stays.
 Status clearCacheSeen(const CacheLook& look) ZOR_EXCLUDES(initPthreadMutex());
 
 // The fingerprint kept in the user defaults, else the one in the store file; never empty. nullopt

@@ -17,8 +17,8 @@ namespace zor {
 std::string dfp_slot_key(std::string_view slotPiece);
 
 // The store mutex of this process, `mutex`, made at the first call. It guards every
-// read-modify-write of the store file. Nothing is called or waited for under it but the file
-// itself: the lock that holds other processes off is taken before it.
+// read-modify-write of the store file. Only the file is accessed under it; the lock that keeps
+// other processes out is taken before it.
 Mutex& initPthreadMutex();
 
 // Where the store file lies: in the folder that the host chose, else in the library folder.

@@ -14,7 +14,7 @@ namespace {
 
 // The identifier of this process.
 struct Kept {
-  // Guards what follows. Nothing is called and no file is touched under it.
+  // Guards the members below. Nothing is called and no file is touched under it.
   Mutex mutex{LockRank::installationIdentifier};
   std::string identifier ZOR_GUARDED_BY(mutex);
   bool settled ZOR_GUARDED_BY(mutex) = false;  // Else `identifier` is empty or made up for now.
@@ -37,7 +37,7 @@ Reading<std::string> readIdentifier() {
   return inFile && inFile->empty() ? Reading<std::string>() : inFile;
 }
 
-// Takes over what was found, or decides on a new one. True: it is to be kept.
+// Takes over the identifier that was found, or decides on a new one. True: it has to be kept.
 bool settle(const Reading<std::string>& found) {
   std::string made = found ? *found : ports().random.uuidString();
   Kept& own = kept();
@@ -50,7 +50,7 @@ bool settle(const Reading<std::string>& found) {
   return own.settled && !found;
 }
 
-// One of the two places is enough.
+// Success if one of the two places holds it.
 Status keep(const std::string& identifier) {
   const Status inFile = dfp_store_write(slotKey(), identifier);
   const Status inDefaults = dfp_defaults_set(slotKey(), identifier);

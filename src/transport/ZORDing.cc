@@ -19,10 +19,10 @@ namespace {
 
 constexpr std::uint64_t kServiceAttempts = 2;
 
-// An operator may do without one. A list that is kept from another time is not used then.
+// An operator may have none. A list kept from an earlier time is then not used.
 bool hasBackupService() { return !literals::kBackupURL.view().empty(); }
 
-// The host that certificates must match. Never absent: that would accept those of every host.
+// The host that certificates must match. Never absent: that would accept certificates for any host.
 std::string expectedHost(const URLRequest& request) { return hostOfUrl(request.url).value_or(""); }
 
 // `ips` is not empty.
@@ -41,7 +41,7 @@ struct Call {
   }
 };
 
-// The last route. Without a backup address, or without the runner, the values at hand are final.
+// The last route. Without a backup address, or if the runner is gone, the values at hand are final.
 void performByBackup(const std::weak_ptr<ZORDing>& weakRunner, const Call& call,
                      const std::optional<Data>& body, const std::optional<URLResponse>& response,
                      const std::optional<ZORError>& error) {
@@ -64,7 +64,7 @@ void performByAddress(const std::weak_ptr<ZORDing>& weakRunner, const Call& call
   runner->urlSession()->performRequestRetryCount(
       zor_replaceHostForRequest(chooseOne(ips), call.request), kServiceAttempts,
       [weakRunner, call](const auto& body, const auto& response, const auto& error) {
-        // Deliberate: the outcome is not looked at. Even a success gives way to a backup address.
+        // Deliberate: the result is ignored. Even after a success a backup address is tried.
         performByBackup(weakRunner, call, body, response, error);
       });
 }
@@ -82,13 +82,13 @@ void performByOtherRoutes(const std::weak_ptr<ZORDing>& weakRunner, const Call& 
       call.request.deadline);
 }
 
-// The backup list by one of the addresses that the resolver found for its service.
+// Fetches the backup list by one of the addresses that the resolver found for its service.
 void fetchBackupByAddress(const std::weak_ptr<ZORDing>& weakRunner, const URLRequest& request,
                           const std::vector<std::string>& ips, const std::string& host) {
   const auto runner = weakRunner.lock();
   if (!runner) return;
-  // Deliberate: on the session of the service, so the certificate is judged by the host that the
-  // runner's own request named last, not by the backup service's.
+  // Deliberate: on the session of the service, so the certificate is judged for the host of the
+  // runner's latest request, not for the backup service's.
   runner->urlSession()->performRequestRetryCount(
       zor_replaceHostForRequest(chooseOne(ips), request), kServiceAttempts,
       [weakRunner, host](const auto& body, const auto& response, const auto& error) {

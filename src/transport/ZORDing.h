@@ -1,4 +1,4 @@
-// Gets a request through when the network does not.
+// Gets a request through by other routes when the direct one fails.
 #ifndef ZOR_TRANSPORT_ZORDING_H_
 #define ZOR_TRANSPORT_ZORDING_H_
 
@@ -16,9 +16,9 @@ namespace zor {
 
 class ZORHttpsURLSession;
 
-// `request` with an address for the host in its URL, all else kept. A host that is no address
-// literal, a name included, leaves a request without URL, which the loader refuses: an attempt that
-// failed, never a request to somewhere else.
+// `request` with an address for the host in its URL, everything else is kept. If `host` is not an
+// address literal (a name is not), the result has no URL, and the loader refuses it: a failed
+// attempt, never a request to somewhere else.
 URLRequest zor_replaceHostForRequest(const std::string& host, const URLRequest& request);
 
 // The request runner: by name, then by an address from HTTPDNS, then by a backup address, twice
@@ -35,8 +35,10 @@ class ZORDing final : public std::enable_shared_from_this<ZORDing> {
   static std::shared_ptr<ZORDing> create();
   explicit ZORDing(Private);  // For create() only.
 
+  using RouteObserver = std::function<void(zor_fingerprint_route route)>;
+
   // Sends `request`, whose URL names the service's host, and gives `handler` the values of the last
-  // attempt unchanged; where the resolver failed and there is no backup address, those of the first
+  // attempt unchanged or, if the resolver failed and there is no backup address, those of the first
   // attempt with the resolver's error. Returns at once.
   // Selector: performRequest:completionHandler:
   //
@@ -49,7 +51,6 @@ class ZORDing final : public std::enable_shared_from_this<ZORDing> {
   //           ZOR_FINGERPRINT_ERROR_TOTAL_TIME alone, and no further attempt is made.
   // Routes:   `onRoute`, which may be empty and must not block, is told of each route when it is
   //           tried, on any thread.
-  using RouteObserver = std::function<void(zor_fingerprint_route route)>;
   void performRequest(const URLRequest& request, const TransportCompletion& handler,
                       const RouteObserver& onRoute = {});
 
@@ -58,11 +59,11 @@ class ZORDing final : public std::enable_shared_from_this<ZORDing> {
   void performRequestUsingBackupIP(const URLRequest& request, const std::string& backupIP,
                                    const TransportCompletion& handler);
 
-  // Fetches the backup list once and keeps what comes. Returns at once.
+  // Fetches the backup list once and keeps the result. Returns at once.
   void requestBackupIp();
 
-  // Keeps the list in the body of the service's answer, or removes the kept one when the answer
-  // says that there is none. Other bodies, and none, change nothing. A list in use stays in use.
+  // Keeps the list in the body of the service's answer, or removes the kept one if the answer says
+  // that there is none. Any other body, or no body, changes nothing. A list in use stays in use.
   // Selector: saveCloudBackup:
   void saveCloudBackup(const std::optional<Data>& body);
 

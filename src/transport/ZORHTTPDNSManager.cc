@@ -168,7 +168,7 @@ void ZORHTTPDNSManager::resolveHttpDns() {
       return;  // Its result answers the blocks.
   }
   auto url = httpDnsUrl(literals::kHttpDnsBootstrapFormat.view(), address, serviceHost);
-  // Deliberate: the host stays marked, so nobody who asks for it is answered any more.
+  // Deliberate: the host stays marked, so later callers that ask for it get no answer.
   if (!url) return;
   sendResolveRequest(plainRequest(std::move(*url)), serviceHost);
 }
@@ -179,7 +179,7 @@ void ZORHTTPDNSManager::resolveHost(const std::string& host) {
     State& state = _state.get();
     const MutexLock lock(state.mutext);
     failedCount = state._hostFailedCount;
-    // Deliberate: only a look-up under way stops another; a host that is known is asked for again.
+    // Deliberate: only a look-up under way prevents another; a known host is looked up again.
     if (!state._resolvedStatus.insert(host).second) return;
   }
   const auto address = ipForHost(_config.httpDnsHost(), failedCount);
@@ -225,8 +225,8 @@ void ZORHTTPDNSManager::sendRequest(const URLRequest& request, const RequestSucc
           return;
         }
         if (!error && response) {
-          // Deliberate: this error goes nowhere. The report below and the block get the absent
-          // one of the transport.
+          // Deliberate: this error is not passed on. The report below and the block get the
+          // transport's error, which is absent.
           [[maybe_unused]] const ZORError unused = statusError(response->url);
         }
         sendPingback(response, error, url);
@@ -277,7 +277,7 @@ void ZORHTTPDNSManager::sheduleFailedCallbackForHost(const std::string& host,
   for (const FailureBlock& failed : callbacks.failed) callIgnoringExceptions(failed, error);
 }
 
-// The look-up of `host` is over: ends its mark together with taking those who wait.
+// The look-up of `host` is over: removes its mark and takes the waiting callbacks in one step.
 ZORHTTPDNSManager::Callbacks ZORHTTPDNSManager::takeCallbacks(const std::string& host) {
   State& state = _state.get();
   const MutexLock lock(state.mutext);

@@ -22,22 +22,23 @@ namespace zor {
 
 class ZORHttpsURLSession;
 
-// The URL that `format` makes of the service's address and a host to ask for; nullopt when one of
-// them is missing, or is no address and no host, so that neither can change what surrounds it.
+// The URL that `format` makes from the service's address and a host to ask for; nullopt if one of
+// them is missing or is neither an address nor a host, so that neither can change what surrounds
+// it.
 std::optional<std::string> httpDnsUrl(std::string_view format,
                                       const std::optional<std::string>& address,
                                       const std::string& host);
 
-// The addresses that an answer names, as they stand; each may be empty or no address. Empty pieces
-// are kept. None: the answer has no content.
+// The addresses that an answer names, unchanged; each may be empty or not an address. Empty pieces
+// are kept. The result is empty if the answer has no content.
 std::vector<std::string> httpDnsAddresses(const URLResponse& response);
 
 // The resolver. The service is itself reached by name: that name is resolved first, through the
 // service at one of its fixed addresses, and a host then at the first address of the answer.
 // Answers are kept as long as the resolver lives.
 //
-// A failed look-up is repeated at once, but only twice between two successes, whatever the hosts:
-// one counter serves them all.
+// A failed look-up is repeated at once, but only twice between two successes: one counter serves
+// all hosts.
 //
 // Threads: every member may be called from any thread. Blocks run with no lock held, on
 // zor_httpsOperationQueue() or, where the answer is already known, on the calling thread.
@@ -46,36 +47,39 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   struct Private {};
 
  public:
-  // Gets the addresses as the service gave them: at least one, each possibly empty or no address.
+  // Gets the addresses as the service gave them: at least one, each possibly empty or not an
+  // address.
   using SuccessBlock = std::function<void(const std::vector<std::string>& ips)>;
-  // Gets why there are none; absent when the service answered with another status than 200.
+  // Gets the reason why there are none; absent if the service answered with a status other than
+  // 200.
   using FailureBlock = std::function<void(const std::optional<ZORError>& error)>;
 
   // The resolver of the process, made at the first call and never released.
   static std::shared_ptr<ZORHTTPDNSManager> sharedInstance();
 
-  // One of its own for a caller with another service. Never null.
+  // A separate resolver, for a caller with another service. Never null.
   static std::shared_ptr<ZORHTTPDNSManager> create(
       ZORHttpDnsConfig config = ZORHttpDnsConfig::defaultConfig());
   ZORHTTPDNSManager(Private, ZORHttpDnsConfig config);  // For create() only.
   ~ZORHTTPDNSManager();
 
-  // Calls one of the blocks when the addresses of `host` are known or cannot be had. Concurrent
-  // requests for one host are answered together, in their order.
+  using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+
+  // Calls one of the blocks when the addresses of `host` are known or cannot be obtained.
+  // Concurrent requests for one host are answered together, in their order.
   // Selector: resolveIpForHost:success:failed:
   //
   // Absent:   blocks may be empty.
   // Calls:    one of the blocks, or neither when the service's fixed addresses make no URL. Without
   //           an HTTPDNS service it is the second, at once, and a failure record says so.
-  // Time:     the requests that are sent from now on, for whomever, end at `deadline`.
-  using Deadline = std::optional<std::chrono::steady_clock::time_point>;
+  // Time:     all requests sent from now on, for any caller, end at `deadline`.
   void resolveIpForHost(const std::string& host, const SuccessBlock& success,
                         const FailureBlock& failed, const Deadline& deadline = std::nullopt);
 
-  // What is known of `host`; nullopt when it is not resolved. Selector: ipsForHost:
+  // The known addresses of `host`; nullopt if it is not resolved. Selector: ipsForHost:
   std::optional<std::vector<std::string>> ipsForHost(const std::string& host);
 
-  // The first address of `host`, whatever the index; nullopt when it is not resolved.
+  // The first address of `host`, whatever the index; nullopt if it is not resolved.
   // Selector: ipForHost:withIndex:
   std::optional<std::string> ipForHost(const std::string& host, std::int64_t index);
 
@@ -89,13 +93,13 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   using RequestFailure = std::function<void(const std::optional<URLResponse>& response,
                                             const std::optional<ZORError>& error)>;
 
-  // Those who wait for one host.
+  // The callers that wait for one host.
   struct Callbacks {
     std::vector<SuccessBlock> success;
     std::vector<FailureBlock> failed;
   };
 
-  // Resolves the service first where it is not resolved yet.
+  // Resolves the service first if it is not resolved yet.
   void resolveHttpDnsForHostIfNeed(const std::string& host);
   // Selector: addResolveCallback:failed:forHost:
   void addResolveCallback(const SuccessBlock& success, const FailureBlock& failed,
@@ -112,15 +116,15 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   // Selectors: resolveHost:result: and resolveHost:failed:
   void resolveHostResult(const std::string& host, const ResolvedResults& result);
   void resolveHostFailed(const std::string& host, const std::optional<ZORError>& failed);
-  // Answer those who wait for `host`, and drop the blocks of the other kind. Both are spelled so in
-  // the interface. Selectors: sheduleSuccessCallbackForHost:,
+  // Call the waiting blocks of one kind for `host`, and drop those of the other kind. Both are
+  // spelled so in the interface. Selectors: sheduleSuccessCallbackForHost:,
   // sheduleFailedCallbackForHost:withError:
   void sheduleSuccessCallbackForHost(const std::string& host);
   void sheduleFailedCallbackForHost(const std::string& host, const std::optional<ZORError>& error);
 
   Callbacks takeCallbacks(const std::string& host);
 
-  // Of one process.
+  // One for each process.
   struct State {
     // Guards the members below. Not recursive; never held while a request is sent or a block runs.
     // Spelled so in the interface.
@@ -137,8 +141,8 @@ class ZORHTTPDNSManager final : public std::enable_shared_from_this<ZORHTTPDNSMa
   OwnedPerProcess<State> _state;
   const std::int64_t _hostRetryCount = 2;
   const ZORHttpDnsConfig _config;
-  // Without an acceptHost: the service is asked by address, and answers that lead astray are found
-  // out when the address is used, by the certificate.
+  // Without an acceptHost: the service is asked by address, and a wrong answer is detected by the
+  // certificate when the address is used.
   const std::shared_ptr<ZORHttpsURLSession> _session;
 };
 

@@ -8,8 +8,8 @@
 
 namespace zor {
 
-// The name of the HTTPDNS service and the addresses that lead to it while it is not resolved. A
-// plain value. Both are empty when there is no such service.
+// The name of the HTTPDNS service and the addresses at which it is reached until its name is
+// resolved. A plain value. Both are empty when there is no such service.
 class ZORHttpDnsConfig {
  public:
   ZORHttpDnsConfig(std::string httpDnsHost, std::vector<std::string> ips)

@@ -20,7 +20,7 @@ std::optional<std::string> documentInBackupAnswer(const Data& body) {
   }
   const ZORValue& document = first[literals::kBackupDataKey.view()];
   if (document.isNull()) return "";
-  // A damaged answer must not cost the list that is kept.
+  // A damaged answer must not replace the kept list.
   if (!document.isText() || document.text()->size() > kMaxBackupDocumentBytes) return std::nullopt;
   return *document.text();
 }

@@ -10,8 +10,8 @@
 
 namespace zor {
 
-// Reports an exchange that failed. `format` takes the response's status, the error's domain, code
-// and description, and `subject`, the host or URL it was about. Without a response the status is 0;
+// Reports a failed exchange. `format` takes the response's status, the error's domain, code and
+// description, and `subject`, the host or URL concerned. Without a response the status is 0;
 // without an error its texts are absent and its code is 0. Callable from any thread; returns at
 // once.
 void sendExchangePingback(const std::string& errorType, std::string_view format,

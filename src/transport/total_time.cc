@@ -24,12 +24,13 @@ ZORError totalTimeError() {
           literals::kTotalTimeMessage.str()};
 }
 
-// Whoever takes the handler calls it. Shared by the request's chain and the thread that waits.
+// The side that takes the handler calls it. Shared by the request's chain and the thread that
+// waits.
 class Handler {
  public:
   explicit Handler(TransportCompletion handler) : _handler(std::move(handler)) {}
 
-  // Empty: it was taken before, or dropped.
+  // Empty if it was already taken or dropped.
   TransportCompletion take() ZOR_EXCLUDES(_mutex) {
     const MutexLock lock(_mutex);
     _isTaken = true;
@@ -70,7 +71,7 @@ void waitAndEnd(const std::shared_ptr<Handler>& handler, Clock::time_point deadl
   if (!due) return;
   zor_httpsOperationQueue().addOperation(
       [due = std::move(due)] { zor_callBlock(due, std::nullopt, std::nullopt, totalTimeError()); });
-} catch (...) {  // NOLINT(bugprone-empty-catch): no memory for the call, nor for another.
+} catch (...) {  // NOLINT(bugprone-empty-catch): no memory to call it, now or later.
 }
 
 void startWaiting(const std::shared_ptr<Handler>& handler, Clock::time_point deadline) {

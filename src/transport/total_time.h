@@ -13,7 +13,8 @@ namespace zor {
 // a failure that arrives later is that error too. The result may be copied; when all copies are
 // gone without a call, `handler` is never called.
 //
-// Starts a thread that waits. If the system has none to spare, only the exchanges' own limits hold.
+// Starts a thread that waits. If the system has none to spare, only the exchanges' own limits
+// apply.
 TransportCompletion endingAt(std::chrono::steady_clock::time_point deadline,
                              const TransportCompletion& handler);
 

@@ -25,9 +25,9 @@ namespace {
 constexpr std::size_t kMaxNameBytes = 256;
 
 struct Session {
-  // Makes those who settle the identifier or change what is kept take turns: two first calls at
-  // once would otherwise generate two. Whoever finds the cache filled does not need it. The lock
-  // that holds other processes off the slots is taken before both.
+  // Taken by callers that settle the identifier or change what is kept: otherwise two first calls
+  // at once would generate two identifiers. A caller that finds the cache filled does not need it.
+  // The lock that keeps other processes away from the slots is taken before both.
   Mutex settling{LockRank::sharedIdentifierSearch};
   // Generated while something could not be read; empty: none.
   std::string madeUpForNow ZOR_GUARDED_BY(settling);
@@ -164,8 +164,8 @@ Findings readFindings(const std::string& application) {
   return findings;
 }
 
-// Of identifiers in equally many slots the last in the order of their bytes, so that every
-// application takes the same.
+// If several identifiers are in equally many slots, the last in byte order wins, so that every
+// application takes the same one.
 std::optional<std::string> mostFrequent(const std::map<std::string, unsigned>& slotsPerIdentifier) {
   std::optional<std::string> most;
   unsigned slots = 0;
@@ -304,7 +304,7 @@ std::string findIdentifier(ZORError* error) {
   std::unique_ptr<FileLock> otherProcessesHeldOff;
   if (!findings.localIdentifier || claimsSlot(findings)) otherProcessesHeldOff = lockSlots();
   const MutexLock lock(session().settling);
-  if (auto value = cachedValue(error)) return *value;  // Another thread was quicker.
+  if (auto value = cachedValue(error)) return *value;  // Another thread was faster.
   if (otherProcessesHeldOff) findings = readFindings(application);
   return settle(std::move(findings), application, error);
 }

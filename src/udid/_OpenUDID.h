@@ -12,7 +12,7 @@
 
 namespace zor {
 
-// Slots in which applications leave their copy of the identifier.
+// The number of slots in which applications leave their copies of the identifier.
 constexpr unsigned kSharedIdentifierSlots = 100;
 // The pasteboard that is the slot of that index.
 std::string sharedSlotName(unsigned index);
@@ -24,8 +24,9 @@ enum class SharedIdentifierOutcome : std::int64_t {
   conflict = 2,    // The local identifier is kept, though most slots hold another.
 };
 
-// Keeps the identifier in the user's named pasteboards, one slot an application, and a copy in the
-// application's own defaults. What most slots hold is adopted by an application that has none.
+// Keeps the identifier in the user's named pasteboards, one slot for each application, and a copy
+// in the application's own defaults. An application that has none adopts the identifier that most
+// slots hold.
 //
 // Not readable now: while a slot or the defaults cannot be read, nothing is kept or claimed, and
 // the next call looks again. A slot that another user has closed to this one is merely passed over.
@@ -51,7 +52,7 @@ class _OpenUDID {
   // found afresh.
   static void _dfp_setOptOut(bool optOut);
 
-  // How the last call that had something to keep fared. Success: it is on the disk.
+  // The result of the last call that had something to keep. Success: it is on the disk.
   static Status statusOfKeeping();
 
   // Forgets the value that this process has found: the next one is found afresh.

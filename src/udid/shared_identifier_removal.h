@@ -14,7 +14,7 @@ namespace zor {
 std::optional<ZORValue> sharedIdentifierCopy();
 
 // Whether a slot holds what this application has put there. A slot that cannot be read counts when
-// the copy names it. Without the copy nobody knows.
+// the copy names it. Without the copy this cannot be known.
 bool hasOwnSharedSlot();
 
 // Clears those slots; the slots of other applications stay.
