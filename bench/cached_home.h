@@ -27,8 +27,8 @@ class CachedHome {
 };
 
 // The home of this program, in its environment from the first call on; removed when it exits. Every
-// benchmark that reaches the user's files calls this first, so that the home of the one who
-// measures is left alone and the order of the benchmarks does not matter.
+// benchmark that accesses the user's files calls this first, so that the real home is left alone
+// and the order of the benchmarks does not matter.
 const CachedHome& ownHome();
 
 }  // namespace zor::bench

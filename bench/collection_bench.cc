@@ -87,8 +87,8 @@ double secondsInChild(void (*work)()) {
 
 void collectOnce() { benchmark::DoNotOptimize(ZORDataCollector_mac().collect()); }
 
-// Each iteration is the first of its process. Stands before the warm one, which would warm the
-// process that is copied.
+// Each iteration is the first of its process. Registered before the warm one, which would warm up
+// the process that is copied.
 void cold(benchmark::State& state, void (*work)()) {
   ownHome();
   for ([[maybe_unused]] const auto iteration : state) state.SetIterationTime(secondsInChild(work));

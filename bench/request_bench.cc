@@ -1,4 +1,4 @@
-// Exchanges with the sandbox over TLS, each beside the same ones made by bare libcurl.
+// Exchanges with the sandbox over TLS, compared with the same ones made by bare libcurl.
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>
 
@@ -80,7 +80,7 @@ bool succeeds(const Start& start) {
 
 std::size_t dropBody(const char*, std::size_t, std::size_t count, void*) { return count; }
 
-// Exchanges by libcurl's easy interface on one thread, checked by libcurl itself.
+// Exchanges through libcurl's easy interface on one thread; libcurl checks the certificates itself.
 class BareCurl {
  public:
   BareCurl() : _handle(::curl_easy_init()) {

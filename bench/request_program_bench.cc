@@ -1,4 +1,4 @@
-// Whole programs that make one request to the sandbox: by bare libcurl, and through a session.
+// Whole programs that make one request to the sandbox: with bare libcurl, and through a session.
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>

@@ -7,8 +7,8 @@
 
 namespace zor::bench {
 
-// Runs `program` of the benchmarks with that environment ("NAME=value") and waits for its end.
-// Whether it started and ended with status 0.
+// Runs the benchmarks' `program` with that environment ("NAME=value") and waits for its end.
+// Returns whether it started and ended with status 0.
 bool runProgram(const std::string& program, std::vector<std::string> arguments,
                 std::vector<std::string> environment);
 

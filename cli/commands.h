@@ -51,13 +51,13 @@ int runPingbacksUpload(bool json);
 // Deletes them.
 int runPingbacksClear(bool json);
 
-// Prints what the person answered, or keeps an answer first.
+// Prints the answer about consent, after storing `answer` if there is one.
 int runConsent(std::optional<ZORConsent> answer, bool json);
 
-// Erases what the library keeps for this program; with `dryRun`, only says what would go.
+// Erases what the library keeps for this program; with `dryRun`, only shows what would be erased.
 int runErase(bool dryRun, bool json);
 
-// Prints when this program last asked the service, how that ended, and what waits.
+// Prints when this program last asked the service, how that ended, and which records are waiting.
 int runLast(bool json);
 
 // Tries each route to the service once and shows the results.

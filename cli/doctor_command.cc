@@ -136,7 +136,7 @@ LookUp lookUp(const std::string& route, std::string_view format, const std::stri
   return made;
 }
 
-// Tries the fixed addresses in turn, one row each, until one answers: the resolver uses any of
+// Tries the fixed addresses in turn, one row each, until one answers: the resolver may use any of
 // them.
 std::vector<std::string> checkBootstrap(std::vector<RouteCheck>& checks) {
   const auto config = ZORHttpDnsConfig::defaultConfig();

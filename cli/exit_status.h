@@ -6,7 +6,7 @@ namespace zor::cli {
 
 enum ExitStatus : int {
   kDone = 0,
-  kFailed = 1,  // On this machine: the report could not be made, or a file not be read or written.
+  kFailed = 1,  // On this machine: no report could be made, or a file could not be read or written.
   kWrongUsage = 2,
   kRefused = 3,    // The service refused.
   kTransport = 4,  // No usable answer reached this machine.

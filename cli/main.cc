@@ -46,7 +46,7 @@ std::string refuseNotANumber(const std::string& text) {
   return std::isnan(std::strtod(text.c_str(), nullptr)) ? text + " is not a number" : "";
 }
 
-// What collects, keeps or sends, and does not ask the library for its permission by itself.
+// Wraps a command that collects, keeps or sends but does not check for permission itself.
 Command whenPermitted(const Command& command) {
   return [command](HostPorts& host) {
     if (ZORFingerPrint::isPermitted()) return command(host);
@@ -172,8 +172,8 @@ void addOthers(CLI::App& app, Arguments& arguments, Command& command) {
   });
 }
 
-// The first redirection that has the wrong form; nullopt: all are right. Requests must not be sent
-// without it: what is meant for a sandbox would reach the operator's service.
+// The first redirection that has the wrong form; nullopt if all are right. Requests must not be
+// sent without a redirection: what is meant for a sandbox would reach the operator's service.
 std::optional<std::string> wrongRedirection(const std::vector<std::string>& connectTo) {
   const auto wrong = std::find_if_not(connectTo.begin(), connectTo.end(), isConnectToEntry);
   return wrong == connectTo.end() ? std::nullopt : std::optional(*wrong);

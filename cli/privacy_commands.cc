@@ -45,7 +45,7 @@ ZORValue asJson(const std::optional<LastRequest>& last, const PendingRecords& wa
 
 void printForPeople(const std::optional<LastRequest>& last, const ZORValue& records) {
   if (!last) {
-    std::cout << "This program has not asked the service, as far as is kept." << std::endl;
+    std::cout << "No record of a request by this program." << std::endl;
   } else {
     printTable({{"asked at", shownTime(last->askedAt)},
                 {"ended at", shownTime(last->endedAt)},
@@ -53,7 +53,7 @@ void printForPeople(const std::optional<LastRequest>& last, const ZORValue& reco
                 {"route", last->route.value_or("-")}});
   }
   if (records.size() == 0) {
-    std::cout << "No failure records wait." << std::endl;
+    std::cout << "No failure records are waiting." << std::endl;
   } else {
     printRecords(records);
   }

@@ -90,7 +90,7 @@ std::vector<std::string> accountAsRow(const EntryAccount& account, bool unsealed
           isMasked(account, unsealed) ? "(sealed; --unseal shows it)" : shown(account.value)};
 }
 
-// What the last line says.
+// The content of the last line.
 struct Summary {
   std::size_t entries = 0;
   std::size_t found = 0;
@@ -100,7 +100,7 @@ struct Summary {
   std::vector<std::string> rootWouldAdd;
 };
 
-// Of the entries that are read together (the hardware addresses), one counts for the time.
+// If entries are read together (the hardware addresses), only one counts for the time.
 bool countsForTime(Entry entry) {
   return entry != Entry::firstInterface && entry != Entry::secondInterface &&
          entry != Entry::thirdInterface && entry != Entry::sealedBlock;
@@ -165,7 +165,7 @@ int explain(const ReportOptions& options) {
   return kDone;
 }
 
-// False: a name is unknown, and the person was told.
+// False: a name is unknown, and a message says so.
 bool withhold(const std::vector<std::string>& names) {
   ZORConfig config;
   if (const auto error = config.setWithheldEntries(names)) {

@@ -47,7 +47,7 @@ std::string withoutControlCharacters(const std::string& given) {
 }
 
 constexpr std::size_t kGapColumns = 2;         // Between two columns of a table.
-constexpr std::size_t kMinFoldedColumns = 16;  // A narrower terminal gets longer lines.
+constexpr std::size_t kMinFoldedColumns = 16;  // On a narrower terminal lines overflow.
 
 std::size_t widthOfColumn(const std::vector<std::vector<std::string>>& rows, std::size_t column) {
   std::size_t width = 0;
@@ -55,7 +55,7 @@ std::size_t widthOfColumn(const std::vector<std::vector<std::string>>& rows, std
   return width;
 }
 
-// Columns of the terminal that standard output is; COLUMNS wins. 0: lines may have any length.
+// The width of the terminal behind standard output; COLUMNS wins. 0: lines may have any length.
 std::size_t outputWidth() {
   const char* const setting = std::getenv("COLUMNS");
   const unsigned long given = setting != nullptr ? std::strtoul(setting, nullptr, 10) : 0;

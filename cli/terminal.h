@@ -14,11 +14,12 @@ namespace zor::cli {
 // Prints rows as columns wide enough for their widest cell; the first row is the heading.
 void printTable(const std::vector<std::vector<std::string>>& rows);
 
-// As printTable(), but the last two columns fold at the terminal's width: what does not fit goes on
-// in the lines below. Where the output is not a terminal nothing folds, unless COLUMNS is set.
+// As printTable(), but the last two columns fold at the terminal's width: what does not fit
+// continues on the lines below. If the output is not a terminal, nothing folds unless COLUMNS is
+// set.
 void printFoldedTable(const std::vector<std::vector<std::string>>& rows);
 
-// "2026-11-22 20:31:05 UTC"; "-" when absent or beyond what a calendar can show.
+// "2026-11-22 20:31:05 UTC"; "-" if absent or beyond what a calendar can show.
 std::string shownTime(const std::optional<double>& secondsSince1970);
 
 // Prints one line of compact JSON; ill-formed UTF-8 in it is replaced.
@@ -45,7 +46,7 @@ class StandardOutputToError {
   StandardOutputToError& operator=(const StandardOutputToError&) = delete;
 
  private:
-  const int _standardOutput;  // Negative: there is none, and nothing is redirected.
+  const int _standardOutput;  // Negative: it was closed, and nothing is redirected.
 };
 
 // Shows progress to a person who waits at a terminal; silent elsewhere.

@@ -1,5 +1,5 @@
-// What the fuzz targets share. Each hands one reader of foreign bytes whatever libFuzzer makes up
-// and claims what must hold of the outcome; scripts/fuzz builds and runs them.
+// What the fuzz targets share. Each passes libFuzzer's input to one parser of untrusted bytes and
+// checks what must hold for the result; scripts/fuzz builds and runs them.
 #ifndef ZOR_FUZZ_FUZZ_INPUT_H_
 #define ZOR_FUZZ_FUZZ_INPUT_H_
 

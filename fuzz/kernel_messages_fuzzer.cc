@@ -1,5 +1,5 @@
-// Binary messages: of the kernel's, and the notes in an executable. Damage must end in no value,
-// within the bytes that are there.
+// Binary formats: the kernel's messages, and the notes in an executable. Damaged input must give no
+// value, and nothing beyond its bytes may be read.
 #include "fuzz/fuzz_input.h"
 #include "platform/linux/bluetooth_management.h"
 #include "platform/linux/bundle_info.h"

@@ -1,5 +1,5 @@
-// Texts of others: numbers, encodings, encrypted entries, and the files a system describes itself
-// in. What must hold is checked against the C library or by going there and back.
+// Untrusted texts: numbers, encodings, encrypted entries, and the files in which a system describes
+// itself. Results are checked against the C library or by converting back and forth.
 #include <cmath>
 
 #include "crypto/request_signature.h"

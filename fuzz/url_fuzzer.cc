@@ -1,5 +1,5 @@
-// Addresses that a name service or a backup list may give: none may lead a request astray. The
-// judge is the URL reader of the library that sends the requests.
+// Addresses that a name service or a backup list may give: none may redirect a request elsewhere.
+// Checked with the URL parser of the library that sends the requests.
 #include <curl/curl.h>
 
 #include <array>
@@ -54,7 +54,7 @@ void asksTheServiceAlone(const std::string& address, const std::string& host) {
   require(parsed.part(CURLUPART_QUERY) == "host=" + host);
 }
 
-// The host whose certificate is required is the one that is contacted.
+// The host whose certificate is required must be the one that is contacted.
 void readsTheHostThatIsAsked(const std::string& url) {
   const auto host = hostOfUrl(url);
   if (!host) return;

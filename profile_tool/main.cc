@@ -28,11 +28,11 @@ int fail(const std::string& message) {
 
 std::uint32_t randomNumber() { return ports().random.randomNumber(); }
 
-// Writes a file that must not exist yet, for its owner alone. Returns what went wrong; then the
-// file is not there.
+// Writes a file that must not exist yet, readable for its owner alone. Returns what went wrong; the
+// file then does not exist.
 std::string writeNewFile(const std::string& path, const std::string& text) {
   const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (file < 0) return path + " cannot be made: " + std::strerror(errno);
+  if (file < 0) return path + " cannot be created: " + std::strerror(errno);
   std::size_t written = 0;
   while (written < text.size()) {
     const ssize_t count = ::write(file, text.data() + written, text.size() - written);
@@ -126,25 +126,25 @@ int rotate(const std::string& path) {
     ::unlink(unfinished.c_str());
     return fail(problem);
   }
-  std::cout << path << " has fresh keys. Clients of the old ones go on as before: serve both "
-            << "until the last of them is gone.\n";
+  std::cout << path << " has fresh keys. Clients with the old keys keep using them: serve both "
+            << "until the last such client is gone.\n";
   return kDone;
 }
 
 void addNew(CLI::App& app, std::string& path, NewProfile& wishes) {
   CLI::App* sub = app.add_subcommand("new", "Make a profile with fresh keys");
-  sub->add_option("FILE", path, "The file to make; must not exist")->required();
+  sub->add_option("FILE", path, "The file to create; must not exist")->required();
   sub->add_option("--service", wishes.service, "https URL of the fingerprint service")->required();
   sub->add_option("--name", wishes.name, "Short name; otherwise made from the service's host");
   sub->add_option("--backup", wishes.backup, "URL of the backup list; otherwise on the same host");
-  sub->add_flag("--no-backup", wishes.withoutBackup, "Do without the backup list");
+  sub->add_flag("--no-backup", wishes.withoutBackup, "Leave the backup list out");
   sub->add_option("--pingback", wishes.pingback,
                   "URL of the failure records' upload; otherwise on the same host");
-  sub->add_flag("--no-pingback", wishes.withoutPingback, "Do without the upload");
+  sub->add_flag("--no-pingback", wishes.withoutPingback, "Leave the upload out");
   sub->add_option("--httpdns-host", wishes.httpDnsHost, "Host name of the HTTPDNS service");
   auto* host = sub->get_option("--httpdns-host");
   sub->add_option("--httpdns-address", wishes.httpDnsAddresses,
-                  "A fixed address of it; repeatable. None turns HTTPDNS off")
+                  "One of its fixed addresses; repeatable. Without any, HTTPDNS is off")
       ->allow_extra_args(false)
       ->needs(host);
 }
@@ -162,7 +162,7 @@ int run(int argumentCount, char** argumentValues) {
     sub->add_option("FILE", path, "The profile")->required();
     return sub;
   };
-  add("check", "Say everything that is wrong with a profile");
+  add("check", "List everything that is wrong with a profile");
   add("show", "Show a profile")->add_flag("--keys", withKeys, "Show its keys too");
   CLI::App* diff = add("diff", "Show what differs between two profiles; status 1 if anything does");
   diff->add_option("OTHER", other, "The other profile")->required();

@@ -37,7 +37,7 @@ std::size_t numberOr(const ZORValue& value, std::size_t otherwise) {
   return value.integer() ? static_cast<std::size_t>(*value.integer()) : otherwise;
 }
 
-// As JSON's readers in CMake name the kinds.
+// Names the kinds as CMake's JSON commands do.
 const char* kindName(const ZORValue& value) {
   if (value.isText()) return "STRING";
   if (value.isArray()) return "ARRAY";
@@ -230,7 +230,7 @@ std::string randomText(std::size_t length, const RandomNumbers& random) {
   std::string text;
   while (text.size() < length) {
     const std::uint32_t number = random();
-    if (number < limit) text += alphabet[number % count];  // Else some would be more likely.
+    if (number < limit) text += alphabet[number % count];  // For equal chances.
   }
   return text;
 }

@@ -1,4 +1,4 @@
-// The baseline of a program's one request: libcurl alone, checked by libcurl itself.
+// The baseline of a program's one request: libcurl alone, which checks the certificate itself.
 // usage: zor_bench_request_bare URL CONNECT_TO...      the root is what SSL_CERT_FILE names
 #include <curl/curl.h>
 

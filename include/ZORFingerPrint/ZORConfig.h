@@ -13,9 +13,9 @@ namespace zor {
 
 class ZOR_EXPORT ZORConfig {
  public:
-  // An absolute path of a folder that takes the place of the default one for the store file; it is
-  // made when it is needed. What an earlier folder holds is not moved. Not checked: a relative path
-  // follows the working directory at each use. Absent, empty or a null pointer: no change.
+  // An absolute path of a folder that replaces the default one for the store file; it is created
+  // when needed. The content of an earlier folder is not moved. The path is not checked: a relative
+  // one follows the working directory at each use. Absent, empty or a null pointer: no change.
   const std::optional<std::string>& storePath() const { return _storePath; }
   void setStorePath(std::optional<std::string> path) { _storePath = std::move(path); }
   void setStorePath(const char* path) {
@@ -24,23 +24,23 @@ class ZOR_EXPORT ZORConfig {
 
   // Whether the person at the machine has to agree before the library does anything; see
   // ZORFingerPrint::setConsent(). Holds for this process: to be set at every start, before anything
-  // else. `false` takes back what the host required, never what the operator's profile requires.
+  // else. `false` cancels the host's requirement, never that of the operator's profile.
   // Absent: no change.
   const std::optional<bool>& consentRequired() const { return _consentRequired; }
   void setConsentRequired(bool required) { _consentRequired = required; }
 
   // The time for a request over all its routes and repeats, in seconds from the call that starts
-  // it; who joins it later shares what is left. When it has passed the callback gets the error
-  // ZOR_FINGERPRINT_ERROR_TOTAL_TIME, and nothing more is sent. 0 or less, and no number: no limit,
-  // as at first; with every route silent a request then takes some minutes. Holds for requests that
-  // start later in this process. Absent: no change.
+  // it; callers that join it later share what is left. When it has passed, the callback gets the
+  // error ZOR_FINGERPRINT_ERROR_TOTAL_TIME, and nothing more is sent. 0, a negative number and NaN
+  // mean no limit, which is the default; a request then takes some minutes if no route answers.
+  // Holds for requests that start later in this process. Absent: no change.
   const std::optional<double>& totalTimeoutSeconds() const { return _totalTimeoutSeconds; }
   void setTotalTimeoutSeconds(double seconds) { _totalTimeoutSeconds = seconds; }
 
   // Leaves entries out of the report, by the names of ZORFingerPrint::entryNames(): their probes do
-  // not run, and the report has null in their place. With "sealed-block" all that is in it is left
-  // out. Holds for this process. An empty list takes back what was withheld before. Absent: no
-  // change. The error: a name is unknown, and nothing is changed; it names the nearest right one.
+  // not run, and the report has null in their place. "sealed-block" leaves out everything in that
+  // block. Holds for this process. An empty list withholds nothing any more. Absent: no change. The
+  // error: a name is unknown, and nothing is changed; it suggests the nearest known name.
   std::optional<ZORError> setWithheldEntries(const std::vector<std::string>& names);
   const std::optional<std::vector<std::string>>& withheldEntries() const {
     return _withheldEntries;

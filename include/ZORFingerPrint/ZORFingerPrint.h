@@ -5,11 +5,11 @@
 //         ...
 //       });
 //
-// Nothing is thrown across this interface but std::bad_alloc, and that only by functions that
-// return a new object or value; getFingerprint(), getEnvInfo() and clearFingerprintCache() throw
-// nothing at all. After a fork the child may use it afresh; callbacks that waited in the parent
-// stay the parent's. A child that is forked in a callback must not return from it: the thread that
-// would go on is the library's.
+// Only std::bad_alloc is thrown across this interface, and only by functions that return a new
+// object or value; getFingerprint(), getEnvInfo() and clearFingerprintCache() throw nothing at all.
+// After a fork the child may use it afresh; callbacks that waited in the parent stay with the
+// parent. A child that is forked in a callback must not return from it: it would continue on a
+// thread of the library.
 #ifndef ZORFINGERPRINT_ZORFINGERPRINT_H_
 #define ZORFINGERPRINT_ZORFINGERPRINT_H_
 
@@ -30,17 +30,17 @@
 #include <vector>
 
 extern "C" {
-// The version of the library as a framework carries it.
+// The version number that a framework carries.
 ZOR_EXPORT extern const double ZORFingerPrintVersionNumber;
 ZOR_EXPORT extern const unsigned char ZORFingerPrintVersionString[];
 }
 
 namespace zor {
 
-// The outcome of getFingerprint(). On success `error` holds nothing; `fingerprint` has content, but
-// for a service that answered without one. On failure `fingerprint` is "" and `error` is what the
-// transport reported, the service's whole answer when it refused, or nothing when its answer could
-// not be read.
+// The outcome of getFingerprint(). On success `error` holds nothing, and `fingerprint` is not empty
+// unless the service answered without one. On failure `fingerprint` is "", and `error` is what the
+// transport reported, the service's whole answer if it refused, or nothing if its answer could not
+// be read.
 using ZORFingerprintCallback = std::function<void(bool success, const ZORFingerprintError& error,
                                                   const std::string& fingerprint)>;
 
@@ -74,33 +74,33 @@ class ZOR_EXPORT ZORFingerPrint final {
   // Names the application whose values the library keeps, in place of the main bundle, for the rest
   // of the process: for interpreters and plug-ins, whose main bundle is another program's. To be
   // called before any other function of the library and while no other thread uses it. False, and
-  // nothing changes: the library is in use or the application named otherwise already, or a text is
-  // empty, longer than 200 bytes, not valid UTF-8 or has a NUL inside. Nothing is thrown.
+  // nothing changes: the library is in use already, the application has another name already, or a
+  // text is empty, longer than 200 bytes, not valid UTF-8 or has a NUL inside. Nothing is thrown.
   static bool setApplication(const std::string& identifier, const std::string& version);
 
-  // Keeps what the person at the machine answered, in the user defaults: it counts for every
-  // process of this application, also for later runs. `unknown` takes the answer back.
+  // Keeps what the person at the machine answered, in the user defaults: it applies to every
+  // process of this application and to later runs. `unknown` takes the answer back.
   //
   // Without permission (consent is required and was not given, or was refused, required or not)
   // nothing is collected, kept or sent and no thread is started: getFingerprint() fails with the
   // code ZOR_FINGERPRINT_ERROR_NO_CONSENT, getEnvInfo() gives nothing, identifier() is "". The
-  // host's own settings are kept all the same, and the functions of ZORProbes.h answer the host.
+  // host's own settings are still kept, and the functions of ZORProbes.h still answer the host.
   //
-  // A refusal erases what was kept, as eraseLocalData() does, but for the refusal. A request under
-  // way takes no further step, ends with the same code, and nothing of it is kept.
-  // The error: not everything could be erased; it says what, and why. The answer counts all the
-  // same. Threads: callable from any, also from a callback.
+  // A refusal erases what was kept, as eraseLocalData() does, except for the refusal itself. A
+  // request under way takes no further step, ends with the same code, and nothing of it is kept.
+  // The error: not everything could be erased; it says what, and why. The answer applies even then.
+  // Threads: callable from any, also from a callback.
   static std::optional<ZORError> setConsent(ZORConsent consent);
   static ZORConsent consent();
   // Whether the library may collect, keep and send now.
   static bool isPermitted();
 
-  // Erases what the library keeps for this application on this machine, and gives an item for each
-  // thing that there can be. The store file and the failure records are shared by the user's
-  // applications and go as a whole. The store path of the config stays, and so do empty lock files.
-  // One that was cut short is finished by the next call. What is under way when it is called may be
-  // kept afterwards, and the next request keeps things anew: to stop that, refuse consent.
-  // `dryRun`: removes nothing and says what would be removed.
+  // Erases what the library keeps for this application on this machine, and returns one item for
+  // each thing that can be kept. The store file and the failure records are shared by the user's
+  // applications and are removed as a whole. The store path of the config stays, and so do empty
+  // lock files. A call that was cut short is finished by the next one. What is under way during the
+  // call may be kept afterwards, and the next request keeps things again: to prevent that, refuse
+  // consent. `dryRun`: removes nothing and says what would be removed.
   // Threads: callable from any; waits for other processes that hold a lock, a second or so.
   static std::vector<ZORErasedItem> eraseLocalData(bool dryRun = false);
 
@@ -125,8 +125,8 @@ class ZOR_EXPORT ZORFingerPrint final {
   static std::string identifier();
 
   // Selector: getFingerprint:
-  // The fingerprint when it is cached and valid, else "" and a request to the service, which all
-  // callers that come before its end share.
+  // The fingerprint if it is cached and valid. Otherwise "", and a request to the service is
+  // started, which all callers until its end share.
   //
   // Callback: may be empty. Called exactly once, unless this instance is released first: for a
   //           cached fingerprint before this returns, on the calling thread; else when the request
@@ -135,9 +135,9 @@ class ZOR_EXPORT ZORFingerPrint final {
   // Threads:  callable from any, also from a callback.
   std::string getFingerprint(const ZORFingerprintCallback& callback = {});
 
-  // More about the failure that the callbacks of the latest request were told of; within a
-  // callback, about its own. `reason` is ZOR_FINGERPRINT_REASON_NONE when that request succeeded or
-  // none has ended. Callable from any thread; throws nothing.
+  // More about the failure that the callbacks of the latest request received; within a callback,
+  // about its own. `reason` is ZOR_FINGERPRINT_REASON_NONE when that request succeeded or none has
+  // ended. Callable from any thread; throws nothing.
   ZORFailure lastFailure() const;
 
   // Selector: getEnvInfo

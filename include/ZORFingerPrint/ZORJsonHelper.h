@@ -18,7 +18,7 @@ namespace zor {
 // As a text, written as the top-level value. Only arrays and dictionaries may stand there, so this
 // is refused for every text; it is offered because the family has it.
 ZOR_EXPORT std::optional<Data> zorsec_JSONData(const std::string& text);
-// The text of zorsec_JSONData(text) without a look at whether there is one: always "".
+// The text of zorsec_JSONData(text), without checking whether there is one: always "".
 ZOR_EXPORT std::optional<std::string> zorsec_JSONString(const std::string& text);
 
 // A literal is a text; without these two it could be a ZORValue as well.
@@ -33,8 +33,8 @@ std::optional<std::string> zorsec_JSONString(const Data& data) = delete;
 ZOR_EXPORT std::optional<Data> zorsec_JSONData(const ZORValue& collection);
 ZOR_EXPORT std::optional<std::string> zorsec_JSONString(const ZORValue& collection);
 
-// The value that a JSON text stands for. The two differ in their log line only: every value
-// may be changed by its owner.
+// The value of a JSON text. The two differ only in their log line: every value may be changed by
+// its owner.
 ZOR_EXPORT std::optional<ZORValue> zorsec_objectFromJSONString(const std::string& text);
 ZOR_EXPORT std::optional<ZORValue> zorsec_objectFromJSONString(const char* text);
 ZOR_EXPORT std::optional<ZORValue> zorsec_mutableObjectFromJSONString(const std::string& text);

@@ -11,10 +11,10 @@ namespace zor {
 
 using ZORLogHandler = std::function<void(const std::string& line)>;
 
-// Sends the library's lines to `handler` instead of the system log; an empty one restores that.
-// Lines hold no hardware values, keys, fingerprints or addresses. Callable from any thread; the
-// handler runs on whichever thread logs, possibly on several at once, with no lock of the library
-// held, and may be called once more by a thread that was already logging.
+// Sends the library's lines to `handler` instead of the system log; an empty handler restores the
+// system log. Lines hold no hardware values, keys, fingerprints or addresses. Callable from any
+// thread; the handler runs on whichever thread logs, possibly on several at once, with no lock of
+// the library held, and may be called once more by a thread that was already logging.
 ZOR_EXPORT void ZORSetLogHandler(ZORLogHandler handler);
 
 }  // namespace zor

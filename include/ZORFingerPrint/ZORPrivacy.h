@@ -13,10 +13,10 @@ enum class ZORConsent {
   refused = 2,
 };
 
-// What became of one of the things that the library keeps.
+// The result for one of the things that the library keeps.
 enum class ZORErasureOutcome {
   nothingThere,
-  wouldBeRemoved,  // It is there, and nothing was to be done about it yet.
+  wouldBeRemoved,  // It exists; a dry run does not remove it.
   removed,
   notRemoved,  // ZORErasedItem::reason says why.
 };

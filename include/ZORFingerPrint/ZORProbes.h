@@ -1,11 +1,11 @@
-// What this machine, its system and this process are, one function for each fact.
+// Facts about this machine, its system and this process, one function for each.
 //
 // Every function reads the machine afresh at each call and normally answers within milliseconds:
 // none starts a program, a scan or a name look-up. A device can be slow to answer, or never answer;
-// on Linux a function waits for it at most 0.6 seconds and then counts the value as absent. What is
-// not there, or may not be read by this user, is absent; nothing but std::bad_alloc is thrown and
-// nothing is logged. All are callable from any thread. Dictionaries with a fixed number of entries
-// have their keys from the operator's profile, given here in the order of the entries.
+// on Linux a function waits for it at most 0.6 seconds and then counts the value as absent. A value
+// that does not exist, or that this user may not read, is absent; only std::bad_alloc is thrown,
+// and nothing is logged. All are callable from any thread. Dictionaries with a fixed number of
+// entries have their keys from the operator's profile, given here in the order of the entries.
 #ifndef ZORFINGERPRINT_ZORPROBES_H_
 #define ZORFINGERPRINT_ZORPROBES_H_
 
@@ -23,9 +23,9 @@ namespace zor {
 
 // The property `key` of the first service of class `serviceClass`, both in the platform's own
 // vocabulary: a class of the registry on macOS; on Linux a class or bus of sysfs, whose properties
-// are attributes and always text. Text comes as it is; data as the text that all its bytes spell in
-// UTF-8, a trailing NUL included. Absent: no such service or property, data that is not valid
-// UTF-8, any other kind of value. A null argument finds nothing.
+// are attributes and always text. Text is returned unchanged; data as the text that all its bytes
+// spell in UTF-8, including a trailing NUL. Absent: no such service or property, data that is not
+// valid UTF-8, any other kind of value. A null argument finds nothing.
 ZOR_EXPORT std::optional<std::string> getPropertyInservice(const std::string& key,
                                                            const char* serviceClass);
 inline std::optional<std::string> getPropertyInservice(const char* key, const char* serviceClass) {
@@ -65,7 +65,7 @@ ZOR_EXPORT std::optional<std::string> getSystemVersion();
 // The executable's file name.
 ZOR_EXPORT std::optional<std::string> getProcessName();
 
-// A text that no other call on any machine returns.
+// A different text for each call, on any machine.
 ZOR_EXPORT std::string getProcessUniqueString();
 
 ZOR_EXPORT std::int64_t getProcessId();
@@ -83,7 +83,7 @@ ZOR_EXPORT std::int64_t getMemorySize();
 // when the file system does not answer.
 ZOR_EXPORT std::uint64_t getStorageSize();
 
-// Logical processors; 0 when that cannot be told.
+// Logical processors; 0 if unknown.
 ZOR_EXPORT std::uint64_t getCpuCount();
 
 ZOR_EXPORT std::optional<std::string> getCPUBrand();
@@ -104,14 +104,14 @@ ZOR_EXPORT std::map<std::string, std::string> getPaths();
 // Network.
 
 // Interface name to permanent hardware address ("00:1A:2B:3C:4D:5E") of every interface that is
-// backed by a device. On Linux without those whose driver makes their address up, and without
-// wireless ones that do not join networks (access points, monitors). Absent when there is none. An
+// backed by a device. On Linux it leaves out interfaces whose driver generates their address, and
+// wireless ones that do not join networks (access points, monitors). Absent if there is none. An
 // interface whose device cannot be found is skipped with a line on standard output.
 ZOR_EXPORT std::optional<std::map<std::string, std::string>> getMacAddress();
 
 // IPv4 and IPv6 addresses of two interfaces, in the system's order, repeats kept. On macOS these
-// are en0 and en1; on Linux that of the default route and the first wired or wireless one beside
-// it. An IPv6 text is spelled from the 16 bytes that begin four bytes before the address, as the
+// are en0 and en1; on Linux, that of the default route and the first other wired or wireless one.
+// An IPv6 text is spelled from the 16 bytes that begin four bytes before the address, as the
 // services expect it: 2001:db8:1:2:3:4:5:6 with flow label 0 reads ::2001:db8:1:2:3:4.
 ZOR_EXPORT std::vector<std::string> getIPAddresses();
 

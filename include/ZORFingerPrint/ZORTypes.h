@@ -30,15 +30,15 @@ struct ZORError {
 // or the service's whole answer when it refused. Callers must not assume an error object.
 using ZORFingerprintError = std::variant<std::monostate, ZORError, ZORValue>;
 
-// What else is known of a request that failed.
+// Further details of a failed request.
 struct ZORFailure {
   zor_fingerprint_reason reason = ZOR_FINGERPRINT_REASON_NONE;
-  // Of the answer that decided; 0: there was none.
+  // The status of the answer that decided; 0: there was none.
   int httpStatus = 0;
   // The way that was tried last.
   zor_fingerprint_route route = ZOR_FINGERPRINT_ROUTE_NONE;
-  // How long the service asks to be left alone with a status 429 or 503; negative: it does not say.
-  // The library itself waits for nothing.
+  // How long to wait before the next request, as the service asks with a status 429 or 503;
+  // negative: it does not say. The library itself does not wait.
   double retryAfterSeconds = -1;
 };
 

@@ -1,4 +1,4 @@
-// A value of one of ten kinds: what JSON, the user defaults and the probes hand around.
+// A value of one of ten kinds: used by JSON, the user defaults and the probes.
 #ifndef ZORFINGERPRINT_ZORVALUE_H_
 #define ZORFINGERPRINT_ZORVALUE_H_
 
@@ -33,8 +33,8 @@ struct ZORDate {
 
 // Copies are deep; a value that was moved from is null. Nothing is thrown but std::bad_alloc. Like
 // a standard container, a value that one thread changes must not be used by another at the same
-// time.
-// NOLINTBEGIN(bugprone-exception-escape): every value holds something, so no access to it throws.
+// time. NOLINTBEGIN(bugprone-exception-escape): a value always holds something, so no access
+// throws.
 class ZOR_EXPORT ZORValue {
   template <typename Value>
   static constexpr bool kIsCharacter =
@@ -61,7 +61,7 @@ class ZOR_EXPORT ZORValue {
   using Dictionary = std::map<std::string, ZORValue, std::less<>>;
 
   // NOLINTBEGIN(google-explicit-constructor): a value stands for what it holds. No pointer other
-  // than a text converts, and no character passes for a number.
+  // than a text converts, and a character is not taken as a number.
   ZORValue(std::nullptr_t = nullptr) noexcept {}
   template <typename Boolean, std::enable_if_t<std::is_same_v<Boolean, bool>, int> = 0>
   ZORValue(Boolean flag) noexcept : _held(std::in_place_type<bool>, flag) {}
@@ -86,7 +86,7 @@ class ZOR_EXPORT ZORValue {
   // ZORValue::array({1, "two"}) and ZORValue::dictionary({{"key", 1}, {"other", value}}).
   static ZORValue array(Array elements = {});
   static ZORValue dictionary(Dictionary entries = {});
-  // The null value when there is none.
+  // The null value if `value` is absent.
   template <typename Value>
   static ZORValue orNull(const std::optional<Value>& value) {
     return value ? ZORValue(*value) : ZORValue();
@@ -102,13 +102,13 @@ class ZOR_EXPORT ZORValue {
   bool isArray() const noexcept { return kind() == Kind::array; }
   bool isDictionary() const noexcept { return kind() == Kind::dictionary; }
 
-  // What the value holds; absent when it is of another kind. Pointers and references are into this
-  // value and end with its next change.
+  // The content; absent if the value is of another kind. Pointers and references point into this
+  // value and are valid until its next change.
   std::optional<bool> boolean() const noexcept;
   std::optional<std::int64_t> integer() const noexcept;  // Not a real number, even 1.0.
   std::optional<std::uint64_t> unsignedInteger()
       const noexcept;                             // Any integer that is not negative.
-  std::optional<double> number() const noexcept;  // Any number, rounded if it must.
+  std::optional<double> number() const noexcept;  // Any number, rounded if necessary.
   const std::string* text() const noexcept;
   const Data* data() const noexcept;
   std::optional<ZORDate> date() const noexcept;
@@ -129,8 +129,8 @@ class ZOR_EXPORT ZORValue {
   }
   const ZORValue& operator[](std::size_t index) const noexcept;
 
-  // Put `value` into a dictionary or an array; a null value becomes one first. The result is where
-  // it stands now. Null, and no change: this is of another kind, or `key` is null.
+  // Put `value` into a dictionary or an array; a null value becomes one first. Return where it is
+  // now; null, and no change: this is of another kind, or `key` is null.
   ZORValue* set(std::string_view key, ZORValue value);
   ZORValue* set(const char* key, ZORValue value);
   ZORValue* append(ZORValue value);
@@ -151,8 +151,8 @@ class ZOR_EXPORT ZORValue {
   void moveCollections(Array& destination);
   bool isEqual(const ZORValue& other) const noexcept;
 
-  // In the order of Kind. The dictionary stands apart, for a map's elements must be complete. Its
-  // pointer is never null.
+  // In the order of Kind. The dictionary is held by a pointer because a map's elements must be
+  // complete. Its pointer is never null.
   using Held = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string,
                             Data, ZORDate, Array, std::unique_ptr<Dictionary>>;
 
