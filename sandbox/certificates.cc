@@ -20,7 +20,7 @@ using Memory = std::unique_ptr<BIO, FreeWith<BIO_free>>;
 
 constexpr int kSerialBits = 120;
 constexpr long kDay = 86400;
-constexpr long kVersion3 = 2;  // As the field counts.
+constexpr long kVersion3 = 2;  // Version 3 in the field's numbering.
 
 Key makeKey() { return Key(EVP_EC_gen("P-256")); }
 
@@ -96,7 +96,7 @@ struct CertificateAuthority::Issuer {
 struct CertificateAuthority::Leaf {
   Key key;
   X509Handle certificate;
-  X509* intermediate = nullptr;  // Sent along; owned by the authority.
+  X509* intermediate = nullptr;  // Sent with the certificate; owned by the authority.
 };
 
 CertificateAuthority::CertificateAuthority(std::vector<std::string> serviceNames)

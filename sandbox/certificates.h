@@ -1,4 +1,4 @@
-// The sandbox's own certificate authority and the certificates that it presents, right and wrong.
+// The sandbox's own certificate authority and the certificates that it presents, valid and invalid.
 #ifndef ZOR_SANDBOX_CERTIFICATES_H_
 #define ZOR_SANDBOX_CERTIFICATES_H_
 
@@ -24,7 +24,7 @@ class CertificateAuthority {
   CertificateAuthority(const CertificateAuthority&) = delete;
   CertificateAuthority& operator=(const CertificateAuthority&) = delete;
 
-  // The trusted root, as clients read it.
+  // The trusted root in PEM.
   std::string rootPem() const;
 
   // Makes `connection` present a certificate of that kind, with its chain. `names` (host names and

@@ -33,7 +33,7 @@ std::optional<std::int64_t> wholeNumber(const std::string& text, std::int64_t sm
 
 struct FaultKind {
   std::string name;
-  std::string argument;  // How the help calls it; empty: it takes none.
+  std::string argument;  // Its name in the help; empty: the fault takes none.
   std::string meaning;
   std::function<bool(const std::string& argument, Script& script)> apply;
 };
@@ -69,10 +69,10 @@ FaultKind floodKind(const std::string& name, const std::string& meaning, Flood f
           }};
 }
 
-// What is wrong with how the answer is written rather than with what it says.
+// Faults in how the answer is written rather than in what it says.
 std::vector<FaultKind> makeWireKinds() {
   return {
-      {"interim", "COUNT", "this many 103 answers ahead of the ordinary one",
+      {"interim", "COUNT", "this many 103 answers before the ordinary one",
        [](const std::string& argument, Script& script) {
          const auto count = wholeNumber(argument, 1, kMaxInterimAnswers);
          if (count) script.interimAnswers = static_cast<int>(*count);
@@ -87,9 +87,9 @@ std::vector<FaultKind> makeWireKinds() {
       framingKind("cut-chunked", "half the body in chunks, then close", Framing::chunks,
                   Ending::cutBody),
       framingKind("no-length", "a body that ends with the connection", Framing::connection),
-      framingKind("cut-no-length", "half such a body, then close without TLS's goodbye",
+      framingKind("cut-no-length", "half such a body, then close without ending TLS",
                   Framing::connection, Ending::cutBody),
-      {"length", "BYTES", "promise this length, whatever the body's",
+      {"length", "BYTES", "promise this length, whatever the body has",
        [](const std::string& argument, Script& script) {
          const auto bytes = wholeNumber(argument, 0, kMaxPromisedBytes);
          if (bytes) script.promisedBytes = static_cast<std::uint64_t>(*bytes);
@@ -102,15 +102,38 @@ std::vector<FaultKind> makeWireKinds() {
          if (pause) script.readPause = std::chrono::milliseconds(*pause);
          return pause.has_value();
        }},
-      floodKind("flood-interim", "103 answers without end", Flood::interimAnswers),
-      floodKind("flood-headers", "headers without end", Flood::headers),
-      floodKind("flood-body", "a body without end", Flood::body),
-      floodKind("flood-trailers", "trailers without end", Flood::trailers),
-      floodKind("flood-tickets", "TLS 1.3 session tickets without end", Flood::sessionTickets),
+      floodKind("flood-interim", "an endless series of 103 answers", Flood::interimAnswers),
+      floodKind("flood-headers", "endless headers", Flood::headers),
+      floodKind("flood-body", "an endless body", Flood::body),
+      floodKind("flood-trailers", "endless trailers", Flood::trailers),
+      floodKind("flood-tickets", "endless TLS 1.3 session tickets", Flood::sessionTickets),
   };
 }
 
-std::vector<FaultKind> makeKinds() {
+// Faults in the header in which HTTPDNS answers.
+std::vector<FaultKind> makeHeaderKinds() {
+  return {
+      {"no-header", "", "HTTPDNS without the answer header",
+       [](const std::string&, Script& script) { return script.withoutAnswerHeader = true; }},
+      {"empty-header", "", "HTTPDNS with an empty answer header",
+       [](const std::string&, Script& script) {
+         script.answerHeader = "";
+         return true;
+       }},
+      {"long-header", "", "HTTPDNS with 64 KiB of answer header",
+       [](const std::string&, Script& script) {
+         script.answerHeader = std::string(kLongHeaderBytes, '1');
+         return true;
+       }},
+      {"header", "TEXT", "HTTPDNS with this answer header",
+       [](const std::string& argument, Script& script) {
+         script.answerHeader = argument;
+         return true;
+       }},
+  };
+}
+
+std::vector<FaultKind> makeAnswerKinds() {
   return {
       {"status", "CODE", "answer with this HTTP status",
        [](const std::string& argument, Script& script) {
@@ -129,36 +152,19 @@ std::vector<FaultKind> makeKinds() {
       endingKind("hang", "read the request and never answer", Ending::hang),
       endingKind("reset-handshake", "reset the connection before any certificate",
                  Ending::resetHandshake),
-      endingKind("hang-handshake", "never answer the client's first words", Ending::hangHandshake),
+      endingKind("hang-handshake", "never answer the client's hello", Ending::hangHandshake),
       certificateKind(Certificate::wrongName, "a certificate for another name"),
       certificateKind(Certificate::attacker, "a trusted certificate for an attacker's domain"),
       certificateKind(Certificate::expired, "an expired certificate"),
       certificateKind(Certificate::notYetValid, "a certificate that is not valid yet"),
-      certificateKind(Certificate::selfSigned, "a certificate signed by itself"),
-      certificateKind(Certificate::unknownRoot, "a certificate of an unknown authority"),
-      {"no-header", "", "HTTPDNS without the answer header",
-       [](const std::string&, Script& script) { return script.withoutAnswerHeader = true; }},
-      {"empty-header", "", "HTTPDNS with an empty answer header",
-       [](const std::string&, Script& script) {
-         script.answerHeader = "";
-         return true;
-       }},
-      {"long-header", "", "HTTPDNS with 64 KiB of answer header",
-       [](const std::string&, Script& script) {
-         script.answerHeader = std::string(kLongHeaderBytes, '1');
-         return true;
-       }},
-      {"header", "TEXT", "HTTPDNS with this answer header",
-       [](const std::string& argument, Script& script) {
-         script.answerHeader = argument;
-         return true;
-       }},
-      {"body", "TEXT", "this body in place of the ordinary one",
+      certificateKind(Certificate::selfSigned, "a self-signed certificate"),
+      certificateKind(Certificate::unknownRoot, "a certificate from an unknown authority"),
+      {"body", "TEXT", "this body instead of the ordinary one",
        [](const std::string& argument, Script& script) {
          script.body = argument;
          return true;
        }},
-      {"redirect", "URL", "answer 302 to this place",
+      {"redirect", "URL", "answer 302 with this location",
        [](const std::string& argument, Script& script) {
          script.status = kFound;
          script.headers.emplace_back("Location", argument);
@@ -169,14 +175,16 @@ std::vector<FaultKind> makeKinds() {
 
 const std::vector<FaultKind>& kinds() {
   static const auto& all = *new auto([] {
-    std::vector<FaultKind> list = makeKinds();
-    for (FaultKind& kind : makeWireKinds()) list.push_back(std::move(kind));
+    std::vector<FaultKind> list = makeAnswerKinds();
+    for (auto* make : {makeHeaderKinds, makeWireKinds}) {
+      for (FaultKind& kind : make()) list.push_back(std::move(kind));
+    }
     return list;
   }());
   return all;
 }
 
-// "ROUTE[@ADDRESS][*TIMES]" into `fault`; what is not understood, or an empty text.
+// Reads "ROUTE[@ADDRESS][*TIMES]" into `fault`. Returns what is not understood, or an empty text.
 std::string readWho(std::string who, Fault& fault) {
   if (const std::size_t star = who.find('*'); star != std::string::npos) {
     const auto uses = wholeNumber(who.substr(star + 1), 1, INT32_MAX);
@@ -191,7 +199,7 @@ std::string readWho(std::string who, Fault& fault) {
   }
   if (who == "any") return "";
   fault.match.route = routeFromName(who);
-  return fault.match.route ? "" : "\"" + who + "\" is no route";
+  return fault.match.route ? "" : "\"" + who + "\" is not a route";
 }
 
 std::string readWhat(const std::string& what, Script& script) {
@@ -201,7 +209,7 @@ std::string readWhat(const std::string& what, Script& script) {
   const auto& all = kinds();
   const auto kind = std::find_if(all.begin(), all.end(),
                                  [&name](const FaultKind& known) { return known.name == name; });
-  if (kind == all.end()) return "\"" + name + "\" is no fault";
+  if (kind == all.end()) return "\"" + name + "\" is not a fault";
   if (hasArgument == kind->argument.empty()) {
     return name + (hasArgument ? " takes no argument" : " needs :" + kind->argument);
   }
@@ -214,7 +222,7 @@ std::string readWhat(const std::string& what, Script& script) {
 std::optional<Fault> readFault(const std::string& text, std::string& problem) {
   const std::size_t equals = text.find('=');
   if (equals == std::string::npos) {
-    problem = "\"" + text + "\" has not the form ROUTE=FAULT";
+    problem = "\"" + text + "\" does not have the form ROUTE=FAULT";
     return std::nullopt;
   }
   Fault fault;

@@ -1,4 +1,4 @@
-// Scripts as the command line writes them.
+// Scripts in the form that the command line uses.
 #ifndef ZOR_SANDBOX_FAULT_TEXT_H_
 #define ZOR_SANDBOX_FAULT_TEXT_H_
 
@@ -23,7 +23,7 @@ std::optional<Fault> readFault(const std::string& text, std::string& problem);
 
 struct FaultWords {
   std::string name;
-  std::string argument;  // What it stands for; empty: the fault takes none.
+  std::string argument;  // Its name; empty: the fault takes none.
   std::string meaning;
 };
 

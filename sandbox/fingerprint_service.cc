@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kReportEntries = 23;
 
-// What the answer's status says beside 0, which is success.
+// Values of the answer's status other than 0, which is success.
 constexpr int kStatusWrongSignature = 1001;
 constexpr int kStatusUnreadableReport = 1002;
 
@@ -69,7 +69,7 @@ std::int64_t millisecondsSince1970(std::chrono::system_clock::time_point time) {
   return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
 }
 
-// Of all services in this process; a machine is the same to each of them.
+// Shared by all services in this process: they all know a machine by the same fingerprint.
 KnownMachines& knownMachines() {
   static auto& machines = *new KnownMachines;
   return machines;
@@ -77,7 +77,7 @@ KnownMachines& knownMachines() {
 
 ServiceAnswer issue(const SandboxSettings& settings, const ZORValue& report) {
   const auto unsealed = unsealIdentity(report, settings.bundleVersions);
-  // A report that does not open is the only thing known of its machine.
+  // If the identity does not open, the whole report identifies the machine.
   const std::string fingerprint = unsealed ? knownMachines().fingerprintOf(unsealed->identity)
                                            : KnownMachines::newFingerprint(report);
   ServiceAnswer answer;

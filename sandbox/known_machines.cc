@@ -32,7 +32,7 @@ KnownMachines::Machine KnownMachines::describedBy(const ZORValue& identity) {
         words::kSealedThirdInterfaceKey.str(), words::kSealedBluetoothAddressKey.str()}) {
     addText(identity[key], "", machine.addresses);
   }
-  // By address, whatever the interface is called.
+  // By address; interface names do not count.
   for (const auto& other : identity[words::kSealedOtherInterfacesKey.view()].entries()) {
     addText(other.second, "", machine.addresses);
   }
@@ -60,7 +60,7 @@ std::string KnownMachines::fingerprintOf(const ZORValue& identity) {
       std::find_if(_machines.rbegin(), _machines.rend(),
                    [&](const Machine& machine) { return isSameMachine(machine, seen); });
   if (known != _machines.rend()) {
-    // From now on the machine is as it was last seen, so that it may change part by part.
+    // The machine is now known as it was last seen, so it may change part by part.
     seen.fingerprint = known->fingerprint;
     _machines.erase(std::next(known).base());
   } else {

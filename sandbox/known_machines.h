@@ -17,9 +17,9 @@ class KnownMachines {
  public:
   // The fingerprint of the machine that `identity` (the seven entries) describes. A known machine
   // keeps its fingerprint if at least half of its strong parts are still there: the hardware
-  // addresses, the hardware UUID, the serial number. Where both have hardware addresses, one of
-  // these must be the same, which tells the clones of a virtual machine apart. Any other identity
-  // is that of a new machine, whose fingerprint follows from it.
+  // addresses, the hardware UUID, the serial number. If both have hardware addresses, at least one
+  // must be the same, which distinguishes clones of a virtual machine. Any other identity belongs
+  // to a new machine, whose fingerprint is derived from it.
   std::string fingerprintOf(const ZORValue& identity) ZOR_EXCLUDES(_mutex);
 
   // The same for the same description.

@@ -64,8 +64,7 @@ std::string rowsOf(const ZORValue& dictionary) {
   return rows;
 }
 
-// The report's entries in the order in which the library collects them; the sealed one goes without
-// saying.
+// The report's entries in the order in which the library collects them, without the sealed one.
 std::string rowsOfReport(const ZORValue& report) {
   std::string rows;
   ZORValue others = report;
@@ -100,7 +99,7 @@ std::string headLine(std::uint64_t order, std::chrono::system_clock::time_point 
          padded(routeName(route), kRouteColumn);
 }
 
-// What both kinds of entry have.
+// The members that both kinds of entry have.
 template <typename Entry>
 ZORValue commonFields(const Entry& entry, const char* kind) {
   return ZORValue::dictionary({{"kind", kind},

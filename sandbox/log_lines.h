@@ -11,7 +11,7 @@ namespace zor::sandbox {
 // Several lines: when, by which route, what was sent, the verdict and the answer.
 std::string linesForPeople(const Received& request);
 
-// One line; empty for a handshake that went as it ordinarily does.
+// One line; empty for an ordinary handshake.
 std::string linesForPeople(const Handshake& handshake);
 
 // One line of JSON with "kind" and everything that is known.

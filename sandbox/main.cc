@@ -44,12 +44,20 @@ struct Arguments {
   std::uint16_t pagePort = 0;
 };
 
+// Options that the parser only collects as texts.
+struct Texts {
+  std::string profileFile;
+  std::string stateFolder;
+  std::vector<std::string> faults;
+  std::vector<std::string> bundleVersions;
+};
+
 int fail(const std::string& message) {
   std::cerr << "zorfp-sandbox: " << message << "\n";
   return kExitFailure;
 }
 
-// Both lists are "NAME=VALUE" texts of the command line; returns what is not understood.
+// Both lists are "NAME=VALUE" texts from the command line. Returns what is not understood.
 std::string readLists(const std::vector<std::string>& faults,
                       const std::vector<std::string>& bundleVersions, Arguments& arguments) {
   std::string problem;
@@ -79,14 +87,14 @@ std::string shellQuoted(const std::string& text) {
   return quoted + "'";
 }
 
-// Makes the file, if there is none, such that only its owner can read it.
+// Creates the file, if there is none, readable by its owner only.
 void makePrivate(const std::filesystem::path& path) {
   constexpr mode_t kOwnerOnly = 0600;
   const int made = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly);
   if (made >= 0) ::close(made);
 }
 
-// A reader sees no file or the whole one; others than the owner see none.
+// A reader sees either no file or the whole file; only its owner may read it.
 bool writeWhole(const std::filesystem::path& path, const std::string& content) {
   const std::filesystem::path unfinished = path.string() + ".new";
   ::unlink(unfinished.c_str());
@@ -143,14 +151,20 @@ void reportTo(SandboxService& service, std::ofstream& log, Inspector& inspector)
                   [report](const Handshake& handshake) { report(handshake); });
 }
 
-int serve(const Arguments& arguments) {
-  // Blocked before the service's thread exists, so that the signals wait for the loop below.
+// Blocks the signals that end the program, for sigwait(), and ignores SIGPIPE.
+sigset_t blockedEndings() {
   sigset_t endings;
   sigemptyset(&endings);
   sigaddset(&endings, SIGINT);
   sigaddset(&endings, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &endings, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
+  return endings;
+}
+
+int serve(const Arguments& arguments) {
+  // Before any thread exists, so that all of them inherit the blocked signals.
+  const sigset_t endings = blockedEndings();
 
   std::ofstream log;
   if (!arguments.logFile.empty()) {
@@ -186,8 +200,7 @@ int serve(const Arguments& arguments) {
   return 0;
 }
 
-// Speaks the words of the profile that the command line names, if it names one. Returns what is
-// wrong.
+// Uses the profile that the command line names, if any. Returns what is wrong.
 std::string takeProfile(int argc, char** argv) {
   std::string file;
   CLI::App app;
@@ -197,7 +210,7 @@ std::string takeProfile(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError&) {
-    return "";  // The full parser says it better.
+    return "";  // The full parser reports the error.
   }
   std::string problem;
   if (file.empty()) return "";
@@ -206,29 +219,13 @@ std::string takeProfile(int argc, char** argv) {
   return problem;
 }
 
-int run(int argc, char** argv) {
-  Arguments arguments;
-  // Before the settings: they take their names and addresses from it.
-  if (const std::string problem = takeProfile(argc, argv); !problem.empty()) {
-    fail(problem);
-    return kExitUsage;
-  }
-  arguments.settings = SandboxSettings();
+void addOptions(CLI::App& app, Arguments& arguments, Texts& texts) {
   SandboxSettings& settings = arguments.settings;
-  settings.port = kDefaultPort;
-  settings.alsoStandardPort = true;
-  std::string stateFolder;
-  std::vector<std::string> faults;
-  std::vector<std::string> bundleVersions;
-
-  CLI::App app("A local fingerprint service: everything that the library speaks, on loopback.");
-  app.footer(zor::sandbox::faultHelp());
-  std::string profileFile;  // Read already.
-  app.add_option("--profile", profileFile,
+  app.add_option("--profile", texts.profileFile,  // takeProfile() has read it.
                  "The operator's profile to serve; otherwise the one this program was built with");
   app.add_option("--port", settings.port, "Port on every address; 0 for a free one")
       ->capture_default_str();
-  app.add_option("--state", stateFolder,
+  app.add_option("--state", texts.stateFolder,
                  "Folder of the certificate and the log; a temporary one otherwise");
   app.add_option("--page-port", arguments.pagePort,
                  "Port of the page for a browser; 0 for a free one")
@@ -239,20 +236,41 @@ int run(int argc, char** argv) {
   app.add_option("--lifetime", settings.lifetimeSeconds, "Lifetime of a fingerprint in seconds")
       ->check(CLI::Range(std::int64_t{0}, kMaxSeconds))
       ->capture_default_str();
-  app.add_option("--fault", faults, "ROUTE=FAULT, see below; repeatable")->allow_extra_args(false);
-  app.add_option("--bundle-version", bundleVersions,
+  app.add_option("--fault", texts.faults, "ROUTE=FAULT, see below; repeatable")
+      ->allow_extra_args(false);
+  app.add_option("--bundle-version", texts.bundleVersions,
                  "ID=VERSION of a host whose identity is to be unsealed; repeatable")
       ->allow_extra_args(false);
-  app.add_option("--log", arguments.logFile, "Append what comes in here, a line of JSON each");
+  app.add_option("--log", arguments.logFile, "Append each request to this file, as a line of JSON");
   app.add_option("--ready-file", arguments.readyFile,
-                 "Written once it listens: JSON with port, ca_file and connect_to");
+                 "Written once the service listens: JSON with port, ca_file and connect_to");
+}
+
+int run(int argc, char** argv) {
+  Arguments arguments;
+  // Before the settings: they take their names and addresses from it.
+  if (const std::string problem = takeProfile(argc, argv); !problem.empty()) {
+    fail(problem);
+    return kExitUsage;
+  }
+  arguments.settings = SandboxSettings();
+  arguments.settings.port = kDefaultPort;
+  arguments.settings.alsoStandardPort = true;
+
+  CLI::App app("A local fingerprint service: everything that the library speaks, on loopback.");
+  app.footer(zor::sandbox::faultHelp());
+  Texts texts;
+  addOptions(app, arguments, texts);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kExitUsage;
   }
-  if (!stateFolder.empty()) settings.stateFolder = std::filesystem::absolute(stateFolder);
-  if (const std::string problem = readLists(faults, bundleVersions, arguments); !problem.empty()) {
+  if (!texts.stateFolder.empty()) {
+    arguments.settings.stateFolder = std::filesystem::absolute(texts.stateFolder);
+  }
+  if (const std::string problem = readLists(texts.faults, texts.bundleVersions, arguments);
+      !problem.empty()) {
     fail(problem);
     return kExitUsage;
   }

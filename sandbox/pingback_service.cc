@@ -9,7 +9,7 @@ namespace {
 
 // What is wrong with a record; empty: nothing.
 std::string faultOfRecord(const ZORValue& record) {
-  if (!record.isDictionary()) return "is no object";
+  if (!record.isDictionary()) return "is not an object";
   for (const std::string_view key :
        {words::kPingbackLibraryKey.view(), words::kPingbackLibraryVersionKey.view(),
         words::kPingbackSystemKey.view(), words::kPingbackApplicationKey.view(),
@@ -38,7 +38,7 @@ ServiceAnswer answerPingback(const std::string& method, const std::string& body)
   const std::string_view prefix = words::kPingbackBodyPrefix.view();
   if (body.compare(0, prefix.size(), prefix) != 0) return badUpload(kBadRequest, "no prefix");
   const auto json = valueFromJson(std::string_view(body).substr(prefix.size()));
-  if (!json || !json->isArray()) return badUpload(kBadRequest, "no JSON array");
+  if (!json || !json->isArray()) return badUpload(kBadRequest, "not a JSON array");
   const ZORValue& records = *json;
   ServiceAnswer answer;
   answer.details = ZORValue::dictionary({{"records", records}});

@@ -1,5 +1,5 @@
 // The texts of the operator's profile that the service speaks, named as in the library's own table.
-// They are those that the program was built with until use() takes them from another profile.
+// Until use() takes them from another profile, they are those that the program was built with.
 #ifndef ZOR_SANDBOX_PROFILE_WORDS_H_
 #define ZOR_SANDBOX_PROFILE_WORDS_H_
 
@@ -24,14 +24,14 @@ class Word {
   std::string _text;
 };
 
-// NOLINTBEGIN(bugprone-macro-parentheses): a name that is declared cannot stand in parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses): the declared name cannot be in parentheses.
 #define ZOR_LITERAL(name, text) inline Word name{literals::name.str()};
 // NOLINTEND(bugprone-macro-parentheses)
 #include "literals/profile_literals.def"
 #undef ZOR_LITERAL
 
-// Speaks the words of `document`, a sound profile. Entries that it leaves out become empty. To be
-// called while no service is there: the words are read without a lock.
+// Takes the texts from `document`, a valid profile. Entries that it leaves out become empty. To be
+// called while no service exists: the texts are read without a lock.
 void use(const ZORValue& document);
 
 }  // namespace zor::sandbox::words

@@ -1,4 +1,4 @@
-// Everything that came in, in one order over all services.
+// Everything that was received, in one order across all services.
 #ifndef ZOR_SANDBOX_RECEIVED_LOG_H_
 #define ZOR_SANDBOX_RECEIVED_LOG_H_
 
@@ -18,7 +18,7 @@ namespace zor::sandbox {
 // Callable from any thread.
 class ReceivedLog {
  public:
-  // Give the entry its order and time, keep it and return it with them.
+  // Set the entry's order and time, keep it and return it.
   Received add(Received request);
   Handshake add(Handshake handshake);
 
@@ -28,18 +28,18 @@ class ReceivedLog {
   std::vector<Handshake> handshakes() const;
   AddressCounts counts(const std::string& localAddress) const;
 
-  // Wait until that many are kept or counted; false: the time was over first.
+  // Wait until that many are kept or counted; false: timeout.
   bool waitForRequests(std::size_t count, std::chrono::milliseconds timeout) const;
   bool waitForConnections(const std::string& localAddress, std::uint64_t count,
                           std::chrono::milliseconds timeout) const;
 
-  // Forgets everything; the order goes on.
+  // Forgets everything; the numbering continues.
   void clear();
 
  private:
   std::uint64_t connectionsAt(const std::string& localAddress) const ZOR_REQUIRES(_mutex);
 
-  // Guards what follows; nothing is called under it.
+  // Guards the members below; nothing is called under it.
   mutable Mutex _mutex;
   mutable std::condition_variable_any _grown;
   std::uint64_t _lastOrder ZOR_GUARDED_BY(_mutex) = 0;

@@ -55,7 +55,7 @@ bool isLoopbackAddress(const std::string& address) {
 }
 
 std::optional<std::string> RoutingTable::Question::read(const std::string& target) const {
-  if (before.empty()) return std::nullopt;  // The profile does without it.
+  if (before.empty()) return std::nullopt;  // The profile has no such service.
   if (target.size() < before.size() + after.size() || !startsWith(target, before)) {
     return std::nullopt;
   }

@@ -1,4 +1,4 @@
-// Tells by which way a connection or a request came, and reads the profile's URLs.
+// Determines the route of a connection or request, and parses the profile's URLs.
 #ifndef ZOR_SANDBOX_ROUTES_H_
 #define ZOR_SANDBOX_ROUTES_H_
 
@@ -12,7 +12,7 @@
 
 namespace zor::sandbox {
 
-// An https URL of the profile taken apart; "%@" may stand in it.
+// The parts of an https URL of the profile, which may contain "%@".
 struct UrlParts {
   std::string host;
   std::string port;    // "443" when the URL names none.
@@ -32,18 +32,19 @@ class RoutingTable {
  public:
   explicit RoutingTable(const SandboxSettings& settings);
 
-  // By what is known during the handshake. An address may be listed for several ways; then the
-  // first of backup address, service address, query and bootstrap counts.
+  // From what is known during the handshake. If an address is listed for several routes, the first
+  // of backup address, service address, query and bootstrap counts.
   Route ofConnection(const std::string& localAddress, const std::string& serverName) const;
 
   Route ofRequest(const std::string& localAddress, const std::string& hostHeader,
                   const std::string& target) const;
 
-  // The host that an HTTPDNS target asks for; nullopt: it is no such target.
+  // The host that an HTTPDNS target asks for; nullopt: not such a target.
   std::optional<std::string> resolvedHost(const std::string& target) const;
 
-  // What a client is told to map ports: "::" pieces as in curl's connect-to, one a profile port
-  // that differs from `port`, and one a profile host that is no loopback name.
+  // Entries in the form of curl's connect-to, which map ports for a client: one "::" entry for each
+  // profile port that differs from `port`, and one for each profile host that is not a loopback
+  // name.
   std::vector<std::string> connectTo(std::uint16_t port, bool standardPortOpen) const;
 
   // The host names of the profile's URLs, the fingerprint service's first.

@@ -25,7 +25,7 @@ namespace {
 constexpr std::uint16_t kStandardPort = 443;
 constexpr const char* kEveryMachinesAddress = "127.0.0.1";
 
-// Every address once, in the order of the lists.
+// Each address once, in the order of the lists.
 std::vector<std::string> listenAddresses(const SandboxSettings& settings) {
   std::vector<std::string> all;
   for (const auto* list :
@@ -109,7 +109,7 @@ class SandboxService::Core final : public TlsServerDelegate {
     connection.readPause = script.readPause;
     if (script.ending == Ending::resetHandshake) return HandshakeAction::reset;
     if (script.ending == Ending::hangHandshake) return HandshakeAction::hang;
-    // A handshake without a certificate fails by itself.
+    // If this fails, the handshake fails because there is no certificate.
     _authority.present(handle, script.certificate, script.certificateNames);
     return HandshakeAction::proceed;
   }
@@ -260,16 +260,16 @@ class SandboxService::Core final : public TlsServerDelegate {
     return entry;
   }
 
-  // Guards the pointer only; what it points to never changes.
+  // Guards only the pointer; the object it points to never changes.
   mutable Mutex _mutex;
   std::shared_ptr<const SandboxSettings> _settings ZOR_GUARDED_BY(_mutex);
 
   const RoutingTable _routing;
-  CertificateAuthority _authority;  // After the start on the server's thread only.
+  CertificateAuthority _authority;  // After the start, used on the server's thread only.
   std::filesystem::path _folder;
   bool _folderIsTemporary = false;
-  std::vector<StandIn> _standIns;  // Filled by the start; empty when every address listens.
-  TlsServer _server;               // Last: its thread uses all the rest.
+  std::vector<StandIn> _standIns;  // Filled by start(); empty if every address listens.
+  TlsServer _server;               // Last: its thread uses all other members.
 };
 
 SandboxService::SandboxService(SandboxSettings settings)

@@ -18,7 +18,8 @@
 namespace zor::sandbox {
 
 // One service on one port of several loopback addresses, with a certificate authority of its own.
-// Several may run in a process. All functions are callable from any thread once start() is through.
+// Several may run in a process. All functions are callable from any thread once start() has
+// returned.
 //
 //   SandboxService service;
 //   if (const auto problem = service.start()) FAIL() << *problem;
@@ -32,7 +33,8 @@ class SandboxService {
   SandboxService(const SandboxService&) = delete;
   SandboxService& operator=(const SandboxService&) = delete;
 
-  // Called on the service's thread for each entry, before the answer goes out. Before start() only.
+  // Sets functions that are called on the service's thread for each entry, before the answer is
+  // sent. To be called before start().
   void observe(std::function<void(const Received&)> onRequest,
                std::function<void(const Handshake&)> onHandshake);
 
@@ -40,13 +42,14 @@ class SandboxService {
   // Once only.
   std::optional<std::string> start();
 
-  // Closes every connection; what was received can still be read. Callable twice.
+  // Closes every connection; what was received can still be read. May be called twice.
   void stop();
 
-  // The trusted root in PEM; exists until this object ends, longer when a state folder was given.
+  // The trusted root in PEM. The file exists as long as this object; longer if a state folder was
+  // given.
   std::filesystem::path caFile() const;
   std::uint16_t port() const;
-  // Whether the query addresses listen on port 443 too, and why not where that was asked for.
+  // Whether the query addresses also listen on port 443, and if that was asked for, why not.
   bool standardPortOpen() const;
   std::optional<std::string> standardPortProblem() const;
 
@@ -57,7 +60,7 @@ class SandboxService {
   std::vector<std::string> connectTo() const;
 
   // Lets `script` decide for the exchanges that `match` describes, `uses` of them or all. The
-  // script added last goes first; when it is used up, the earlier ones count again. Connections
+  // script added last is tried first; once it is used up, the earlier ones apply again. Connections
   // that are already open keep their certificate. Returns a number for removeScript(); 0: `uses`
   // was 0.
   std::uint64_t script(const ScriptMatch& match, const Script& script,
@@ -65,7 +68,7 @@ class SandboxService {
   // False: no script of that number waits.
   bool removeScript(std::uint64_t id);
   void clearScripts();
-  // The scripts that wait, the one tried first at the front.
+  // The waiting scripts, in the order in which they are tried.
   std::vector<WaitingScript> scripts() const;
 
   // Closes the connections that clients keep open. Not from an observer, nor while stop() runs.
@@ -76,7 +79,7 @@ class SandboxService {
   void changeSettings(const std::function<void(SandboxSettings&)>& change);
   SandboxSettings settings() const;
 
-  // What came in, oldest first. A request is kept when it has been read whole.
+  // What was received, oldest first. A request is kept once it has been read completely.
   std::vector<Received> received() const;
   std::vector<Received> received(Route route) const;
   std::vector<Handshake> handshakes() const;
@@ -84,7 +87,7 @@ class SandboxService {
   std::vector<ZORValue> pingbackRecords() const;
   void clearReceived();
 
-  // Wait until that many have been kept since the start or clearReceived(); false: out of time.
+  // Wait until that many have been kept since the start or clearReceived(); false: timeout.
   bool waitForRequests(std::size_t count,
                        std::chrono::milliseconds timeout = std::chrono::seconds(20)) const;
   // The same for AddressCounts::connections.

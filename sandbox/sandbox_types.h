@@ -1,4 +1,4 @@
-// What the sandbox service is told and what it tells: settings, scripts and what came in.
+// The sandbox service's input and output: settings, scripts and what was received.
 #ifndef ZOR_SANDBOX_SANDBOX_TYPES_H_
 #define ZOR_SANDBOX_SANDBOX_TYPES_H_
 
@@ -18,7 +18,7 @@ namespace zor::sandbox {
 
 using Header = std::pair<std::string, std::string>;
 
-// The way by which a request came.
+// The route by which a request came.
 enum class Route {
   name,           // The fingerprint service by its host name.
   bootstrap,      // HTTPDNS, by one of the fixed addresses.
@@ -35,10 +35,10 @@ enum class Certificate {
   ordinary,     // For the service's names, by the sandbox's own authority.
   wrongName,    // As ordinary, for another name.
   attacker,     // For an attacker's domain, through an intermediate of the trusted authority.
-  expired,      // As ordinary, ended yesterday.
-  notYetValid,  // As ordinary, starts tomorrow.
+  expired,      // As ordinary, expired yesterday.
+  notYetValid,  // As ordinary, valid from tomorrow.
   selfSigned,   // For the service's names, signed by itself.
-  unknownRoot,  // For the service's names, by an authority that nobody trusts.
+  unknownRoot,  // For the service's names, by an untrusted authority.
 };
 
 // How an exchange ends.
@@ -49,11 +49,11 @@ enum class Ending {
   hang,            // The request is read and never answered.
   dropKept,        // A later request of a kept connection is read, then the connection is closed.
                    // Not for the first one: the script then waits for another exchange.
-  resetHandshake,  // The connection is reset when the client has said which name it wants.
-  hangHandshake,   // The client's first words are read and never answered.
+  resetHandshake,  // The connection is reset after the client has named the host.
+  hangHandshake,   // The client's first message is read and never answered.
 };
 
-// What tells the client where the body ends.
+// How the client learns where the body ends.
 enum class Framing {
   length,      // Content-Length.
   chunks,      // Transfer-Encoding: chunked.
@@ -70,7 +70,7 @@ enum class Flood {
   sessionTickets,  // TLS 1.3 records without a byte of an answer.
 };
 
-// What happens instead of the ordinary answer. What is left alone stays as the service does it.
+// What happens instead of the ordinary answer. Members left at their defaults change nothing.
 struct Script {
   Certificate certificate = Certificate::ordinary;
   // Names and IPv4 addresses that the certificate is for; empty: those of `certificate`'s kind.
@@ -82,18 +82,18 @@ struct Script {
   // The HTTPDNS answer's header value; `withoutAnswerHeader` leaves the header out.
   std::optional<std::string> answerHeader = {};
   bool withoutAnswerHeader = false;
-  std::vector<Header> headers = {};     // Added, as they stand.
+  std::vector<Header> headers = {};     // Added unchanged.
   std::optional<std::string> raw = {};  // The whole answer as it goes over the wire.
   bool closeConnection = false;         // After the answer; otherwise the connection is kept.
   int interimAnswers = 0;               // With status 103, ahead of the answer.
   Framing framing = Framing::length;
-  // The length that is promised, right or wrong. Bytes beyond it are sent all the same; if some are
-  // missing the connection is closed in order.
+  // The length that is promised, right or wrong. Bytes beyond it are still sent; if bytes are
+  // missing, the connection is closed properly.
   std::optional<std::uint64_t> promisedBytes = {};
   Flood flood = Flood::none;
   // The pause before each 16 KiB of a request is read.
   std::chrono::milliseconds readPause = {};
-  std::string fault = {};  // How the command line writes it; empty: a program made it.
+  std::string fault = {};  // In the command line's form; empty: a program made it.
 
   // Whether it is already decided when the handshake starts.
   bool concernsHandshake() const {
@@ -103,7 +103,7 @@ struct Script {
   }
 };
 
-// Which exchanges a script is for; all that is given must agree. A script that concerns the
+// Which exchanges a script is for; all members that are set must match. A script that concerns the
 // handshake is chosen by route, address and host (the name the client asks for) alone.
 struct ScriptMatch {
   std::optional<Route> route = {};
@@ -120,7 +120,7 @@ struct WaitingScript {
   std::optional<std::uint64_t> usesLeft = {};  // Absent: it is for all exchanges.
 };
 
-// One request, complete as it came.
+// One request, completely as received.
 struct Received {
   std::uint64_t order = 0;  // Counts over all services and together with the handshakes, from 1.
   std::chrono::system_clock::time_point time = {};
@@ -146,7 +146,7 @@ struct Handshake {
   std::uint64_t order = 0;
   std::chrono::system_clock::time_point time = {};
   std::uint64_t connection = 0;
-  Route route = Route::unknown;  // As far as the address and the name asked for tell it.
+  Route route = Route::unknown;  // As far as the address and the requested name show it.
   std::string localAddress = {};
   std::string serverName = {};
   Certificate certificate = Certificate::ordinary;
@@ -157,7 +157,7 @@ struct Handshake {
 
 // What happened at one local address.
 struct AddressCounts {
-  // With a handshake that has ended. The client may be done with it before the server is.
+  // Connections whose handshake has ended. The client may finish it before the server does.
   std::uint64_t connections = 0;
   std::uint64_t handshakesAccepted = 0;
   std::uint64_t handshakesFailed = 0;
@@ -170,13 +170,13 @@ struct SandboxSettings {
   SandboxSettings();  // Addresses and names of the operator's profile.
 
   std::uint16_t port = 0;         // On every address; 0: one that is free on all of them.
-  bool alsoStandardPort = false;  // Also port 443 on the query addresses, where that is permitted.
-  // Instead, on 127.0.0.1 a port for each name and address, `port` for the first name. So it is in
-  // any case on a machine that lacks one of the addresses: macOS has no other one.
+  bool alsoStandardPort = false;  // Also port 443 on the query addresses, if that is permitted.
+  // Uses one port on 127.0.0.1 for each name and address instead, `port` for the first name. Always
+  // so on a machine that lacks one of the addresses: macOS has only 127.0.0.1.
   bool portForEachHost = false;
   std::filesystem::path stateFolder = {};  // Empty: a temporary one, removed at the end.
 
-  // Only 127.0.0.0/8. An address may stand in several lists.
+  // Only 127.0.0.0/8. An address may be in several lists.
   std::vector<std::string> nameAddresses = {"127.0.0.1"};
   std::vector<std::string> bootstrapAddresses;
   std::vector<std::string> queryAddresses = {"127.53.20.1"};
@@ -188,7 +188,8 @@ struct SandboxSettings {
   // the service addresses.
   std::map<std::string, std::vector<std::string>> httpDnsAnswers = {};
 
-  // Bundle identifier to bundle version, which the block key needs and the report does not carry.
+  // Maps bundle identifiers to bundle versions, which the block key needs and the report does not
+  // contain.
   std::map<std::string, std::string> bundleVersions = {};
 
   std::int64_t expirySeconds =

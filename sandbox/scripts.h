@@ -25,19 +25,19 @@ struct ExchangeFacts {
 // Callable from any thread.
 class ScriptBook {
  public:
-  // `uses`: how many exchanges it is for; nullopt: all. Of several that match, the one added last
-  // that is not used up counts. Returns a number for remove(); 0: there is nothing to wait for.
+  // `uses`: how many exchanges it is for; nullopt: all. If several match, the one added last that
+  // is not used up applies. Returns a number for remove(); 0: `uses` was 0.
   std::uint64_t add(const ScriptMatch& match, const Script& script,
                     std::optional<std::uint64_t> uses);
 
-  // False: there is none of that number, or it is used up.
+  // False: no script has that number, or it is used up.
   bool remove(std::uint64_t id);
   void clear();
 
   // In the order in which they are tried.
   std::vector<WaitingScript> waiting() const;
 
-  // The script for an exchange, one use taken off; nullopt: none matches. A handshake only finds
+  // The script for an exchange, which uses it once; nullopt: none matches. A handshake only finds
   // scripts that concern the handshake, a request only the others.
   std::optional<Script> takeForHandshake(const ExchangeFacts& facts);
   std::optional<Script> takeForRequest(const ExchangeFacts& facts);
@@ -47,7 +47,7 @@ class ScriptBook {
 
   // Guards the entries; nothing is called under it.
   mutable Mutex _mutex;
-  std::list<WaitingScript> _entries ZOR_GUARDED_BY(_mutex);  // The last added first.
+  std::list<WaitingScript> _entries ZOR_GUARDED_BY(_mutex);  // The last one added comes first.
   std::uint64_t _lastId ZOR_GUARDED_BY(_mutex) = 0;
 };
 

@@ -38,7 +38,7 @@ std::string lowerCase(std::string_view text) {
   return lower;
 }
 
-// How many "=" end `text`, two at most.
+// The number of "=" at the end of `text`, at most two.
 std::size_t paddingOf(std::string_view text) {
   std::size_t padding = 0;
   while (padding < 2 && padding < text.size() && text[text.size() - 1 - padding] == '=') ++padding;

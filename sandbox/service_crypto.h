@@ -1,5 +1,5 @@
-// Ciphers and digests of the service side. Made on OpenSSL, apart from the client's own, so that
-// the two check each other.
+// Ciphers and digests of the service side. Built on OpenSSL, independently of the client's own, so
+// that the two check each other.
 #ifndef ZOR_SANDBOX_SERVICE_CRYPTO_H_
 #define ZOR_SANDBOX_SERVICE_CRYPTO_H_
 
@@ -13,14 +13,15 @@ namespace zor::sandbox {
 std::string hmacSha1Hex(std::string_view key, std::string_view message);
 std::string sha256Hex(std::string_view message);
 
-// Whether two texts are equal, letter case apart, in a time that does not tell where they differ.
+// Whether two texts are equal, ignoring letter case, in a time that does not reveal where they
+// differ.
 bool sameDigest(std::string_view left, std::string_view right);
 
 // nullopt: `text` is anything but standard base64 with its padding.
 std::optional<std::string> decodeBase64(std::string_view text);
 
-// AES-128 in CBC mode without cipher padding; trailing zero bytes, the fill of the sender, are
-// taken off. `key` and `vector` have 16 bytes. nullopt: no whole number of blocks, or none.
+// AES-128 in CBC mode without cipher padding; trailing zero bytes, the sender's fill, are removed.
+// `key` and `vector` have 16 bytes. nullopt: not a whole number of blocks, or empty.
 std::optional<std::string> openZeroFilled(std::string_view key, std::string_view vector,
                                           std::string_view sealed);
 

@@ -1,5 +1,5 @@
-// The ordinary answers of the operator's services. Each reads a request and says in words what it
-// thinks of it. No state, no threads of their own.
+// The ordinary answers of the operator's services. Each reads a request and states its verdict in
+// words. They have no state or threads of their own.
 #ifndef ZOR_SANDBOX_SERVICES_H_
 #define ZOR_SANDBOX_SERVICES_H_
 
@@ -10,7 +10,7 @@
 
 namespace zor::sandbox {
 
-// HTTP statuses other than 200 of ordinary answers.
+// HTTP statuses of ordinary answers other than 200.
 constexpr int kBadRequest = 400;
 constexpr int kNotFound = 404;
 constexpr int kWrongMethod = 405;
@@ -25,8 +25,8 @@ struct ServiceAnswer {
 };
 
 // The fingerprint service: checks the signature, reads the report, opens the identity and issues
-// the fingerprint of the machine that it belongs to, as KnownMachines tells. A report whose
-// identity does not open gets one that follows from the whole report.
+// the fingerprint of the machine that it belongs to, according to KnownMachines. A report whose
+// identity does not open gets one that is derived from the whole report.
 ServiceAnswer answerFingerprintRequest(const SandboxSettings& settings, const std::string& method,
                                        const std::string& body);
 
@@ -39,7 +39,7 @@ ServiceAnswer answerBackupList(const SandboxSettings& settings);
 // The pingback upload: checks the prefix and each record's form. The records are in the details.
 ServiceAnswer answerPingback(const std::string& method, const std::string& body);
 
-// `addresses` as an HTTPDNS answer header has them.
+// `addresses` in the form of an HTTPDNS answer header.
 std::string httpDnsHeaderValue(const std::vector<std::string>& addresses);
 
 }  // namespace zor::sandbox

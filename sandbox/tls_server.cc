@@ -33,7 +33,7 @@ constexpr int kFreePortTries = 100;
 constexpr std::chrono::milliseconds kPauseAfterAcceptError{100};
 constexpr const char* kEveryMachinesAddress = "127.0.0.1";
 constexpr std::size_t kSlowPieceBytes = std::size_t{16} << 10;
-constexpr int kSlowReceiveBufferBytes = 32 * 1024;  // Else the system reads ahead for us.
+constexpr int kSlowReceiveBufferBytes = 32 * 1024;  // Otherwise the system reads ahead.
 
 std::string text(boost::beast::string_view view) { return {view.data(), view.size()}; }
 
@@ -72,7 +72,7 @@ class Session : public std::enable_shared_from_this<Session> {
     auto& self = *static_cast<Session*>(argument);
     self.readServerName();
     self._action = self._delegate.planHandshake(self._connection, handle);
-    // A negative answer stops the handshake without a word to the client.
+    // A negative result stops the handshake without an alert to the client.
     return self._action == HandshakeAction::proceed ? 1 : -1;
   }
 
@@ -91,7 +91,7 @@ class Session : public std::enable_shared_from_this<Session> {
       return waitForClose();
     }
     if (error) return _delegate.handshakeEnded(_connection, error.message());
-    readServerName();  // Again: a resumed session asks for no certificate.
+    readServerName();  // Again: in a resumed session no certificate is chosen.
     _delegate.handshakeEnded(_connection, "");
     if (_connection.readPause.count() != 0) {
       error_code ignored;
@@ -177,7 +177,7 @@ class Session : public std::enable_shared_from_this<Session> {
                       });
   }
 
-  // The ticket goes out with the next step of a handshake, although that has ended.
+  // The ticket is sent with the next step of the handshake, although that has ended.
   void repeatTickets() {
     if (SSL_new_session_ticket(_stream.native_handle()) != 1) return close();
     _stream.async_handshake(asio::ssl::stream_base::server,
@@ -190,7 +190,7 @@ class Session : public std::enable_shared_from_this<Session> {
     _stream.async_shutdown([self = shared_from_this()](const error_code&) { self->close(); });
   }
 
-  // Sends RST rather than the orderly end.
+  // Sends RST rather than closing properly.
   void reset() {
     error_code ignored;
     _stream.next_layer().set_option(asio::socket_base::linger(true, 0), ignored);
@@ -292,7 +292,7 @@ class TlsServer::Core {
  private:
   struct Listener {
     tcp::acceptor acceptor;
-    StandIn standIn;  // Empty: connections are as they look.
+    StandIn standIn;  // Empty: connections are not redirected.
   };
 
   tcp::acceptor opener(const std::string& address, std::uint16_t port, error_code& error) {
@@ -340,7 +340,7 @@ class TlsServer::Core {
     });
   }
 
-  // Without descriptors, for one, the next try would fail at once, and so on without end.
+  // If descriptors run out, for instance, the next attempt would fail at once, and so on forever.
   void acceptLater(Listener& listener) {
     const auto pause = std::make_shared<asio::steady_timer>(_service, kPauseAfterAcceptError);
     pause->async_wait([this, &listener, pause](const error_code& cancelled) {
@@ -349,7 +349,7 @@ class TlsServer::Core {
   }
 
   void startSession(tcp::socket socket, const StandIn& standIn) {
-    // Else the answer waits for the client to acknowledge the end of the handshake, 40 ms.
+    // Otherwise the answer waits 40 ms for the client to acknowledge the end of the handshake.
     error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     const auto session =

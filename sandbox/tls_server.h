@@ -1,5 +1,6 @@
-// Listens with TLS on several loopback addresses and reads HTTP/1.1 requests. What is presented and
-// answered is the delegate's business. The one place that knows the network library.
+// Listens with TLS on several loopback addresses and reads HTTP/1.1 requests. The delegate decides
+// what is presented and answered. Besides the page's server, the only file that uses the network
+// library.
 #ifndef ZOR_SANDBOX_TLS_SERVER_H_
 #define ZOR_SANDBOX_TLS_SERVER_H_
 
@@ -22,14 +23,14 @@ struct Connection {
   std::uint64_t id = 0;
   std::uint64_t requests = 0;  // Read so far.
   std::string localAddress;
-  std::string serverName;  // Empty until the client's first words are read, or when it names none.
+  std::string serverName;  // Empty until the client has named a host.
   Certificate certificate = Certificate::ordinary;
   std::optional<Script> script;
   std::chrono::milliseconds readPause{0};  // Before each piece of a request is read.
 };
 
 // A port of 127.0.0.1 in place of an address that the machine lacks, or of a host name. Connections
-// to it look as if they had come to `address`, and for `serverName` when they name none.
+// to it are treated as connections to `address`, and for `serverName` if they name no host.
 struct StandIn {
   std::string host;  // The name or address that clients ask for.
   std::string address;
@@ -47,7 +48,7 @@ struct WireRequest {
 };
 
 struct WireAnswer {
-  std::string bytes;  // As they go over the wire.
+  std::string bytes;  // As they are sent.
   std::chrono::milliseconds delay{0};
   // Sent after `bytes` until the client closes the connection; empty: nothing is.
   std::string repeated;
@@ -65,10 +66,10 @@ class TlsServerDelegate {
  public:
   virtual ~TlsServerDelegate() = default;
 
-  // The client has said which name it wants: give `handle` a certificate, or end the handshake.
-  // Not asked when the client resumes an earlier session.
+  // The client has named the host: give `handle` a certificate, or end the handshake. Not called if
+  // the client resumes an earlier session.
   virtual HandshakeAction planHandshake(Connection& connection, ssl_st* handle) = 0;
-  // `problem` is empty when both sides are content.
+  // `problem` is empty if both sides accept.
   virtual void handshakeEnded(const Connection& connection, const std::string& problem) = 0;
   virtual void bytesArrived(const Connection& connection, std::size_t bytes) = 0;
   virtual WireAnswer answer(const Connection& connection, const WireRequest& request) = 0;
@@ -84,21 +85,21 @@ class TlsServer {
 
   void configure(TlsVersions versions, bool sessionTickets);
 
-  // Listens at `port` of every address; 0: at one free port of all. Returns what went wrong, then
-  // nothing listens. Before run() only.
+  // Listens at `port` of every address; 0: at a port that is free on all. Returns what went wrong;
+  // then nothing listens. To be called before run().
   std::optional<std::string> listen(const std::vector<std::string>& addresses, std::uint16_t port);
 
-  // Listens for each of `standIns` and sets their ports. Returns what went wrong, then nothing
-  // listens. Before run() only.
+  // Listens for each of `standIns` and sets their ports. Returns what went wrong; then nothing
+  // listens. To be called before run().
   std::optional<std::string> listenFor(std::vector<StandIn>& standIns);
 
-  // Of the first that listens.
+  // The port of the first listener.
   std::uint16_t port() const;
 
   // Serves on a thread of its own.
   void run();
 
-  // Ends the thread and closes everything. Callable twice.
+  // Ends the thread and closes everything. May be called twice.
   void stop();
 
   // Closes the connections that are open now. Callable from any thread but the server's own, and

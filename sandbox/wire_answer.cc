@@ -60,7 +60,7 @@ std::string framingHeader(Framing framing, std::uint64_t promisedBytes) {
   return "Content-Length: " + std::to_string(promisedBytes) + "\r\n";
 }
 
-// Up to the empty line, which is not part of it.
+// The head of the answer, up to but without the empty line.
 std::string headOf(const ServiceAnswer& answer, const std::string& framing, bool keepAlive) {
   std::string head =
       "HTTP/1.1 " + std::to_string(answer.status) + " " + reasonPhrase(answer.status) + "\r\n";
@@ -74,7 +74,7 @@ std::string headOf(const ServiceAnswer& answer, const std::string& framing, bool
   return head;
 }
 
-// What repeats without end after a head that stops before its empty line.
+// Adds what is repeated endlessly after a head that stops before its empty line.
 void addFlood(WireAnswer& wire, const std::string& head, Flood flood) {
   const auto fill = [&wire](const std::string& piece) {
     wire.repeated = repeated(piece, kFloodPieceBytes / piece.size());

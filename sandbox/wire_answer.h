@@ -1,4 +1,4 @@
-// Turns a service's answer and a script into what goes over the wire.
+// Turns a service's answer and a script into the bytes that are sent.
 #ifndef ZOR_SANDBOX_WIRE_ANSWER_H_
 #define ZOR_SANDBOX_WIRE_ANSWER_H_
 

@@ -15,11 +15,11 @@ bool asksForFingerprint(Route route) {
 
 bool belongsToCalls(Route route) { return route != Route::pingback && route != Route::unknown; }
 
-// The backup list is fetched beside the other tries, at any moment: it ends none of them.
+// The backup list is fetched alongside the other tries, at any time: it does not end any of them.
 bool isBeside(const ChainEvent& event) { return event.route == Route::backupService; }
 
-// The try that `request` goes on with: the one that its connection was opened for. Null: it is the
-// first of that connection in this call no longer, or the handshake belongs to another call.
+// The try that `request` continues: the one that its connection was opened for. Null: it is not the
+// connection's first request in this call, or the handshake belongs to another call.
 ChainTry* openedFor(CallChain& call, const ChainEvent& request) {
   if (request.isHandshake) return nullptr;
   const auto found = std::find_if(call.tries.rbegin(), call.tries.rend(), [&](const auto& one) {

@@ -1,4 +1,4 @@
-// Tells which exchanges belong to one call of a client: by name, by HTTPDNS, by address and by
+// Groups the exchanges that belong to one call of a client: by name, by HTTPDNS, by address and by
 // backup address, until one of them answers.
 #ifndef ZOR_SANDBOX_INSPECTOR_CALL_CHAINS_H_
 #define ZOR_SANDBOX_INSPECTOR_CALL_CHAINS_H_
@@ -19,14 +19,14 @@ struct ChainEvent {
   std::int64_t timeMs = 0;  // Since 1970.
   Route route = Route::unknown;
   bool isHandshake = false;
-  bool succeeded = false;  // A handshake: accepted. A request: answered as the client wants it.
+  bool succeeded = false;  // A handshake: accepted. A request: answered as the client expects.
   std::string address = {};
   std::string result = {};  // In words.
 };
 
-// Its request, or its handshake when no request came; the time is that of the first of them.
+// Its request, or its handshake if no request came; the time is that of whichever came first.
 struct ChainTry : ChainEvent {
-  // When the client went on: the next try's start. For the last try the time of its request.
+  // When the client moved on: the next try's start. For the last try, the time of its request.
   std::int64_t endMs = 0;
 };
 
@@ -37,7 +37,7 @@ struct CallChain {
 
 // The calls in `events`, which come oldest first; so do the calls. A call starts with a try by name
 // that follows a success, another way to a fingerprint, or a pause of more than two minutes. Calls
-// that clients make at the same moment are taken for one.
+// that clients make at the same time count as one.
 std::vector<CallChain> callChains(const std::vector<ChainEvent>& events);
 
 }  // namespace zor::sandbox

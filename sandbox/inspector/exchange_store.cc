@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t kMaxKeptBytes = 1U << 20U;        // Of a body, an answer or a report.
 constexpr std::size_t kMaxShownBytes = 1U << 18U;       // Of one of them in an answer of the page.
 constexpr std::size_t kMaxShownInList = 200;            // Of an answer in the list.
-constexpr std::int64_t kMaxExchanges = 100'000;         // The oldest go first.
+constexpr std::int64_t kMaxExchanges = 100'000;         // The oldest are removed first.
 constexpr std::int64_t kExchangesBetweenPrunings = 64;  // Each looks at the whole table.
 constexpr int kMinRefusalStatus = 400;
 constexpr const char* kMask = "\u2022\u2022\u2022\u2022\u2022\u2022";
@@ -86,7 +86,7 @@ std::optional<std::string> textOf(const ZORValue& value, std::string_view key) {
   return entry != nullptr ? std::optional(clean(shown(*entry))) : std::nullopt;
 }
 
-// A report that is too long to keep counts as none; the body shows its start.
+// A report that is too long to keep counts as absent; the body shows its start.
 std::optional<std::string> jsonOf(const ZORValue& details, const char* key) {
   const ZORValue* value = details.find(key);
   if (value == nullptr) return std::nullopt;
@@ -144,14 +144,14 @@ ZORValue headerPairs(const std::vector<Header>& headers) {
   return pairs;
 }
 
-// Texts stand as they are, anything else as JSON, so that no number loses digits in a browser.
+// Texts are shown unchanged, anything else as JSON, so that no number loses digits in a browser.
 ZORValue entryOf(const std::string& key, const ZORValue& value) {
   return ZORValue::dictionary({{"key", key},
                                {"value", std::string(cut(shown(value), kMaxShownBytes))},
                                {"isText", value.isText()}});
 }
 
-// The report's entries in the order in which the library collects them, then those it knows not.
+// The report's entries in the order in which the library collects them, then unknown ones.
 ZORValue entriesOf(ZORValue report) {
   ZORValue entries = ZORValue::array();
   for (const ReportEntry& known : reportEntries()) {
@@ -192,7 +192,7 @@ void addDifferences(const ZORValue& from, const ZORValue& to, bool reveal, const
   }
 }
 
-// A LIKE pattern that finds `text` as it stands.
+// A LIKE pattern that finds exactly `text`.
 std::string containing(const std::string& text) {
   std::string pattern = "%";
   for (const char letter : text) {
@@ -239,7 +239,7 @@ class ExchangeStore::Queries {
  public:
   explicit Queries(std::unique_ptr<Database> opened) : database(std::move(opened)) {}
 
-  // An empty file becomes a log; anything but a log of this program is left alone.
+  // An empty file becomes a log; any file that is not a log of this program is left alone.
   std::string prepare() {
     const std::int64_t application = pragma("PRAGMA application_id");
     const std::int64_t version = pragma("PRAGMA user_version");
@@ -249,7 +249,7 @@ class ExchangeStore::Queries {
       database->run("PRAGMA journal_mode = WAL");
       database->run(kSchema);
     } else if (application != kApplicationId) {
-      return "it is a database of another program";
+      return "it is another program's database";
     } else if (version != kSchemaVersion) {
       return "it was written by another version of this program";
     }
@@ -288,7 +288,7 @@ class ExchangeStore::Queries {
     ZORValue changes = ZORValue::array();
     ZORValue before = parsed(from, 0);
     ZORValue after = parsed(to, 0);
-    // It differs whenever what is sealed does, and says nothing by itself.
+    // It differs whenever its content does, and means nothing by itself.
     before.erase(words::kParamSealedBlockKey.view());
     after.erase(words::kParamSealedBlockKey.view());
     addDifferences(before, after, true, "report", changes);

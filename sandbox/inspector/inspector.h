@@ -1,5 +1,5 @@
-// A window on what the sandbox receives: keeps it in the state folder, shows it on a page for a
-// browser of this machine, and lets scripts read it and set faults over JSON.
+// Shows what the sandbox receives: keeps it in the state folder, serves it as a page to browsers on
+// this machine, and lets scripts read it and set faults over JSON.
 #ifndef ZOR_SANDBOX_INSPECTOR_INSPECTOR_H_
 #define ZOR_SANDBOX_INSPECTOR_INSPECTOR_H_
 
@@ -13,7 +13,7 @@
 
 namespace zor::sandbox {
 
-// Callable from any thread once start() is through.
+// Callable from any thread once start() has returned.
 //
 //   Inspector inspector(service);
 //   service.observe([&](const Received& request) { inspector.add(request); },
@@ -21,15 +21,15 @@ namespace zor::sandbox {
 //   ... service.start(), inspector.start(folder, 0), open inspector.url() ...
 class Inspector {
  public:
-  // `service` must outlive this object. It must have ended, see SandboxService::stop(), or have no
-  // observer that calls add(), before this object goes.
+  // `service` must outlive this object. Before this object is destroyed, the service must have been
+  // stopped, see SandboxService::stop(), or have no observer that calls add().
   explicit Inspector(SandboxService& service);
   ~Inspector();
   Inspector(const Inspector&) = delete;
   Inspector& operator=(const Inspector&) = delete;
 
-  // Keep an entry and tell everyone who looks on. Take no time: a thread of its own does it, in the
-  // order of the calls and before it answers a request that comes later. Callable before start().
+  // Keep an entry and send it to every open page. Return at once: a separate thread does the work,
+  // in the order of the calls and before it answers later requests. Callable before start().
   void add(const Received& request);
   void add(const Handshake& handshake);
 
@@ -37,11 +37,11 @@ class Inspector {
   // free one. Returns what went wrong. Once only.
   std::optional<std::string> start(const std::filesystem::path& folder, std::uint16_t port);
 
-  // The page's address. Whoever knows it can read everything: it holds a random part, which is new
-  // for each start.
+  // The page's address. It contains a secret, which is new for each start: anyone who knows it can
+  // read everything.
   std::string url() const;
 
-  // Ends when everything that was added is kept. Callable twice.
+  // Returns when everything that was added is kept. May be called twice.
   void stop();
 
  private:

@@ -1,4 +1,4 @@
-// The page's files, which are part of the program.
+// The page's files, which are compiled into the program.
 #ifndef ZOR_SANDBOX_INSPECTOR_PAGE_FILES_H_
 #define ZOR_SANDBOX_INSPECTOR_PAGE_FILES_H_
 

@@ -43,7 +43,7 @@ constexpr int kNotFound = 404;
 constexpr int kTooLarge = 413;
 constexpr int kBadRequest = 400;
 
-// No code or style but the page's own files, and no way out of this server.
+// Allows only the page's own scripts and styles, and no connection to other servers.
 constexpr const char* kContentPolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self'; "
     "base-uri 'none'; form-action 'none'; frame-ancestors 'none'; "
@@ -85,7 +85,7 @@ void setCommonHeaders(Response& response) {
   response.set("Cross-Origin-Opener-Policy", "same-origin");
 }
 
-// Who may ask, and who answers.
+// Checks who may ask, and passes requests on to the handler.
 class Gate {
  public:
   Gate(PageServer::Handler answer, std::string secret)
@@ -96,7 +96,7 @@ class Gate {
 
   PageAnswer answer(const Request& request) const {
     const std::string host = text(request[http::field::host]);
-    // A name that someone else points at this machine is a page of someone else.
+    // A foreign host name that resolves to this machine belongs to a foreign page.
     if (host != "127.0.0.1:" + _port && host != "localhost:" + _port) {
       return refusal(kForbidden, "This server only answers to 127.0.0.1:" + _port +
                                      " and localhost:" + _port + ".");
@@ -115,7 +115,7 @@ class Gate {
     if (target.empty() || target[0] != '/' || end == std::string::npos ||
         !isSecret(_secret, target.substr(1, end - 1))) {
       return refusal(kNotFound,
-                     "Open the whole address that zorfp-sandbox printed when it started. It is a "
+                     "Open the full address that zorfp-sandbox printed when it started. It is a "
                      "new one for each start.");
     }
     PageRequest asked;
@@ -176,7 +176,7 @@ class Session : public std::enable_shared_from_this<Session> {
     if (error == http::error::body_limit || error == http::error::header_limit) {
       return send(refusal(kTooLarge, "The request is too large."), false, false);
     }
-    // Only what is no HTTP gets an answer, not a connection that is over.
+    // Only data that is not HTTP gets an answer, not a closed connection.
     if (error.category() != make_error_code(http::error::bad_version).category() ||
         error == http::error::end_of_stream || error == http::error::partial_message) {
       return close();
@@ -227,7 +227,7 @@ class Session : public std::enable_shared_from_this<Session> {
                       });
   }
 
-  // A listener has nothing more to say; this tells when it is gone.
+  // A listener sends nothing more; this read notices when it is gone.
   void waitForClose() {
     _stream.socket().async_read_some(
         asio::buffer(_scrap), [self = shared_from_this()](const error_code& error, std::size_t) {
@@ -242,7 +242,7 @@ class Session : public std::enable_shared_from_this<Session> {
   std::optional<http::request_parser<http::string_body>> _parser;
   Response _response;
   bool _isListener = false;
-  std::deque<std::string> _unsent;  // The front is on its way.
+  std::deque<std::string> _unsent;  // The first one is being sent.
   std::array<char, 512> _scrap{};
 };
 
@@ -272,7 +272,7 @@ class PageServer::Core {
   }
 
   void stop() {
-    // Behind what has been posted, so that it still runs.
+    // Queued behind what was posted before, so that it still runs.
     asio::post(_service, [this] { _service.stop(); });
     if (_thread.joinable()) _thread.join();
     error_code ignored;
@@ -310,7 +310,7 @@ class PageServer::Core {
     });
   }
 
-  // Without descriptors, for one, the next try would fail at once, and so on without end.
+  // If descriptors run out, for instance, the next attempt would fail at once, and so on forever.
   void acceptLater() {
     _pause.expires_after(kPauseAfterAcceptError);
     _pause.async_wait([this](const error_code& cancelled) {

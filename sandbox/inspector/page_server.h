@@ -1,6 +1,6 @@
 // Serves HTTP on 127.0.0.1 to browsers and scripts of this machine that know a secret path. Each
-// request is answered by a function; a stream of events stays open. The second place, beside the
-// TLS server, that knows the network library.
+// request is answered by a function; a stream of events stays open. Besides the TLS server, the
+// only file that uses the network library.
 #ifndef ZOR_SANDBOX_INSPECTOR_PAGE_SERVER_H_
 #define ZOR_SANDBOX_INSPECTOR_PAGE_SERVER_H_
 
@@ -17,7 +17,7 @@ struct PageRequest {
   std::string path;   // Below the secret part, without it: "api/exchanges".
   std::string query;  // What follows the question mark, as it stands.
   std::string body;
-  std::string lastEventId;  // Of the last event that a returning listener has seen.
+  std::string lastEventId;  // The last event that a reconnecting listener has seen.
 };
 
 struct PageAnswer {
@@ -25,7 +25,7 @@ struct PageAnswer {
   std::string type = "application/json";
   std::string body = {};
   std::string allow = {};  // With status 405: the methods that there are.
-  bool isStream = false;   // `body` is followed by whatever is published, until someone hangs up.
+  bool isStream = false;   // `body` is followed by published events until the connection closes.
 };
 
 // Everything but the constructor, listen(), run(), stop(), url() and post() runs on, or is called
@@ -55,11 +55,11 @@ class PageServer {
   // arrives later. Callable from any thread; after stop() nothing runs.
   void post(std::function<void()> task);
 
-  // Sends one event to everyone who listens. A listener that does not read is cut off. `id` 0: the
+  // Sends one event to every listener. A listener that does not read is disconnected. `id` 0: the
   // event has none. On the server's thread only.
   void publish(const std::string& name, const std::string& data, std::int64_t id);
 
-  // Runs what was posted, ends the thread and closes everything. Callable twice.
+  // Runs what was posted, ends the thread and closes everything. May be called twice.
   void stop();
 
  private:

@@ -14,8 +14,8 @@ namespace {
 constexpr int kBusyMilliseconds = 2000;
 constexpr mode_t kOwnerOnly = 0600;
 
-// SQLite would make the file with the permissions that the umask leaves. Its journal files take
-// over those of the database. Returns what went wrong.
+// SQLite would create the file with the umask's permissions. Its journal files take the database's
+// permissions. Returns what went wrong.
 std::string makePrivate(const std::filesystem::path& path) {
   const int descriptor =
       ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, kOwnerOnly);

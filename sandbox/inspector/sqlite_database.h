@@ -1,4 +1,4 @@
-// SQLite's C interface with owners and without its error codes. The one place that knows SQLite.
+// SQLite's C interface with owners and without its error codes. The only file that uses SQLite.
 #ifndef ZOR_SANDBOX_INSPECTOR_SQLITE_DATABASE_H_
 #define ZOR_SANDBOX_INSPECTOR_SQLITE_DATABASE_H_
 
@@ -50,8 +50,8 @@ class Statement {
 // One open database file. Not for two threads at once.
 class Database {
  public:
-  // Opens the file at `path`, or makes it readable by its owner alone; an existing file loses the
-  // access of others. On failure nothing is returned and `problem` says why.
+  // Opens the file at `path`, or creates it, readable by its owner alone; others lose their access
+  // to an existing file. On failure nothing is returned and `problem` says why.
   static std::unique_ptr<Database> open(const std::filesystem::path& path, std::string& problem);
 
   // Runs statements without parameters; false: one failed, those after it did not run.
@@ -59,7 +59,7 @@ class Database {
   std::int64_t lastRowId() const;
   std::int64_t changes() const;  // Rows that the last statement changed.
 
-  // In words, of the last failure since it was cleared; empty: none.
+  // Describes the last failure since it was cleared; empty: none.
   const std::string& problem() const { return _problem; }
   void clearProblem() { _problem.clear(); }
 
