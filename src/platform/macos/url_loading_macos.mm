@@ -127,9 +127,9 @@ using ChallengeCompletionBlock = void (^)(NSURLSessionAuthChallengeDisposition d
 
 // Gives the platform exactly one answer to a challenge, however often it is called. Callable from
 // any thread.
-class OneAnswer {
+class SingleDecision {
  public:
-  explicit OneAnswer(ChallengeCompletionBlock completion) : _completion([completion copy]) {}
+  explicit SingleDecision(ChallengeCompletionBlock completion) : _completion([completion copy]) {}
 
   // Returns the disposition that the platform was given: this one or an earlier one.
   ChallengeDisposition give(ChallengeDisposition disposition, NSURLCredential* credential) {
@@ -161,7 +161,7 @@ ChallengeDisposition respondToChallenge(NSURLAuthenticationChallenge* challenge,
     }
     question.serverTrust = trust;
   }
-  const auto answer = std::make_shared<OneAnswer>(completion);
+  const auto answer = std::make_shared<SingleDecision>(completion);
   try {
     if (delegate != nullptr) {
       delegate->didReceiveChallenge(question, [answer, trust](ChallengeDisposition disposition,

@@ -11,7 +11,7 @@ namespace {
 
 constexpr long kMaxRedirects = 16;
 constexpr int kSwitchingProtocols = 101;
-constexpr int kFirstFinalStatus = 200;
+constexpr int kMinFinalStatus = 200;
 // How much a connection may carry before the request is written: handshakes, answers of a proxy.
 constexpr std::uint64_t kMaxBytesBeforeRequest = kMaxHeaderBytes;
 // How much may come beside headers and body: framing of chunks and records, tickets. Peers need
@@ -99,25 +99,26 @@ Failure failureOf(CURLcode result, bool requestWasSent, bool responseArrived) {
   return {codeOf(result), curl_easy_strerror(result)};
 }
 
-// What a delegate answered. Shared with the handler, which a delegate might keep.
-struct ChallengeAnswer {
+// What a delegate decided. Shared with the handler, which a delegate might keep.
+struct ChallengeDecision {
   std::optional<ChallengeDisposition> disposition;
   bool withCredential = false;
 };
 
-ChallengeAnswer answerOf(URLSessionDelegate& delegate, const std::shared_ptr<ServerTrust>& trust) {
-  const auto answer = std::make_shared<ChallengeAnswer>();
+ChallengeDecision decisionOf(URLSessionDelegate& delegate,
+                             const std::shared_ptr<ServerTrust>& trust) {
+  const auto decision = std::make_shared<ChallengeDecision>();
   try {
     delegate.didReceiveChallenge({AuthenticationMethod::serverTrust, trust},
-                                 [answer](ChallengeDisposition disposition, bool withCredential) {
-                                   if (answer->disposition) return;  // The first answer counts.
-                                   answer->disposition = disposition;
-                                   answer->withCredential = withCredential;
+                                 [decision](ChallengeDisposition disposition, bool withCredential) {
+                                   if (decision->disposition) return;  // The first one counts.
+                                   decision->disposition = disposition;
+                                   decision->withCredential = withCredential;
                                  });
   } catch (...) {
     return {};
   }
-  return *answer;
+  return *decision;
 }
 
 }  // namespace
@@ -297,7 +298,7 @@ bool Transfer::startResponse(std::string_view line) {
   if (!_responseIsInterim) _headerBytes = 0;
   _responseIsDue = false;
   const int status = statusIn(line);
-  _responseIsInterim = status < kFirstFinalStatus;
+  _responseIsInterim = status < kMinFinalStatus;
   // No request asks for this, and what follows is not HTTP.
   if (status != kSwitchingProtocols) return true;
   return refuse(URLErrorCode::badServerResponse, "The server switches to another protocol.");
@@ -419,11 +420,11 @@ bool Transfer::judge(STACK_OF(X509) * presented) {
   }
   const auto trust = std::make_shared<PresentedChain>(
       _roots, presented, std::vector<TrustPolicy>{{hostOfCurrentUrl().value_or("")}});
-  const ChallengeAnswer answer = answerOf(*delegate, trust);
-  // No answer, or trust without a credential, is a refusal.
-  switch (answer.disposition.value_or(ChallengeDisposition::rejectProtectionSpace)) {
+  const ChallengeDecision decision = decisionOf(*delegate, trust);
+  // No decision, or trust without a credential, is a refusal.
+  switch (decision.disposition.value_or(ChallengeDisposition::rejectProtectionSpace)) {
     case ChallengeDisposition::useCredential:
-      if (answer.withCredential && trust->credentialAvailable()) return true;
+      if (decision.withCredential && trust->credentialAvailable()) return true;
       break;
     case ChallengeDisposition::performDefaultHandling:
       return judgeByUrl(presented);
@@ -481,7 +482,7 @@ SSL* Transfer::currentConnection() const {
 void Transfer::takeResponse() {
   long status = 0;
   curl_easy_getinfo(_easy.get(), CURLINFO_RESPONSE_CODE, &status);
-  if (status < kFirstFinalStatus) return;  // None, or only interim ones.
+  if (status < kMinFinalStatus) return;  // None, or only interim ones.
   _response.statusCode = static_cast<int>(status);
   _response.url = currentUrl();
   _result.response = std::move(_response);
