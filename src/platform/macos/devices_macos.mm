@@ -41,7 +41,7 @@ CFMutableDictionaryRef matchingClass(const std::string& serviceClass) {
 IOObject firstService(const std::string& serviceClass) {
   CFMutableDictionaryRef matching = matchingClass(serviceClass);
   if (matching == nullptr) return IOObject(IO_OBJECT_NULL);
-  return IOObject(IOServiceGetMatchingService(kIOMasterPortDefault, matching));
+  return IOObject(IOServiceGetMatchingService(MACH_PORT_NULL, matching));
 }
 
 // nullopt: the registry could not be asked.
@@ -49,7 +49,7 @@ std::optional<std::vector<IOObject>> allServices(const std::string& serviceClass
   CFMutableDictionaryRef matching = matchingClass(serviceClass);
   if (matching == nullptr) return std::nullopt;
   io_iterator_t found = IO_OBJECT_NULL;
-  if (IOServiceGetMatchingServices(kIOMasterPortDefault, matching, &found) != KERN_SUCCESS) {
+  if (IOServiceGetMatchingServices(MACH_PORT_NULL, matching, &found) != KERN_SUCCESS) {
     return std::nullopt;
   }
   const IOObject iterator(found);
