@@ -43,7 +43,7 @@ std::vector<std::string> ipv4Servers(const sockaddr_in* servers, int count) {
   for (int index = 0; index < count; ++index) {
     char text[INET_ADDRSTRLEN];
     const bool readable =
-        servers[index].sin_family == AF_INET &&
+        servers[index].sin_family == AF_INET && servers[index].sin_addr.s_addr != INADDR_ANY &&
         ::inet_ntop(AF_INET, &servers[index].sin_addr, text, sizeof text) != nullptr;
     if (readable) texts.emplace_back(text);
   }

@@ -38,9 +38,9 @@ TEST(PosixNetwork, AnEntryKeepsItsInterfaceAndOnlyAddressesOfInternetFamilies) {
   EXPECT_FALSE(interfaceAddress(entry).running);
 }
 
-TEST(PosixNetwork, ServersOfAnotherFamilyAreSkippedInPlace) {
-  const sockaddr_in servers[] = {ipv4("192.0.2.1"), {}, ipv4("192.0.2.3")};
-  EXPECT_EQ(ipv4Servers(servers, 3), (std::vector<std::string>{"192.0.2.1", "192.0.2.3"}));
+TEST(PosixNetwork, ServersOfAnotherFamilyAndTheAddressThatStandsForNoneAreSkipped) {
+  const sockaddr_in servers[] = {ipv4("192.0.2.1"), {}, ipv4("0.0.0.0"), ipv4("192.0.2.3")};
+  EXPECT_EQ(ipv4Servers(servers, 4), (std::vector<std::string>{"192.0.2.1", "192.0.2.3"}));
   EXPECT_TRUE(ipv4Servers(servers, 0).empty());
 }
 
