@@ -44,6 +44,8 @@ const char* outcomeText(EntryOutcome outcome) {
       return "not permitted";
     case EntryOutcome::noAnswer:
       return "no answer in time";
+    case EntryOutcome::unavailable:
+      return "not available on this system";
     case EntryOutcome::withheld:
       return "withheld by the host";
   }

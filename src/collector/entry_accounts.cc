@@ -21,6 +21,7 @@ bool isAbsent(const ZORValue& value) {
 EntryOutcome outcomeOf(const ZORValue& value, const ProbeTrace& trace) {
   if (!isAbsent(value)) return EntryOutcome::found;
   if (trace.late()) return EntryOutcome::noAnswer;
+  if (trace.unavailable()) return EntryOutcome::unavailable;
   return trace.denied() ? EntryOutcome::notPermitted : EntryOutcome::absent;
 }
 

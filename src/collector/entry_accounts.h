@@ -18,6 +18,7 @@ enum class EntryOutcome {
   absent,        // It does not exist; no other user would get it either.
   notPermitted,  // It exists, but this user may not read it.
   noAnswer,      // A device, or the system, did not answer in time.
+  unavailable,   // This version of the system tells it to nobody.
   withheld,      // By the host; the probe did not run.
 };
 

@@ -31,4 +31,10 @@ void noteProbeLate(std::string_view source) {
   currentTrace->_late = true;
 }
 
+void noteProbeUnavailable(std::string_view source) {
+  if (currentTrace == nullptr) return;
+  noteProbeSource(source);
+  currentTrace->_unavailable = true;
+}
+
 }  // namespace zor

@@ -25,15 +25,19 @@ class ProbeTrace {
   bool denied() const { return _denied; }
   // Whether a source did not answer in time.
   bool late() const { return _late; }
+  // Whether this version of the system offers it to nobody.
+  bool unavailable() const { return _unavailable; }
 
  private:
   friend void noteProbeSource(std::string_view source);
   friend void noteProbeDenied(std::string_view source);
   friend void noteProbeLate(std::string_view source);
+  friend void noteProbeUnavailable(std::string_view source);
 
   std::string _sources;
   bool _denied = false;
   bool _late = false;
+  bool _unavailable = false;
   ProbeTrace* const _outer;
 };
 
@@ -45,6 +49,9 @@ void noteProbeDenied(std::string_view source);
 
 // For backends: `source` did not answer in time.
 void noteProbeLate(std::string_view source);
+
+// For backends: `source` does not exist on this version of the system.
+void noteProbeUnavailable(std::string_view source);
 
 }  // namespace zor
 

@@ -39,7 +39,15 @@ TEST(EntryAccounts, DistinguishAbsentFromNotPermitted) {
         return ZORValue();
       },
       accounts);
-  ASSERT_EQ(accounts.size(), 4U);
+  accountedValue(
+      Entry::bluetoothName,
+      [] {
+        noteProbeUnavailable("registry");
+        return ZORValue();
+      },
+      accounts);
+  ASSERT_EQ(accounts.size(), 5U);
+  EXPECT_EQ(accounts[4].outcome, EntryOutcome::unavailable);
   EXPECT_EQ(accounts[3].outcome, EntryOutcome::noAnswer);
   EXPECT_EQ(accounts[0].outcome, EntryOutcome::found);
   EXPECT_EQ(accounts[0].sources, "first source, second source");

@@ -130,7 +130,12 @@ class MacDevices final : public DevicePort {
 
   std::optional<BluetoothController> bluetoothController() override {
     const IOObject controller = firstService(literals::kBluetoothClass.str());
-    if (!controller) return std::nullopt;
+    if (!controller) {
+      // Since this version the registry no longer has it, and what does have it may be asked only
+      // by hosts that declare a purpose: the system ends any other.
+      if (@available(macOS 12, *)) noteProbeUnavailable(literals::kBluetoothClass.str());
+      return std::nullopt;
+    }
     return BluetoothController{textOf(controller, literals::kBluetoothNameProperty.str()),
                                textOf(controller, literals::kBluetoothAddressProperty.str())};
   }
