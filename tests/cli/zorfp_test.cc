@@ -174,7 +174,7 @@ TEST_F(Zorfp, ExplainsEachEntryAndWithholdsWhatItIsTold) {
   EXPECT_EQ(accounts.size(), 30U);
   EXPECT_EQ(accounts["wifi"]["outcome"], "withheld by the host");
   EXPECT_EQ(accounts["serial-number"]["outcome"], "withheld by the host");
-  EXPECT_EQ(accounts["platform"]["value"], "linux");
+  EXPECT_EQ(accounts["platform"]["value"], literals::kPlatformLabel.str());
   EXPECT_EQ(explained["summary"]["withheld"], 2);
   const auto unsealed = run(arguments + " --unseal --json").json()["entries"];
   for (const ZORValue& account : unsealed.elements()) EXPECT_EQ(account["masked"], false);

@@ -60,8 +60,7 @@ TEST(LiteralTable, NoTextIsReadableInTheStrippedLibrary) {
 #endif
   const std::string folder = testing::makeTemporaryFolder();
   const std::string stripped = folder + "/stripped.so";
-  const std::string command =
-      ZOR_STRIP " -s -o " + stripped + " " ZOR_TEST_BINARY_DIR "/lib/libzorfingerprint.so";
+  const std::string command = ZOR_STRIP " -o " + stripped + " " ZOR_TEST_LIBRARY;
   ASSERT_EQ(std::system(command.c_str()), 0);
   const std::string binary = fileContent(stripped);
   ASSERT_GT(binary.size(), 10000U);
@@ -109,6 +108,8 @@ TEST(HiddenText, TheChildOfAForkReadsTextsThatAThreadOfItsParentWasRevealing) {
   }
 }
 
+#if defined(__linux__)  // Elsewhere a program may not scan itself in this way.
+
 // The texts in the form that zor_scanned_host takes.
 std::string inverted(std::string_view text) {
   std::string hex = " ";
@@ -139,6 +140,8 @@ TEST(HiddenText, KeysAreGoneFromTheMemoryOfAHostAfterItsCall) {
   EXPECT_EQ(found(inverted(literals::kFingerprintURL.view())), 1)
       << "The scan finds what is there.";
 }
+
+#endif
 
 }  // namespace
 }  // namespace zor

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
@@ -15,7 +14,12 @@
 #include "support/text.h"
 #include "tests/fakes/child_process.h"
 #include "tests/fakes/fake_ports.h"
+
+#if defined(__linux__)
+#include <sys/prctl.h>
+
 #include "tests/fakes/hostile_proxy.h"
+#endif
 
 namespace zor {
 namespace {
@@ -361,40 +365,6 @@ TEST_F(URLLoading, FaultsOfTheServerEndWithTheirErrorAndWithoutABody) {
   }
 }
 
-TEST_F(URLLoading, ProxiesThatMisbehaveEndWithTheirError) {
-  const std::string chunk = "1000\r\n" + std::string(4096, 'a') + "\r\n";
-  const struct {
-    const char* what;
-    testing::ProxyManner manner;
-    URLErrorCode code;
-  } kRows[] = {
-      {"a refusal with a body without end",
-       {"HTTP/1.1 407 No\r\nTransfer-Encoding: chunked\r\n\r\n", chunk},
-       URLErrorCode::dataLengthExceedsMaximum},
-      {"headers without end",
-       {"HTTP/1.1 200 OK\r\n", "A: " + std::string(1000, 'a') + "\r\n"},
-       URLErrorCode::dataLengthExceedsMaximum},
-      {"interim answers without end",
-       {"", "HTTP/1.1 100 Continue\r\n\r\n"},
-       URLErrorCode::networkConnectionLost},
-      {"a byte now and then", {"HTTP/1.1 200 OK\r\n", "A", 200}, URLErrorCode::timedOut},
-      {"silence", {}, URLErrorCode::timedOut},
-      {"rubbish", {"", std::string("\1\2\0\n", 4)}, URLErrorCode::dataLengthExceedsMaximum},
-      {"a tunnel that closes",
-       {.opening = "HTTP/1.1 200 OK\r\n\r\n", .closes = true},
-       URLErrorCode::secureConnectionFailed},
-  };
-  ::unsetenv("no_proxy");
-  for (const auto& row : kRows) {
-    const testing::HostileProxy proxy(row.manner);
-    ::setenv("https_proxy", proxy.url().c_str(), 1);
-    URLRequest request = requestFor(freshUrl());
-    if (row.code == URLErrorCode::timedOut) request.timeoutSeconds = 0.3;
-    expectRefused(*client, row.what, request, row.code);
-  }
-  ::unsetenv("https_proxy");
-}
-
 TEST_F(URLLoading, AnswersMayBeFramedInEveryWayOfHttp) {
   const sandbox::Script kRows[] = {
       {.body = "0123456789", .interimAnswers = 3},
@@ -451,6 +421,43 @@ TEST_F(URLLoading, FiftyRequestsAtOnceEachEndOnce) {
   }
   for (auto& result : results) EXPECT_EQ(result.get().status(), 200);
   EXPECT_EQ(service->received().size(), std::size_t{kRequests});
+}
+
+// Linux alone: proxies from the environment, requests after a fork, the module with the libraries.
+#if defined(__linux__)
+
+TEST_F(URLLoading, ProxiesThatMisbehaveEndWithTheirError) {
+  const std::string chunk = "1000\r\n" + std::string(4096, 'a') + "\r\n";
+  const struct {
+    const char* what;
+    testing::ProxyManner manner;
+    URLErrorCode code;
+  } kRows[] = {
+      {"a refusal with a body without end",
+       {"HTTP/1.1 407 No\r\nTransfer-Encoding: chunked\r\n\r\n", chunk},
+       URLErrorCode::dataLengthExceedsMaximum},
+      {"headers without end",
+       {"HTTP/1.1 200 OK\r\n", "A: " + std::string(1000, 'a') + "\r\n"},
+       URLErrorCode::dataLengthExceedsMaximum},
+      {"interim answers without end",
+       {"", "HTTP/1.1 100 Continue\r\n\r\n"},
+       URLErrorCode::networkConnectionLost},
+      {"a byte now and then", {"HTTP/1.1 200 OK\r\n", "A", 200}, URLErrorCode::timedOut},
+      {"silence", {}, URLErrorCode::timedOut},
+      {"rubbish", {"", std::string("\1\2\0\n", 4)}, URLErrorCode::dataLengthExceedsMaximum},
+      {"a tunnel that closes",
+       {.opening = "HTTP/1.1 200 OK\r\n\r\n", .closes = true},
+       URLErrorCode::secureConnectionFailed},
+  };
+  ::unsetenv("no_proxy");
+  for (const auto& row : kRows) {
+    const testing::HostileProxy proxy(row.manner);
+    ::setenv("https_proxy", proxy.url().c_str(), 1);
+    URLRequest request = requestFor(freshUrl());
+    if (row.code == URLErrorCode::timedOut) request.timeoutSeconds = 0.3;
+    expectRefused(*client, row.what, request, row.code);
+  }
+  ::unsetenv("https_proxy");
 }
 
 TEST_F(URLLoading, ChildOfAForkLoadsAfreshAndLeavesTheParentsExchangeAlone) {
@@ -528,6 +535,8 @@ TEST_F(URLLoading, ProcessMayExitAtAnyMomentOfItsExchanges) {
   }
   ::unsetenv("https_proxy");
 }
+
+#endif
 
 }  // namespace
 }  // namespace zor

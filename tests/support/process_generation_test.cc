@@ -120,6 +120,7 @@ TEST(LockRanks, StandInTheDocumentInTheirOrder) {
             inCode);
 }
 
+#if defined(__linux__)
 TEST(Fork, NothingIsInitializedUnderAGuard) {
   for (const char* file : {"libzorfingerprint.so", "zorfingerprint/zor_net.so"}) {
     const std::string command = std::string("nm -D --undefined-only " ZOR_TEST_BINARY_DIR "/lib/") +
@@ -127,6 +128,7 @@ TEST(Fork, NothingIsInitializedUnderAGuard) {
     EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 1) << file;
   }
 }
+#endif
 
 }  // namespace
 }  // namespace zor
