@@ -30,7 +30,7 @@ std::optional<std::vector<InterfaceAddress>> readInterfaceAddresses();
 InterfaceAddress interfaceAddress(const ifaddrs& entry);
 
 // The IPv4 servers among the first `count` of a resolver's state, as dotted quads, in their order.
-// Servers of other families are skipped.
+// Servers of other families are skipped, and so is 0.0.0.0, which means none.
 std::vector<std::string> ipv4Servers(const sockaddr_in* servers, int count);
 
 }  // namespace zor
