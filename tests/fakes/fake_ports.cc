@@ -1,6 +1,7 @@
 #include "tests/fakes/fake_ports.h"
 
 #include <arpa/inet.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
