@@ -1,4 +1,4 @@
-#!/ usr / bin / env python3
+#!/usr/bin/env python3
 """Makes tests/data/sandbox/signed_request.json: a fingerprint request as a client of the default
 profile sends it, with a fixed report. Cipher and signature come from the openssl program.
 
@@ -53,8 +53,7 @@ identity[word("kSealedSerialNumberKey")] = "SER-0042"
 plain = json.dumps(identity, separators=(",", ":")).encode()
 plain += bytes((len(plain) + 16) // 16 * 16 - len(plain))
 
-report = {
-text: None for role, text in WORDS.items() if role.startswith("kParam")}
+report = {text: None for role, text in WORDS.items() if role.startswith("kParam")}
 report[word("kParamBundleIdentifierKey")] = BUNDLE
 report[word("kParamBundleValueKey")] = "4.2"
 report[word("kParamVersionKey")] = COLLECTOR
