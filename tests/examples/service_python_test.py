@@ -47,6 +47,27 @@ def check_example():
     expect("identity", one.identity(json.loads(values["report"])), json.loads(values["identity"]))
 
 
+def check_dumps():
+    """Each request of the document is answered by the service, and its lengths are right."""
+    start, section = PAGE.index("## Worked example"), PAGE[PAGE.index("### What a server sees"):]
+    values = dict(re.findall(r"^    (environment|signature): (.*)$", PAGE[start:], re.M))
+    one, kinds, messages = service.Service(WORDS, {"org.example.host": "250"}), [], []
+    for line in re.findall(r"^    (.+)$", section, re.M):
+        if re.match(r"[A-Z]+ /|HTTP/1.1 ", line):
+            messages.append({"start": line.split(), "body": ""})
+        elif header := re.match(r"([\w-]+): (.*)", line):
+            messages[-1][header[1]] = header[2]
+        else:
+            messages[-1]["body"] = re.sub("<(environment|signature)>", lambda name: values[name[1]], line)
+    for message in messages:
+        expect(f"length of {message['start']}", message.get("Content-Length", "0"), str(len(message["body"])))
+        if message["start"][0] != "HTTP/1.1":
+            status, _, _, line = one.answer(*message["start"][:2], message["body"].encode())
+            kinds.append((status, line["kind"], line.get("verdict")))
+    expect("exchanges", kinds, [(200, "fingerprint", "issued"), (200, "httpdns", None), (200, "httpdns", None),
+                                (200, "backup", None), (200, "pingback", None)])
+
+
 def check_table(report):
     kinds = {"text": str, "integer": int, "array": list, "dictionary": dict}
     rows = re.findall(r"^\| `(kParam\w+)` \| .*? \| (\w+) \|", PAGE, re.M)
@@ -96,8 +117,9 @@ def check_service(server):
 
 
 check_example()
+check_dumps()
 (work / "home").mkdir()
-server = subprocess.Popen([sys.executable, SOURCE / "examples/service-python/service.py", PROFILE, work,
+server = subprocess.Popen([sys.executable, "-B", SOURCE / "examples/service-python/service.py", PROFILE, work,
                            "--bundle-version", "com.tidewater.zorfp=110"], stdout=subprocess.PIPE, text=True)
 try:
     check_service(server)
