@@ -140,6 +140,7 @@ LookUp lookUp(const std::string& route, std::string_view format, const std::stri
 // them.
 std::vector<std::string> checkBootstrap(std::vector<RouteCheck>& checks) {
   const auto config = ZORHttpDnsConfig::defaultConfig();
+  if (config.isOff()) checks.push_back(notTried(kBootstrap, "the operator has no HTTPDNS service"));
   for (const std::string& fixed : config.ips()) {
     auto made =
         lookUp(kBootstrap, literals::kHttpDnsBootstrapFormat.view(), fixed, config.httpDnsHost());
@@ -176,7 +177,8 @@ std::vector<RouteCheck> checkEveryRoute() {
   const auto serviceAddresses = checkBootstrap(checks);
   const auto addresses = checkQuery(serviceAddresses, host, checks);
   checks.push_back(checkAddress(addresses, url, host));
-  checks.push_back(check(kBackupList, backupUrl, hostOfUrl(backupUrl)));
+  checks.push_back(backupUrl.empty() ? notTried(kBackupList, "the operator has no backup list")
+                                     : check(kBackupList, backupUrl, hostOfUrl(backupUrl)));
   if (const auto stored = ZORDing::create()->randomBackupIP()) {
     checks.push_back(
         checkByAddress(kBackupAddress, urlByReplacingHost(url, *stored), host, *stored));

@@ -57,6 +57,8 @@ UploadResult upload(std::size_t recordCount) {
   return result;
 }
 
+bool hasUploadService() { return !literals::kPingbackURL.view().empty(); }
+
 int exitStatus(const UploadResult& result) {
   if (!result.failed()) return kDone;
   // With an error the answer is incomplete, whatever its status.
@@ -64,6 +66,7 @@ int exitStatus(const UploadResult& result) {
 }
 
 std::string outcomeOf(const UploadResult& result) {
+  if (!hasUploadService()) return "left out";
   if (!result.due) return "not due";
   if (!result.upload.sent) return "nothing to send";
   return result.failed() ? "failed" : "sent";
@@ -93,6 +96,8 @@ void printForPeople(const UploadResult& result) {
     std::cout << "Uploaded " << result.recordCount << " records." << std::endl;
   } else if (result.due) {
     std::cout << "Nothing to upload. The next upload is due in a day." << std::endl;
+  } else if (!hasUploadService()) {
+    std::cout << "The operator takes no failure records. They stay in their file." << std::endl;
   } else {
     std::cout << "Not due: the last upload was less than a day ago." << std::endl;
   }
