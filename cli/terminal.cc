@@ -67,15 +67,15 @@ std::size_t outputWidth() {
 
 bool startsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }
 
-// Where the first line of `text` ends, in bytes: after the last space that fits, else after as many
-// characters as fit.
+// Where the first line of `text` ends, in bytes: at the last space that fits, else after as many
+// characters as fit. The space itself may stand beyond the width.
 std::size_t endOfLine(const std::string& text, std::size_t width) {
   std::size_t characters = 0;
-  std::size_t afterSpace = 0;
+  std::size_t space = 0;
   for (std::size_t index = 0; index < text.size(); ++index) {
     if (!startsCharacter(text[index])) continue;
-    if (characters++ == width) return afterSpace != 0 ? afterSpace : index;
-    if (text[index] == ' ') afterSpace = index + 1;
+    if (text[index] == ' ') space = index;
+    if (characters++ == width) return space != 0 ? space : index;
   }
   return text.size();
 }
@@ -85,7 +85,7 @@ std::vector<std::string> foldedLines(std::string text, std::size_t width) {
   while (!text.empty()) {
     const std::size_t end = endOfLine(text, width);
     lines.push_back(text.substr(0, end));
-    text.erase(0, end);
+    text.erase(0, std::min(text.find_first_not_of(' ', end), text.size()));
   }
   return lines;
 }

@@ -86,7 +86,10 @@ std::string nearestEntryName(std::string_view name) {
   std::string nearest;
   std::size_t fewest = std::numeric_limits<std::size_t>::max();
   for (const Row& row : kRows) {
-    const std::size_t changes = distance(compared, row.name());
+    const std::string whole = row.name();
+    // A part of a name is nearer than any other name, which may take fewer letters.
+    const bool isPart = !compared.empty() && whole.find(compared) != std::string::npos;
+    const std::size_t changes = isPart ? 0 : distance(compared, whole);
     if (changes >= fewest) continue;
     nearest = row.name();
     fewest = changes;

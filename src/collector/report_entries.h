@@ -28,7 +28,8 @@ bool isSealed(Entry entry);
 // All of them, in the order of the report; the sealed ones last.
 std::vector<Entry> allEntries();
 std::optional<Entry> entryWithName(std::string_view name);
-// The entry name that differs from `name` by the fewest letters.
+// The first name that contains `name`; otherwise the name that differs from it by the fewest
+// letters.
 std::string nearestEntryName(std::string_view name);
 
 // Replaces the entries that this process withholds. Withholding the sealed block withholds
