@@ -79,18 +79,17 @@ int runErase(bool dryRun, bool json) {
   const auto items = ZORFingerPrint::eraseLocalData(dryRun);
   const ZORValue list = erasureAsValue(items);
   bool complete = true;
-  std::vector<std::vector<std::string>> rows{{"WHAT", "OUTCOME", "WHY"}};
+  std::vector<std::vector<std::string>> rows{{"WHAT", "OUTCOME", "REMARK"}};
   for (const ZORValue& item : list.elements()) {
-    complete = complete && item["reason"] == "";
-    rows.push_back({shown(item["item"]), shown(item["outcome"]), shown(item["reason"])});
+    const bool failed = item["reason"] != "";
+    complete = complete && !failed;
+    rows.push_back(
+        {shown(item["item"]), shown(item["outcome"]), shown(item[failed ? "reason" : "note"])});
   }
   if (json) {
     printJson(list);
   } else {
-    printTable(rows);
-    std::cout << "The store file and the failure records are shared by all of your applications "
-                 "with this library."
-              << std::endl;
+    printFoldedTable(rows);
   }
   return complete ? kDone : kFailed;
 }

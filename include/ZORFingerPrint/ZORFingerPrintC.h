@@ -111,10 +111,11 @@ ZOR_FINGERPRINT_API char* zor_fingerprint_set_shared_identifier_opt_out(int opt_
 ZOR_FINGERPRINT_API int zor_fingerprint_shared_identifier_opted_out(void);
 
 /* Erases what the library keeps for this application on this machine; with `dry_run` other than 0
- * it only says what would be erased. A JSON list of {"item", "outcome", "reason"}; the outcome is
- * "nothing there", "would be removed", "removed" or "not removed". The store file and the failure
- * records are shared by the user's applications and go as a whole. NULL when memory ran out;
- * another call finishes what one has left. */
+ * it only says what would be erased. A JSON list of {"item", "outcome", "reason", "note"}; the
+ * outcome is "nothing there", "would be removed", "removed" or "not removed", the note says what
+ * goes beyond this application and what stays. The store file and the failure records are shared by
+ * the user's applications and go as a whole. NULL when memory ran out; another call finishes what
+ * one has left. */
 ZOR_FINGERPRINT_API char* zor_fingerprint_erase(int dry_run);
 
 /* The time for a request over all its routes and repeats, in seconds from the call that starts it,

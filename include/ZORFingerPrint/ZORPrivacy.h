@@ -28,6 +28,8 @@ struct ZORErasedItem {
   ZORErasureOutcome outcome = ZORErasureOutcome::nothingThere;
   // For people: why it was not removed. Empty for the other outcomes.
   std::string reason;
+  // For people: what goes with it beyond this application, and what of it stays. May be empty.
+  std::string note;
 };
 
 }  // namespace zor

@@ -23,7 +23,19 @@ struct KeptItem {
   const char* name;
   bool (*isKept)();
   Status (*remove)();
+  const char* note = "";
 };
+
+// A lock file that is removed while another process waits for it would let two processes in.
+constexpr const char* kStoreFileNote =
+    "shared by the user's applications, goes as a whole; its empty lock file and the store path of "
+    "the config stay";
+constexpr const char* kFailureRecordsNote =
+    "shared by the user's applications, go as a whole; the emptied file, which running programs go "
+    "on using, and its empty lock file stay";
+constexpr const char* kSharedSlotNote =
+    "the slots of other applications stay, and so does the empty lock file";
+constexpr const char* kConsentNote = "the file of the user defaults and its empty lock file stay";
 
 bool isInDefaults(const std::string& key) { return ports().defaults.objectForKey(key).has_value(); }
 
@@ -59,31 +71,33 @@ Status removeConsent() { return keepConsent(ZORConsent::unknown); }
 // found again in it.
 constexpr KeptItem kKeptItems[] = {
     {"cached-fingerprint", isCacheKept, removeCache},
-    {"store-file", isStoreFileKept, removeStoreFile},
+    {"store-file", isStoreFileKept, removeStoreFile, kStoreFileNote},
     {"installation-identifier", [] { return isInDefaults(identifierKey()); }, removeIdentifier},
-    {"shared-identifier-slot", hasOwnSharedSlot, clearOwnSharedSlots},
+    {"shared-identifier-slot", hasOwnSharedSlot, clearOwnSharedSlots, kSharedSlotNote},
     {"shared-identifier-copy", [] { return isInDefaults(literals::kSharedIdentifierKey.str()); },
      removeSharedIdentifierCopy},
-    {"failure-records", arePingbacksKept, erasePingbacks},
+    {"failure-records", arePingbacksKept, erasePingbacks, kFailureRecordsNote},
     {"last-request", [] { return isInDefaults(literals::kLastRequestDefaultsKey.str()); },
      [] { return removeFromDefaults(literals::kLastRequestDefaultsKey.str()); }},
     {"backup-list", [] { return isInDefaults(backupAddressesKey()); },
      [] { return removeFromDefaults(backupAddressesKey()); }},
-    {"consent", [] { return isInDefaults(literals::kConsentDefaultsKey.str()); }, removeConsent},
+    {"consent", [] { return isInDefaults(literals::kConsentDefaultsKey.str()); }, removeConsent,
+     kConsentNote},
 };
 
 ZORErasedItem erase(const KeptItem& item, bool dryRun) {
   const bool kept = item.isKept();
   if (dryRun) {
     return {item.name, kept ? ZORErasureOutcome::wouldBeRemoved : ZORErasureOutcome::nothingThere,
-            ""};
+            "", item.note};
   }
   // Called even if nothing is kept: the process may remember what could never be written.
   const Status status = item.remove();
   if (!status.isSuccess()) {
-    return {item.name, ZORErasureOutcome::notRemoved, status.sentence()};
+    return {item.name, ZORErasureOutcome::notRemoved, status.sentence(), item.note};
   }
-  return {item.name, kept ? ZORErasureOutcome::removed : ZORErasureOutcome::nothingThere, ""};
+  return {item.name, kept ? ZORErasureOutcome::removed : ZORErasureOutcome::nothingThere, "",
+          item.note};
 }
 
 const char* outcomeText(ZORErasureOutcome outcome) {
@@ -114,8 +128,10 @@ std::vector<ZORErasedItem> eraseKeptData(Erasure erasure) {
 ZORValue erasureAsValue(const std::vector<ZORErasedItem>& items) {
   ZORValue list = ZORValue::array();
   for (const ZORErasedItem& item : items) {
-    list.append(ZORValue::dictionary(
-        {{"item", item.name}, {"outcome", outcomeText(item.outcome)}, {"reason", item.reason}}));
+    list.append(ZORValue::dictionary({{"item", item.name},
+                                      {"outcome", outcomeText(item.outcome)},
+                                      {"reason", item.reason},
+                                      {"note", item.note}}));
   }
   return list;
 }

@@ -21,7 +21,7 @@ enum class Erasure {
 // std::bad_alloc.
 std::vector<ZORErasedItem> eraseKeptData(Erasure erasure);
 
-// A list of {"item", "outcome", "reason"}, as the C interface and zorfp give it.
+// A list of {"item", "outcome", "reason", "note"}, as the C interface and zorfp give it.
 ZORValue erasureAsValue(const std::vector<ZORErasedItem>& items);
 
 }  // namespace zor
