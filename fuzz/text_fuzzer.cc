@@ -7,8 +7,12 @@
 #include "fuzz/fuzz_input.h"
 #include "platform/linux/bundle_info.h"
 #include "platform/linux/decoded_text.h"
+#include "platform/linux/device_reader.h"
+#include "platform/linux/library_folders.h"
+#include "platform/linux/link_address.h"
 #include "platform/linux/machine_uuid.h"
 #include "platform/linux/network_texts.h"
+#include "platform/linux/power_source_values.h"
 #include "platform/linux/system_texts.h"
 #include "support/text.h"
 
@@ -54,6 +58,22 @@ void describesASystem(const std::string& text) {
   require(!isValidUtf8(text) || withoutCutCharacter(text) == text);
 }
 
+// Attributes that the kernel shows of a device: drivers and firmware write them.
+void describesADevice(const std::string& text) {
+  const auto address = addressFromText(text);
+  if (address) require(text.size() + 1 == address->size() * 3);
+  const auto variable = [&text](const std::string& name) {
+    const std::string value = eventVariable(text, name);
+    return value.empty() ? std::nullopt : std::optional(value);
+  };
+  if (isMachinePowerSource(variable)) powerSourceFromSupply("BAT0", variable);
+  const auto same = [&text](const std::string& /*name*/) { return std::optional(text); };
+  const auto source = powerSourceFromSupply("BAT0", same);
+  require(source && source->charge == longLongValue(text));
+  const std::string name = safeFileName(text);
+  require(!name.empty() && name.size() <= 255 && name.find('/') == std::string::npos);
+}
+
 }  // namespace
 }  // namespace zor::fuzz
 
@@ -62,5 +82,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   zor::fuzz::readsNumbersAsTheCLibrary(text);
   zor::fuzz::goesThereAndBack(text);
   zor::fuzz::describesASystem(text);
+  zor::fuzz::describesADevice(text);
   return 0;
 }
