@@ -22,6 +22,7 @@ class FakePasteboard final : public Pasteboard {
       : _owner(owner), _name(std::move(name)) {}
 
   Reading<Data> dataForType(const std::string& type) override {
+    const MutexLock lock(_owner.mutex);
     if (Status status = statusIn(_owner.unreadable); !status.isSuccess()) return status;
     const auto board = _owner.boards.find(_name);
     if (board == _owner.boards.end()) return {};
@@ -31,12 +32,14 @@ class FakePasteboard final : public Pasteboard {
   }
 
   Status setData(const Data& data, const std::string& type) override {
+    const MutexLock lock(_owner.mutex);
     if (Status status = statusIn(_owner.unwritable); !status.isSuccess()) return status;
     _owner.boards[_name][type] = data;
     return {};
   }
 
   Status clear(const std::string& type) override {
+    const MutexLock lock(_owner.mutex);
     _owner.boards[_name].erase(type);
     if (_owner.boards[_name].empty()) _owner.boards.erase(_name);
     return {};
@@ -134,6 +137,7 @@ void InMemoryDefaults::removeObject(const std::string& key) {
 }
 
 std::unique_ptr<Pasteboard> InMemoryPasteboards::pasteboardWithName(const std::string& name) {
+  const MutexLock lock(mutex);
   ++looks;
   for (const std::string& absent : missing) {
     if (absent == name) return nullptr;

@@ -133,6 +133,8 @@ class InMemoryPasteboards final : public PasteboardPort {
   // Content by name, then by type; tests may set anything.
   std::map<std::string, std::map<std::string, Data>> boards;
   int looks = 0;
+  Mutex
+      mutex;  // Held by the pasteboards while they use the above; tests look when nobody else does.
 };
 
 class FakeClock final : public ClockPort {
