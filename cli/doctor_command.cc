@@ -101,7 +101,7 @@ RouteCheck notTried(const std::string& route, const std::string& reason) {
   return {route, "", {std::nullopt, ZORError{"", 0, reason}}, JudgingDelegate::kNonePresented};
 }
 
-// As check(); not tried if there is no URL because `address` is not an address.
+// Like check(), but reports "not tried" if `address` is not an address and so gives no URL.
 RouteCheck checkByAddress(const std::string& route, const std::optional<std::string>& url,
                           const std::optional<std::string>& acceptHost,
                           const std::string& address) {

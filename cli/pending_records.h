@@ -8,7 +8,7 @@
 
 namespace zor::cli {
 
-// The records in the file; an empty array if there are none or the file is damaged.
+// Returns the records in the file. The array is empty if the file is empty or damaged.
 struct PendingRecords {
   ZORValue records;
   Status status;  // Why the file cannot be opened.

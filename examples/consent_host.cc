@@ -1,7 +1,7 @@
 // A host that asks first: nothing is collected, kept or sent before the person agrees.
 //
 // usage: consent_host [yes|no|later|erase]
-// Without an argument it asks on the terminal when there is no answer yet.
+// Without an argument, it asks on the terminal if the user has not answered before.
 #include <ZORFingerPrint/ZORFingerPrint.h>
 
 #include <future>

@@ -66,7 +66,7 @@ void readsTheHostThatIsAsked(const std::string& url) {
   require(isIPv6 ? asked.front() == '[' : asked == *host);
 }
 
-// An HTTPDNS answer: each address in it either makes a URL of its own or is no address.
+// Replacing the host by any address of an HTTPDNS answer changes nothing else in the URL.
 void answersWithAddresses(const std::string& header) {
   URLResponse response;
   response.headers.emplace_back(literals::kHttpDnsAnswerHeader.str(), header);

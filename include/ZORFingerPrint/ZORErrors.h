@@ -1,4 +1,4 @@
-/* Why there is no fingerprint, in numbers, for hosts in C and C++. */
+/* The codes of failed fingerprint requests, for hosts in C and C++. */
 #ifndef ZORFINGERPRINT_ZORERRORS_H_
 #define ZORFINGERPRINT_ZORERRORS_H_
 
@@ -48,7 +48,7 @@
 /* The server's certificate is not valid for the service. */
 #define ZOR_FINGERPRINT_URL_ERROR_UNTRUSTED (-1202)
 
-/* The kind of a failure, also where there is no error object. */
+/* The kind of a failure. It is set even if the failure has no error object. */
 typedef enum zor_fingerprint_reason {
   ZOR_FINGERPRINT_REASON_NONE = 0,       /* It did not fail. */
   ZOR_FINGERPRINT_REASON_LOCAL = 1,      /* Nothing was sent; the error says why. */

@@ -16,6 +16,5 @@
 #define ZOR_EXCLUDES(...) ZOR_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 #define ZOR_ACQUIRE(...) ZOR_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define ZOR_RELEASE(...) ZOR_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
-#define ZOR_NO_THREAD_SAFETY_ANALYSIS ZOR_THREAD_ATTRIBUTE(no_thread_safety_analysis)
 
 #endif  // ZOR_SUPPORT_THREAD_ANNOTATIONS_H_
